@@ -1,0 +1,103 @@
+// What the packet filter's own files, and the tests, call of each other.
+#pragma once
+
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+
+// ---- the sections of the rule set, in the order in which create_firewall_cfg writes them ------------
+
+void fw_init();
+void fw_remote_access();
+void fw_port_triggering();
+void fw_access_sections();
+void fw_virtual_servers();
+void fw_dmz();
+void fw_ping_response();
+void fw_content_blocking();
+void fw_masquerading(int translation);    // fw_nat
+void fw_messenger_blocking(int blocked);  // fw_import
+
+// The router's WAN address, empty when it has none.
+std::string fw_wan_address();
+
+// ---- access rules -----------------------------------------------------------------------------------
+
+enum class Direction { kInbound, kOutbound };
+
+// How an address is written.
+enum class AddressForm { kSingle = 1, kRange = 2, kSubnet = 3 };
+
+AddressForm ip_type(std::string_view address);
+
+// A service as the access rules use it.
+struct FwService {
+    char name[14 + 1];
+    char protocol[4 + 1];  // tcp, udp, both, any
+    int first_port;
+    int last_port;
+};
+
+// A list of service definitions, parsed once. Definition i holds what a record that was empty at the start
+// of the list holds after walking it as far as i; of its fields, only the first `fields` (in the order of
+// FwService) were set on that way.
+struct FwDefinition {
+    FwService service;
+    int fields;
+};
+
+struct FwServiceList {
+    std::unique_ptr<FwDefinition[]> definitions;
+    size_t count = 0;
+};
+
+FwServiceList parse_services(std::string_view list);
+
+// Walks the list as if parsing every definition into `service` in turn. 0: stopped at the first whose name
+// is `name`; -1: the list ended, `service` holds what the walk left.
+int search_serv(const FwServiceList &list, FwService &service, const char *name);
+
+// What access rules are built from. The functions are asked only when a rule needs the answer, and once.
+struct FwServices {
+    std::string (*setting)(const char *key);
+    std::string (*wan_address)();
+    FwServiceList user = {};
+    FwServiceList built_in = {};
+    std::string address = {};
+    bool have_user = false;
+    bool have_built_in = false;
+    bool have_address = false;
+};
+
+// -1: found among the user's definitions; 0: found among the built-in ones; -1: found nowhere.
+int get_serv(FwServices &services, const char *name, FwService &service);
+
+// Writes the lines of one rule list.
+void fw_access_rules(std::string_view list, Direction direction, FwServices &services);
+
+// ---- schedule ---------------------------------------------------------------------------------------
+
+constexpr int kWeekdays = 7;
+
+// One schedule record: the weekdays ("1" at an index: in the schedule; 0 is Sunday) and a time of day.
+struct SchedulePeriod {
+    char days[kWeekdays + 1];
+    int start_hour;
+    int start_minute;
+    int end_hour;
+    int end_minute;
+};
+
+// What the record does not reach is empty or 0.
+SchedulePeriod parse_period(const char *record);
+
+// Whether the local time lies inside the period, seen one minute ahead.
+bool period_open(const SchedulePeriod &period, const tm &local);
+
+// Appends one schedule record's lines to the open crontab.
+void create_schedule(const char *record, FILE *crontab);
+
+// 1: the current local time lies inside the first schedule record, else 0. Prints the record's start.
+int check_sche();

@@ -1,0 +1,65 @@
+// What the LAN services share among themselves and what their tests call.
+#pragma once
+
+#include <arpa/inet.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "rc/lan/leases.h"
+
+// A dotted address as a number whose top byte is the first octet, on every processor. Reads what the C
+// library's inet_addr reads (short forms, octal and hexadecimal octets too); 0xFFFFFFFF for anything else.
+[[nodiscard]] inline uint32_t address_number(const std::string &dotted)
+{
+    const in_addr_t address = inet_addr(dotted.c_str());
+    unsigned char octets[4];
+    static_assert(sizeof address == sizeof octets);
+    memcpy(octets, &address, sizeof octets);
+    return static_cast<uint32_t>(octets[0]) << 24 | static_cast<uint32_t>(octets[1]) << 16 |
+           static_cast<uint32_t>(octets[2]) << 8 | octets[3];
+}
+
+// ---- DHCP server -------------------------------------------------------------------------------------
+
+// Keeps the lease file when it fits the router's LAN address, else makes it empty.
+void change_lease();
+
+// Applies one entry "name;address;hardware address" of the reservation list, if it lies in the pool.
+// Always 0.
+int dhcp_write_leases(const char *entry);
+
+// Writes a reservation into the lease file. 0, or -1 when the file cannot be opened.
+int search_leases(const char *name, const HardwareAddress &hardware, uint32_t ip);
+
+// ---- static routes -----------------------------------------------------------------------------------
+
+struct Route {
+    char name[30];
+    char destination[16];
+    char netmask[16];
+    char gateway[18];
+    int metric;
+    int exported;  // 1: listed in /tmp/sroute
+    int active;    // 1: in force
+};
+
+// Reads a record into `route`; fields behind the first mismatch keep what they held.
+void read_route(const std::string &record, Route &route);
+
+// The network of a destination under a netmask, by the router's own whole-octet rules.
+[[nodiscard]] std::string rt_network(const Route &route);
+
+// The prefix length of a dotted netmask; 0 for one whose last bit is set.
+[[nodiscard]] int rt_mask_convert(const char *netmask);
+
+// Installs (1) or removes (0) the routes. 0, or -1 when /tmp/sroute cannot be created.
+int handle_static_route(int add);
+
+// Looks a route up by name. 0: found and read into `route`; 1: there is none.
+[[nodiscard]] int rt_search(Route &route, const char *name);
+
+// A named route's export flag and active flag. 0: set; 1: there is no such route.
+[[nodiscard]] int rt_search_export(const char *name, int &flag);
+[[nodiscard]] int rt_search_active(const char *name, int &flag);

@@ -1,0 +1,122 @@
+// Time zone: writes the POSIX rule of the chosen zone where the C library looks for it.
+//
+// Reads:  fw_time_zone time_daylight time_zone
+// Writes: /etc/TZ
+// Runs:   echo
+// Needs:  -
+
+#include <cstring>
+
+#include "rc/lan/lan.h"
+#include "rc/rc.h"
+
+namespace {
+
+struct TimeZone {
+    const char *index;  // value of fw_time_zone: hours from UTC, a letter tells zones of one offset apart
+    const char *rule;   // POSIX rule with daylight saving; empty where the zone has none
+};
+
+// Deliberate: the rules stand as they are, irregular ones too ("-7a" has no daylight part, "-3c" is plain
+// UTC+3, the rule of "-3b" ends in February, some rules state no dates or times).
+// clang-format off
+constexpr TimeZone kTimeZones[] = {
+    {"-12",     ""},
+    {"-11",     ""},
+    {"-10",     "HAW10"},
+    {"-9",      "AKST9AKDT"},
+    {"-8",      "PST8PDT"},
+    {"-7a",     "MST7"},
+    {"-7b",     "MST7MDT"},
+    {"-6a",     "CST6CDT"},
+    {"-6b",     ""},
+    {"-6c",     ""},
+    {"-5a",     ""},
+    {"-5b",     "EST5EDT,M3.2.0,M11.1.0"},
+    {"-5c",     ""},
+    {"-4a",     "AST4ADT"},
+    {"-4b",     ""},
+    {"-4c",     ""},
+    {"-3:30",   "NST+3:30NDT+2:30,M4.1.0/00:01:00,M10.5.0/00:01:00"},
+    {"-3b",     "BRST+3BRDT+2,M10.3.0,M2.3.0"},
+    {"-3c",     "UTC+3"},
+    {"-2",      ""},
+    {"-1",      ""},
+    {"GMTa",    ""},
+    {"GMTb",    "GMT+0BST-1,M3.5.0/01:00:00,M10.5.0/02:00:00"},
+    {"+1a",     "CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00"},
+    {"+1b",     "CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00"},
+    {"+1c",     "CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00"},
+    {"+1d",     ""},
+    {"+2a",     "EET-2EEST-3,M3.5.0/03:00:00,M10.5.0/04:00:00"},
+    {"+2b",     ""},
+    {"+2c",     ""},
+    {"+2d",     ""},
+    {"+2e",     "EET-2EEST-3,M3.5.0/03:00:00,M10.5.0/04:00:00"},
+    {"+2f",     ""},
+    {"+3a",     ""},
+    {"+3b",     "MSK-3MSD,M3.5.0/2,M10.5.0/3"},
+    {"+3c",     ""},
+    {"+3:30",   ""},
+    {"+4a",     ""},
+    {"+4b",     ""},
+    {"+4:30",   ""},
+    {"+5a",     ""},
+    {"+5b",     ""},
+    {"+5:30",   ""},
+    {"+6a",     ""},
+    {"+6b",     ""},
+    {"+7",      ""},
+    {"+8a",     ""},
+    {"+8b",     ""},
+    {"+8c",     ""},
+    {"+8d",     ""},
+    {"+9a",     ""},
+    {"+9b",     ""},
+    {"+9c",     ""},
+    {"+9:30a",  "CST-9:30CDT-10:30,M10.5.0/02:00:00,M3.5.0/03:00:00"},
+    {"+9:30b",  ""},
+    {"+10a",    ""},
+    {"+10b",    "EST-10EDT-11,M10.5.0/02:00:00,M3.5.0/03:00:00"},
+    {"+10c",    ""},
+    {"+10d",    "EST-10EDT-11,M10.1.0/02:00:00,M3.5.0/03:00:00"},
+    {"+10e",    ""},
+    {"+11a",    ""},
+    {"+12a",    "NZST-12NZDT-13,M10.1.0/02:00:00,M3.3.0/03:00:00"},
+    {"+12b",    ""},
+};
+// clang-format on
+
+static_assert(sizeof kTimeZones / sizeof kTimeZones[0] == 63);
+
+// Writes the rule unquoted, as it stands.
+void write_rule(const char *rule)
+{
+    SYSTEM("/bin/echo %s > /etc/TZ", rule);
+}
+
+void apply_zone(const TimeZone &zone, int saving)
+{
+    std::string reported = zone.rule;
+    if (reported.empty() || saving != 1) {
+        write_rule(nvram_text("time_zone").c_str());
+        reported = nvram_text("time_zone");
+    } else {
+        write_rule(zone.rule);
+    }
+    (void)printf("/bin/echo %s > /etc/TZ\n", reported.c_str());
+}
+
+}  // namespace
+
+int start_timezone()
+{
+    const std::string chosen = nvram_text("fw_time_zone");
+    const int saving = nvram_int("time_daylight");
+    for (const TimeZone &zone : kTimeZones) {
+        if (chosen == zone.index) {
+            apply_zone(zone, saving);
+        }
+    }
+    return 0;
+}

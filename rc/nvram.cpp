@@ -1,0 +1,357 @@
+// The settings store and its flash image.
+//
+// Reads:  -
+// Writes: /tmp/nvram /dev/mtdblock/3
+// Runs:   killall
+// Needs:  -
+//
+// Every get reads and scans the whole file, every set rebuilds it: stores are a few kilobytes and runs are
+// short, and other programs change the same files between two reads.
+
+#include "rc/nvram.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "rc/rc.h"
+
+namespace {
+
+constexpr std::array<uint32_t, 256> make_crc_table()
+{
+    std::array<uint32_t, 256> table = {};
+    for (uint32_t byte = 0; byte < table.size(); ++byte) {
+        uint32_t value = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            value = (value & 1) != 0 ? (value >> 1) ^ 0xEDB88320U : value >> 1;
+        }
+        table[byte] = value;
+    }
+    return table;
+}
+
+constexpr auto kCrcTable = make_crc_table();
+static_assert(kCrcTable[1] == 0x77073096U && kCrcTable[255] == 0x2D02EF8DU);
+
+uint32_t read_word(const unsigned char *bytes)
+{
+    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
+}
+
+void write_word(unsigned char *bytes, uint32_t word)
+{
+    bytes[0] = static_cast<unsigned char>(word >> 24);
+    bytes[1] = static_cast<unsigned char>(word >> 16);
+    bytes[2] = static_cast<unsigned char>(word >> 8);
+    bytes[3] = static_cast<unsigned char>(word);
+}
+
+// The entry at the start of `store`, without its NUL byte; empty at the end of the store.
+std::string_view first_entry(std::string_view store)
+{
+    const size_t length = store.find('\0');
+    return store.substr(0, length);
+}
+
+// Moves past an entry and its NUL byte, which a damaged store may lack at its very end.
+void skip_entry(std::string_view &store, size_t length)
+{
+    store.remove_prefix(length < store.size() ? length + 1 : length);
+}
+
+bool entry_matches(std::string_view entry, std::string_view key)
+{
+    return entry.size() > key.size() && entry[key.size()] == '=' && entry.substr(0, key.size()) == key;
+}
+
+void append_entry(std::string &store, std::string_view key, std::string_view value)
+{
+    store.append(key);
+    store += '=';
+    store.append(value);
+    store += '\0';
+}
+
+// Reads until the buffer is full or the file ends. Result: bytes read, or -1 on an error.
+ssize_t read_all(int fd, char *buffer, size_t size)
+{
+    size_t done = 0;
+    while (done < size) {
+        const ssize_t got = read(fd, buffer + done, size - done);
+        if (got < 0) {
+            return -1;
+        }
+        if (got == 0) {
+            break;
+        }
+        done += static_cast<size_t>(got);
+    }
+    return static_cast<ssize_t>(done);
+}
+
+// Writes as much as the file takes; what a full disk refuses is lost.
+void write_all(int fd, const char *data, size_t size)
+{
+    while (size > 0) {
+        const ssize_t put = write(fd, data, size);
+        if (put <= 0) {
+            return;
+        }
+        data += put;
+        size -= static_cast<size_t>(put);
+    }
+}
+
+// The size of an open file that can be read whole, or -1.
+long measure(int fd)
+{
+    struct stat status = {};
+    if (fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        return -1;
+    }
+    const off_t size = lseek(fd, 0, SEEK_END);
+    if (size < 0 || lseek(fd, 0, SEEK_SET) != 0) {
+        return -1;
+    }
+    return static_cast<long>(size);
+}
+
+// The part of readFileBin between open and close.
+long read_measured(int fd, Bytes &out)
+{
+    const long size = measure(fd);
+    if (size < 0) {
+        return -1;
+    }
+    out.data.reset(new (std::nothrow) char[static_cast<size_t>(size)]);
+    if (!out.data) {
+        return -1;
+    }
+    const ssize_t got = read_all(fd, out.data.get(), static_cast<size_t>(size));
+    if (got < 0) {
+        return -1;
+    }
+    out.size = static_cast<size_t>(got);
+    return static_cast<long>(got);
+}
+
+// Reads the working copy; false when it is missing or empty.
+bool read_working_copy(Bytes &store)
+{
+    return readFileBin(kStorePath, store) > 0;
+}
+
+// Writes header and data to the open flash and reads the data back as far as that is possible. True when
+// the data in memory still has the header's checksum.
+bool write_flash(int fd, Bytes &store)
+{
+    const FlashHeader header = {kFlashMagic, static_cast<uint32_t>(store.size), crc32(store.view())};
+    unsigned char bytes[kFlashHeaderSize];
+    write_flash_header(header, bytes);
+    (void)lseek(fd, 0, SEEK_SET);
+    write_all(fd, reinterpret_cast<const char *>(bytes), sizeof bytes);
+    (void)lseek(fd, kFlashDataOffset, SEEK_SET);
+    write_all(fd, store.data.get(), store.size);
+    // Deliberate: the descriptor is write-only, so this read cannot succeed, the buffer keeps what was
+    // just written and the comparison passes.
+    (void)lseek(fd, kFlashDataOffset, SEEK_SET);
+    (void)read_all(fd, store.data.get(), store.size);
+    return crc32(store.view()) == header.checksum;
+}
+
+// The part of nvram_load between open and close: fills `store`, or gives nvram_load's error.
+int read_flash(int fd, Bytes &store)
+{
+    unsigned char bytes[kFlashHeaderSize] = {};
+    const off_t partition = lseek(fd, 0, SEEK_END);
+    (void)lseek(fd, 0, SEEK_SET);
+    (void)read_all(fd, reinterpret_cast<char *>(bytes), sizeof bytes);
+    const FlashHeader header = read_flash_header(bytes);
+    if (header.magic != kFlashMagic) {
+        return 2;
+    }
+    if (partition < static_cast<off_t>(kFlashDataOffset) ||
+        static_cast<uint64_t>(partition) - kFlashDataOffset < header.length) {
+        return 4;
+    }
+    // Deliberate: one byte more than the store is read.
+    const size_t size = static_cast<size_t>(header.length) + 1;
+    store.data.reset(new (std::nothrow) char[size]);
+    (void)lseek(fd, kFlashDataOffset, SEEK_SET);
+    if (!store.data || read_all(fd, store.data.get(), size) < static_cast<ssize_t>(header.length)) {
+        return 4;
+    }
+    store.size = header.length;
+    return crc32(store.view()) == header.checksum ? 0 : 4;
+}
+
+}  // namespace
+
+uint32_t crc32(std::string_view data)
+{
+    uint32_t value = 0xFFFFFFFFU;
+    for (const char c : data) {
+        value = kCrcTable[(value ^ static_cast<unsigned char>(c)) & 0xFF] ^ (value >> 8);
+    }
+    return ~value;
+}
+
+FlashHeader read_flash_header(const unsigned char (&bytes)[kFlashHeaderSize])
+{
+    return {read_word(bytes), read_word(bytes + 4), read_word(bytes + 8)};
+}
+
+void write_flash_header(const FlashHeader &header, unsigned char (&bytes)[kFlashHeaderSize])
+{
+    write_word(bytes, header.magic);
+    write_word(bytes + 4, header.length);
+    write_word(bytes + 8, header.checksum);
+    write_word(bytes + 12, 0);
+}
+
+std::optional<std::string_view> store_find(std::string_view store, std::string_view key)
+{
+    for (;;) {
+        const std::string_view entry = first_entry(store);
+        if (entry.empty()) {
+            return std::nullopt;
+        }
+        if (entry_matches(entry, key)) {
+            return entry.substr(key.size() + 1);
+        }
+        skip_entry(store, entry.size());
+    }
+}
+
+std::string store_replace(std::string_view store, std::string_view key, std::string_view value)
+{
+    std::string image;
+    image.reserve(store.size() + key.size() + value.size() + 3);
+    bool found = false;
+    for (std::string_view entry = first_entry(store); !entry.empty(); entry = first_entry(store)) {
+        if (entry_matches(entry, key)) {
+            append_entry(image, key, value);
+            found = true;
+        } else {
+            image.append(entry);
+            image += '\0';
+        }
+        skip_entry(store, entry.size());
+    }
+    if (!found) {
+        append_entry(image, key, value);
+    }
+    image += '\0';
+    return image;
+}
+
+long readFileBin(const char *path, Bytes &out)
+{
+    const int fd = open(path, O_RDONLY);
+    if (fd < 0) {
+        return -1;
+    }
+    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected.
+    (void)!lockf(fd, F_LOCK, 0);
+    const long size = read_measured(fd, out);
+    (void)!lockf(fd, F_ULOCK, 0);
+    (void)close(fd);
+    return size;
+}
+
+int writeFileBin(const char *path, std::string_view data)
+{
+    // Deliberate: the old content is gone at the open, before the lock is taken; the last writer wins.
+    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (fd < 0) {
+        return fd;
+    }
+    (void)!lockf(fd, F_LOCK, 0);
+    write_all(fd, data.data(), data.size());
+    (void)!lockf(fd, F_ULOCK, 0);
+    return close(fd);
+}
+
+std::optional<std::string> nvram_get_fun(const char *key, const char *path)
+{
+    Bytes store;
+    if (readFileBin(path, store) <= 0) {
+        return std::nullopt;
+    }
+    const auto value = store_find(store.view(), key);
+    if (!value) {
+        return std::nullopt;
+    }
+    return std::string(*value);
+}
+
+std::optional<std::string> nvram_get(const char *key)
+{
+    auto value = nvram_get_fun(key, kStorePath);
+    if (!value) {
+        value = nvram_get_fun(key, kDefaultsPath);
+        if (value) {
+            // Deliberate: a default that is read becomes part of the working copy.
+            nvram_set(key, *value);
+        }
+    }
+    return value;
+}
+
+void nvram_set(const char *key, std::string_view value)
+{
+    Bytes store;
+    // A missing or empty store is a store without entries.
+    const std::string_view old = read_working_copy(store) ? store.view() : std::string_view();
+    (void)writeFileBin(kStorePath, store_replace(old, key, value));
+}
+
+void my_nvram_get(const char *key, char *destination, size_t size)
+{
+    if (key == nullptr || destination == nullptr || size == 0) {
+        return;
+    }
+    copy_text(destination, size, nvram_text(key));
+}
+
+int nvram_commit()
+{
+    const int fd = open(kFlashPath, O_WRONLY);
+    if (fd < 0) {
+        return 1;
+    }
+    Bytes store;
+    if (!read_working_copy(store)) {
+        (void)close(fd);
+        return 5;
+    }
+    const bool matches = write_flash(fd, store);
+    (void)close(fd);
+    if (!matches) {
+        return 1;
+    }
+    // Tells the remote-management agent that the settings changed.
+    run("/usr/bin/killall -USR2 cwmp > /dev/null 2>&1");
+    return 0;
+}
+
+int nvram_load()
+{
+    const int fd = open(kFlashPath, O_RDONLY);
+    if (fd < 0) {
+        return 1;
+    }
+    Bytes store;
+    const int result = read_flash(fd, store);
+    (void)close(fd);
+    if (result == 0) {
+        (void)writeFileBin(kStorePath, store.view());
+    }
+    return result;
+}

@@ -1,0 +1,93 @@
+// The settings store: key=value entries in one file, and its image in flash.
+//
+// A store is a run of entries "key=value", each ended by one NUL byte; one more NUL ends the store.
+// The working copy is /tmp/nvram, the factory defaults (same format) are /etc/default, the persistent
+// copy lies in the flash partition /dev/mtdblock/3 behind a header.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+constexpr const char *kStorePath = "/tmp/nvram";
+constexpr const char *kDefaultsPath = "/etc/default";
+constexpr const char *kFlashPath = "/dev/mtdblock/3";
+
+// ---- access by key: what services use ----------------------------------------------------------------
+
+// The value of `key` from the working copy, else from the defaults, else none. A value found only in the
+// defaults is first added to the working copy (not committed).
+std::optional<std::string> nvram_get(const char *key);
+
+// The value of `key` in the store file at `path`, or none (missing file, empty file or missing key).
+std::optional<std::string> nvram_get_fun(const char *key, const char *path);
+
+// Sets `key` in the working copy, in place if it is there, else at the end. Nothing is reported: a store
+// that cannot be written keeps what it held, or is cut short by a full disk.
+void nvram_set(const char *key, std::string_view value);
+
+// Copies the value of `key` (empty when missing) into `destination`, cut to size - 1 characters. Does
+// nothing when `key` or `destination` is null or `size` is 0.
+void my_nvram_get(const char *key, char *destination, size_t size);
+
+template <size_t N>
+void my_nvram_get(const char *key, char (&destination)[N])
+{
+    my_nvram_get(key, destination, N);
+}
+
+// Writes the working copy to flash. 0: written; 1: flash could not be opened or the check failed;
+// 5: working copy missing or empty, flash untouched.
+int nvram_commit();
+
+// Restores the working copy from flash. 0: done; 1: flash could not be opened; 2: bad magic;
+// 4: checksum mismatch, working copy untouched.
+int nvram_load();
+
+// ---- whole files -----------------------------------------------------------------------------------------
+
+// A file's bytes in memory; `data` is not terminated.
+struct Bytes {
+    std::unique_ptr<char[]> data;
+    size_t size = 0;
+
+    std::string_view view() const { return {data.get(), size}; }
+};
+
+// Reads a whole file. Result: its size in bytes, or -1 when it cannot be opened, measured or read.
+[[nodiscard]] long readFileBin(const char *path, Bytes &out);
+
+// Replaces a file: opened with create and truncate (mode 0600), locked, written, unlocked, closed.
+// Result: of the close, or the negative result of the failed open. A short write is not reported.
+int writeFileBin(const char *path, std::string_view data);
+
+// ---- the format itself, shared with the host tool -------------------------------------------------------
+
+// The value of the first entry of `store` that begins with `key` and "=", or none. Reads nothing past
+// the end of `store`, whether or not its closing NUL bytes are there.
+std::optional<std::string_view> store_find(std::string_view store, std::string_view key);
+
+// A new store: every entry of `key` replaced in place by key=value, or that entry appended, in the
+// order of the old store, ended by one NUL byte.
+std::string store_replace(std::string_view store, std::string_view key, std::string_view value);
+
+// Flash image: a 40-byte header, then the store, byte for byte. Words are big-endian on every host.
+struct FlashHeader {
+    uint32_t magic;
+    uint32_t length;    // bytes of store data
+    uint32_t checksum;  // CRC-32 of the store data
+};
+
+constexpr uint32_t kFlashMagic = 0x004E4F52;
+constexpr size_t kFlashHeaderSize = 16;  // magic, length, checksum, a reserved word written as zero
+constexpr size_t kFlashDataOffset = 40;  // bytes 16 to 39 are never touched
+
+// The common CRC-32 (reflected 0xEDB88320, initial value and final complement 0xFFFFFFFF).
+[[nodiscard]] uint32_t crc32(std::string_view data);
+
+// Header fields from and to their 16 bytes.
+[[nodiscard]] FlashHeader read_flash_header(const unsigned char (&bytes)[kFlashHeaderSize]);
+void write_flash_header(const FlashHeader &header, unsigned char (&bytes)[kFlashHeaderSize]);

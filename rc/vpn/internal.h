@@ -1,0 +1,89 @@
+// IPsec VPN: what its own files and the tests call of each other.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "rc/vpn/policy.h"
+
+constexpr const char *kVpnConfPath = "/var/tmp/vpn.conf";
+
+// ---- network.cpp: interface, addresses, masks, keys ------------------------------------------------------
+
+// A dotted text with its NUL byte needs this much room.
+constexpr size_t kDottedSize = 16;
+
+// The number of a dotted address, first part in the highest byte; 0 when the text is not an address.
+[[nodiscard]] uint32_t address_number(const char *text);
+
+// Writes an address as dotted text; `out` holds kDottedSize bytes.
+void dotted_text(uint32_t address, char *out);
+
+// Result of looking for the default route.
+enum class DefaultRoute {
+    kFound,    // the gateway is set
+    kGateway,  // not found, but the last line was a route through a gateway
+    kNone,
+};
+
+// Looks for the first default route in an open route table; `gateway` is the number as the kernel prints it.
+[[nodiscard]] DefaultRoute find_default_route(FILE *table, unsigned &gateway);
+
+// Address, netmask, broadcast address of an interface and the default gateway, as dotted texts (each output
+// holds kDottedSize bytes). 0, or -1 when `ifname` or `ip` is null, a query fails or there is no default
+// route. Deliberate: a route table without default route whose last line is a route through a gateway
+// counts as success and leaves `gateway` as it was.
+[[nodiscard]] int my_get_if(const char *ifname, char *ip, char *netmask, char *broadcast, char *gateway);
+
+// Prefix length of a mask; -1 for null or fewer than 7 characters.
+[[nodiscard]] int tmss_mask2bits(const char *mask);
+
+// Prefix length of "address...mask"; -1 for null, fewer than 17 characters or fewer than six dots.
+[[nodiscard]] int mask2bits(const char *text);
+
+// Number of leading bits in which the two addresses of "first...last" agree; -1 as mask2bits, and when
+// last is below first.
+[[nodiscard]] int range2bits(const char *text);
+
+// Writes the mask with `bits` leading ones to `out` (kDottedSize bytes) and returns it.
+char *bits2mask(int bits, char *out);
+
+// Clears all but the first `bits` bits of the dotted text in `addr` (kDottedSize bytes) and returns it.
+// Deliberate: the shift count is taken modulo 32, so 0 bits leaves the address whole.
+char *mask_ip_with_bits(char *addr, int bits);
+
+// Converts a key of `hexlen` hexadecimal digits or hexlen / 2 characters to 0x and groups of eight digits
+// joined by "_"; `out` holds hexlen * 9 / 8 + 3 bytes. 0, or -1 for a null pointer or any other length.
+[[nodiscard]] int convert_key(const char *text, char *out, int hexlen);
+
+// Runs a command of any length with its values filled in. No echo, no yield, its status is not looked at.
+void run_filled(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// ---- policy.cpp ------------------------------------------------------------------------------------------
+
+// Fills a cleared table of eight policies from the settings. 0, or the negative number of what was wrong;
+// what was parsed until then stays in the table.
+[[nodiscard]] int parse_conf(VpnPolicy *table);
+
+// ---- automatic.cpp ---------------------------------------------------------------------------------------
+
+// Brings up every enabled policy of a table of eight. Always 0.
+int vpn_up(VpnPolicy *table);
+
+// ---- manual.cpp ------------------------------------------------------------------------------------------
+
+// Replaces `buf` by the shell lines that set the environment of the up/down hook.
+void setup_env_var(std::string &buf, const VpnPolicy &policy);
+
+// Sets up or takes down one tunnel with its own keys. 0, or -1 when a script could not be created.
+int setup_manual_keying(const VpnPolicy &policy);
+int manual_keying_down(const VpnPolicy &policy);
+
+// ---- filter.cpp, teardown.cpp ----------------------------------------------------------------------------
+
+// Closes the packet filter. The status of its last command, or 1 when it has already run in this process.
+int stop_vpn_fw();
+
+// Shuts the tunnels of a table of eight (null: none) and the IKE daemon down. Always 0.
+int vpn_down(const VpnPolicy *table);

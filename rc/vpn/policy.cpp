@@ -1,0 +1,313 @@
+// VPN policies: turns the setting `vpn` into the table of eight records.
+//
+// Reads:  wan_ifname vpn
+// Writes: -
+// Runs:   -
+// Needs:  the WAN interface with its address and a default route
+//
+// The setting is a format number and then records, each between two bytes 0x01; the fields of a record are
+// separated by the byte 0x02. A record is read like a scanf template: the first field that does not fit
+// ends it, and what was not reached stays zero.
+#include "rc/vpn/policy.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "rc/rc.h"
+#include "rc/vpn/internal.h"
+
+namespace {
+
+constexpr char kFieldEnd = '\x02';
+constexpr size_t kShortestSetting = 3;
+constexpr size_t kShortestAddress = 6;
+constexpr int kDefaultLifetime = 28800;
+
+enum ConfError {
+    kNoWan = -1,
+    kNoWanAddress = -2,
+    kBadSetting = -3,
+    kShortLocalAddress = -4,
+    kBadRange = -5,
+    kBadSubnet = -6,
+    kBadLocalType = -7,
+    kShortRemoteAddress = -8,
+    kBadRemoteType = -9,
+    kBadEncryptionKey = -10,
+    kBadAuthenticationKey = -11,
+};
+
+// The keys as typed: longer than any that is accepted, so that one too long stays too long.
+struct TypedKeys {
+    char enc[64];
+    char auth[64];
+};
+
+// One end of a tunnel, with the errors it reports.
+struct Side {
+    int type;
+    char (&net)[34];
+    char (&mask)[18];
+    char (&addr)[18];
+    ConfError short_address;
+    ConfError bad_type;
+};
+
+// ---- reading one record ----------------------------------------------------------------------------------
+
+bool read(Scan &in, int8_t &field)
+{
+    int number = 0;
+    if (!scan_int(in, number)) {
+        return false;
+    }
+    field = static_cast<int8_t>(number);
+    return true;
+}
+
+bool next(Scan &in, int8_t &field)
+{
+    return scan_char(in, kFieldEnd) && read(in, field);
+}
+
+template <size_t N>
+bool next(Scan &in, char (&field)[N])
+{
+    return scan_char(in, kFieldEnd) && scan_text(in, field, kFieldEnd);
+}
+
+bool next_hex(Scan &in, VpnWord &field)
+{
+    unsigned number = 0;
+    if (!scan_char(in, kFieldEnd) || !scan_hex(in, number)) {
+        return false;
+    }
+    set_word(field, number);
+    return true;
+}
+
+bool next_decimal(Scan &in, VpnWord &field)
+{
+    int number = 0;
+    if (!scan_char(in, kFieldEnd) || !scan_int(in, number)) {
+        return false;
+    }
+    set_word(field, static_cast<uint32_t>(number));
+    return true;
+}
+
+// The 26 fields of both formats, in their order.
+bool read_common_fields(Scan &in, VpnPolicy &policy, TypedKeys &keys)
+{
+    return read(in, policy.enabled)               // 1
+           && next(in, policy.name)               // 2
+           && next(in, policy.keying)             // 3
+           && next(in, policy.enc_alg)            // 4
+           && next(in, policy.auth_alg)           // 5
+           && next(in, policy.local_type)         // 6
+           && next(in, policy.local_net)          // 7
+           && next(in, policy.remote_gw_type)     // 8
+           && next(in, policy.remote_gw)          // 9
+           && next(in, policy.remote_type)        // 10
+           && next(in, policy.remote_net)         // 11
+           && next(in, policy.psk)                // 12
+           && next_hex(in, policy.spi_in)         // 13
+           && next_hex(in, policy.spi_out)        // 14
+           && next(in, keys.enc)                  // 15
+           && next(in, keys.auth)                 // 16
+           && next(in, policy.local_id_type)      // 17
+           && next(in, policy.local_id)           // 18
+           && next(in, policy.remote_id_type)     // 19
+           && next(in, policy.remote_id)          // 20
+           && next(in, policy.exchange_mode)      // 21
+           && next(in, policy.connect_mode)       // 22
+           && next(in, policy.dh_group)           // 23
+           && next(in, policy.pfs)                // 24
+           && next(in, policy.option25)           // 25
+           && next_decimal(in, policy.lifetime);  // 26
+}
+
+void read_record(const std::string &record, int format, VpnPolicy &policy, TypedKeys &keys)
+{
+    Scan in = {record.c_str()};
+    if (read_common_fields(in, policy, keys) && format == 2) {
+        // Whatever is missing stays zero.
+        (void)(next(in, policy.keepalive_addr)     // 27
+               && next(in, policy.keepalive_on));  // 28
+    }
+}
+
+// ---- deriving what the daemons are told
+// --------------------------------------------------------------------
+
+// An ID with a type is told to the IKE daemon as a name.
+void complete_id(char (&id)[33], int type)
+{
+    if (no_id(id) || type == 0) {
+        return;
+    }
+    std::string complete;
+    append_format(complete, "@%d%s", type, id);
+    copy_text(id, complete);
+}
+
+void derive_single(const Side &side, const char *address)
+{
+    std::string client;
+    append_format(client, "--client %s/32", address);
+    copy_text(side.addr, address);
+    copy_text(side.net, client);
+    copy_text(side.mask, "255.255.255.255");
+}
+
+// Range and subnet: the common prefix of both ends. Deliberate: without a common bit the text as typed stays
+// and nothing is derived.
+void derive_prefix(const Side &side, int bits)
+{
+    if (bits == 0) {
+        return;
+    }
+    const std::string_view typed = side.net;
+    copy_text(side.addr, typed.substr(0, typed.find("...")));
+    mask_ip_with_bits(side.addr, bits);
+    std::string client;
+    if (side.type == kNetworkRange) {
+        append_format(client, "--client %s/%d:1", side.addr, bits);
+    } else {
+        append_format(client, "--client %s/%d", side.addr, bits);
+    }
+    copy_text(side.net, client);
+    bits2mask(bits, side.mask);
+}
+
+int derive_network(const Side &side)
+{
+    int bits = 0;
+    switch (side.type) {
+        case kNetworkSingle:
+            if (std::string_view(side.net).size() < kShortestAddress) {
+                return side.short_address;
+            }
+            derive_single(side, std::string(side.net).c_str());
+            return 0;
+        case kNetworkRange:
+            bits = range2bits(side.net);
+            if (bits < 0) {
+                return kBadRange;
+            }
+            derive_prefix(side, bits);
+            return 0;
+        case kNetworkSubnet:
+            bits = mask2bits(side.net);
+            if (bits < 0) {
+                return kBadSubnet;
+            }
+            derive_prefix(side, bits);
+            return 0;
+        case kNetworkAny:
+            copy_text(side.net, "--client 0.0.0.0/0");
+            copy_text(side.addr, "0.0.0.0");
+            copy_text(side.mask, "0.0.0.0");
+            return 0;
+        default:
+            return side.bad_type;
+    }
+}
+
+int derive_local(VpnPolicy &policy)
+{
+    return derive_network({policy.local_type, policy.local_net, policy.local_mask, policy.local_addr,
+                           kShortLocalAddress, kBadLocalType});
+}
+
+int derive_remote(VpnPolicy &policy)
+{
+    const Side side = {policy.remote_type, policy.remote_net,   policy.remote_mask,
+                       policy.remote_addr, kShortRemoteAddress, kBadRemoteType};
+    if (policy.remote_type != kNetworkPeer) {
+        return derive_network(side);
+    }
+    if (policy.keying == kKeyingAutomatic) {
+        copy_text(policy.remote_net, "");
+    } else if (policy.keying == kKeyingManual) {
+        derive_single(side, policy.remote_gw);
+    }
+    return 0;
+}
+
+int convert_keys(VpnPolicy &policy, const TypedKeys &keys)
+{
+    if (policy.keying != kKeyingManual) {
+        return 0;
+    }
+    if (convert_key(keys.enc, policy.enc_key, policy.enc_alg == 0 ? 48 : 16) != 0) {
+        return kBadEncryptionKey;
+    }
+    if (policy.auth_alg == 1 && convert_key(keys.auth, policy.auth_key, 32) != 0) {
+        return kBadAuthenticationKey;
+    }
+    if (policy.auth_alg == 2 && convert_key(keys.auth, policy.auth_key, 40) != 0) {
+        return kBadAuthenticationKey;
+    }
+    return 0;
+}
+
+int parse_record(const std::string &record, int format, VpnPolicy &policy)
+{
+    TypedKeys keys = {};
+    read_record(record, format, policy, keys);
+    complete_id(policy.remote_id, policy.remote_id_type);
+    complete_id(policy.local_id, policy.local_id_type);
+    if (lifetime_of(policy) == 0) {
+        set_word(policy.lifetime, kDefaultLifetime);
+    }
+    if (policy.remote_gw_type == 0) {
+        copy_text(policy.remote_gw, "%any");
+    }
+    if (const int error = derive_local(policy); error != 0) {
+        return error;
+    }
+    if (const int error = derive_remote(policy); error != 0) {
+        return error;
+    }
+    return convert_keys(policy, keys);
+}
+
+}  // namespace
+
+int parse_conf(VpnPolicy *table)
+{
+    VpnPolicy &first = table[0];
+    const std::string ifname = nvram_text("wan_ifname");
+    if (ifname.size() < kShortestSetting) {
+        return kNoWan;
+    }
+    copy_text(wan_ifname(first), kWanIfnameSize, ifname);
+    if (my_get_if(wan_ifname(first), first.wan_ip, first.wan_netmask, first.wan_broadcast,
+                  first.wan_gateway) != 0) {
+        return kNoWanAddress;
+    }
+    const std::string setting = nvram_text("vpn");
+    if (setting.size() < kShortestSetting) {
+        return kBadSetting;
+    }
+    const int format = to_int(setting);
+    std::string_view list = setting;
+    std::string_view record;
+    (void)next_record(list, record);  // the format number
+    for (int i = 0; i < kVpnPolicies && next_record(list, record); i++) {
+        // Deliberate: a setting without records is not asked for its format.
+        if (format != 1 && format != 2) {
+            return kBadSetting;
+        }
+        if (const int error = parse_record(std::string(record), format, table[i]); error != 0) {
+            return error;
+        }
+        if (i > 0) {
+            copy_text(table[i].wan_gateway, first.wan_gateway);
+            copy_text(table[i].wan_ip, first.wan_ip);
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,49 @@
+// Hardware address of an interface, as text.
+//
+// Reads:  -
+// Writes: -
+// Runs:   -
+// Needs:  -
+//
+// A tool of the WAN services that no command uses.
+
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "rc/rc.h"
+#include "rc/wan/follow_internal.h"
+
+namespace {
+
+constexpr size_t kTextSize = sizeof "00:00:00:00:00:00";
+static_assert(kTextSize == 18);
+
+void write_hwaddr(char *text, const char *bytes)
+{
+    (void)snprintf(text, kTextSize, "%02hhX:%02hhX:%02hhX:%02hhX:%02hhX:%02hhX", bytes[0], bytes[1], bytes[2],
+                   bytes[3], bytes[4], bytes[5]);
+}
+
+}  // namespace
+
+int get_if_hwaddr(char *text, const char *name)
+{
+    const int query = socket(AF_INET, SOCK_DGRAM, 0);
+    if (query < 0) {
+        perror("user: socket creating failed");
+        return -1;
+    }
+    ifreq request = {};
+    copy_text(request.ifr_name, name);
+    request.ifr_addr.sa_family = AF_INET;
+    if (ioctl(query, SIOCGIFHWADDR, &request) >= 0) {
+        write_hwaddr(text, request.ifr_hwaddr.sa_data);
+    }
+    // Nothing was written through it, so nothing is lost when closing fails.
+    (void)close(query);
+    return 1;
+}

@@ -1,0 +1,62 @@
+// What the files of the WAN connection share among themselves and with their tests.
+#pragma once
+
+#include <string>
+
+// ---- line and circuits -----------------------------------------------------------------------------------
+
+// 1: the line is in data mode; 0: it is not, or its tool said nothing.
+[[nodiscard]] int check_wan_status();
+
+// Deletes every ATM circuit, not only the WAN's.
+void clean_vc_table();
+
+// Adds the one circuit that the WAN uses.
+void add_wan_circuit(int vpi, int vci);
+
+// Waits the whole time, then tells whether the WAN is up: 0 when it is, -1 when not.
+[[nodiscard]] int wait_ppp(unsigned seconds);
+
+// ---- bring-up
+// ------------------------------------------------------------------------------------------------
+
+// Ends the bring-up that another run of rc has recorded, if there is one.
+void end_other_bring_up();
+
+// Sets the fixed address and runs the services that follow it. Always 0.
+int start_ip();
+
+// Starts the DHCP client, whose script does the rest. Always 0.
+int start_dhcpc();
+
+// Composes and runs the PPP daemon's command; `kind` 0: over Ethernet, 1: over ATM. With an idle time and
+// `flag` 0 the result is the status of that run; else it returns 0 once the WAN is up, and not before.
+int set_pppd_cmd(unsigned kind, unsigned flag);
+
+// ---- fast bridge module
+// ------------------------------------------------------------------------------------------
+
+// Deliberate: the opposite of its name. 0: the module is loaded; 1: it is not, or nobody can tell.
+[[nodiscard]] int check_fast_br_exist();
+
+// Loads the module when wireless is on and wireless distribution is off. Always 0.
+int add_fast_br();
+
+// Removes the module when it is loaded. Always 0.
+int remove_fast_br();
+
+// ---- IP over ATM
+// --------------------------------------------------------------------------------------------------
+
+// Probes which form the provider speaks and sets `ipoa_mode` to "1483" or "1577".
+void ipoa_test(int vpi, int vci);
+
+// Brings the WAN up in that form. Always 0.
+int start_ipoa();
+
+// An address without its last part; whole when it has no ".".
+[[nodiscard]] std::string network_prefix(const std::string &address);
+
+// Whether two addresses are equal under a mask. All three are read as inet_network reads them, so a text
+// that is no address counts as all ones.
+[[nodiscard]] bool same_network(const char *one, const char *other, const char *mask);

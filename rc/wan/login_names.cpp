@@ -1,0 +1,20 @@
+// Login host names: the names under which a LAN host finds the router's pages.
+//
+// Reads:  -
+// Writes: /etc/hosts
+// Runs:   -
+// Needs:  -
+
+#include "rc/product.h"
+#include "rc/rc.h"
+#include "rc/wan/follow_internal.h"
+
+void write_login_names(const char *address)
+{
+    if (const File hosts = open_file("/etc/hosts", "w")) {
+        (void)fprintf(hosts.get(), "%s www." LOGIN_DOMAIN_1 "\n", address);
+        (void)fprintf(hosts.get(), "%s " LOGIN_DOMAIN_1 "\n", address);
+        (void)fprintf(hosts.get(), "%s www." LOGIN_DOMAIN_2 "\n", address);
+        (void)fprintf(hosts.get(), "%s " LOGIN_DOMAIN_2 "\n", address);
+    }
+}

