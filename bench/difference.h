@@ -1,0 +1,14 @@
+// The difference of two lists of lines in the unified form.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Lines only expected begin with "-", lines only there with "+", common ones around them with a blank.
+// Empty when both lists are the same.
+std::string unified_difference(const std::vector<std::string> &expected,
+                               const std::vector<std::string> &actual);
+
+}  // namespace bench

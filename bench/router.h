@@ -1,0 +1,276 @@
+// The router on the desk: builds a root directory with everything rc touches, runs rc in it, and returns
+// what happened.
+//
+//     bench::Target target = bench::host_target("build/host/rc/rc");   // or bench::mips_target(...)
+//     bench::Setup setup;
+//     setup.settings = {{"lan_if", "br0"}, {"lan_ipaddr", "192.168.1.1"}};
+//     setup.replies.push_back({"adslctl", "info", "Status: Showtime\n"});
+//     bench::Root root(target, setup);
+//     bench::Run run;
+//     run.words = {"rc", "lan", "start"};
+//     bench::Trace trace = root.run(run);                  // again and again in the same root
+//     for (const std::string &line : bench::trace_lines(trace)) puts(line.c_str());
+//     std::optional<std::string> tz = root.read("/etc/TZ");
+//
+// A run is isolated (mount, process, network, host-name and IPC namespaces, the root directory as "/"; as
+// root, or through user namespaces for an ordinary user) and always ends: by itself together with every
+// command it left in the background, or by its time limit. rc is process 2 of its namespace in every run.
+// Whatever the bench itself cannot do is thrown as bench::Error; what rc does is in the trace.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace bench {
+
+// The bench could not do its own work (a missing helper, a sandbox that does not start, a bad path).
+struct Error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// ---- what is run -------------------------------------------------------------------------------------
+
+// The program under test and the parts of the bench that depend on its processor. No rebuild of the bench
+// is needed to run another program.
+struct Target {
+    std::filesystem::path program;   // the rc binary
+    std::filesystem::path preload;   // bench_clock shared object of the program's processor
+    std::filesystem::path emulator;  // user-mode emulator (static); empty: the program runs natively
+    std::filesystem::path library;   // directory of the emulated program's C library and loader
+    std::filesystem::path helpers;   // directory of bench_init, bench_sh, bench_tool, bench_launch
+    std::filesystem::path image;     // the bench/image directory
+};
+
+// A target for this workstation's processor: helpers, preload and image as built, or from the environment
+// variables BENCH_HELPERS, BENCH_PRELOAD and BENCH_IMAGE.
+Target host_target(const std::filesystem::path &program);
+
+// The same for a big-endian MIPS program: preload is libbench_clock.so beside the program's build
+// (`preload`), emulator qemu-mips-static and library /usr/mips-linux-gnu/lib (BENCH_EMULATOR,
+// BENCH_MIPS_LIBRARY).
+Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
+
+// ---- what the router is like before the run --------------------------------------------------------------
+
+struct Setting {
+    std::string key;
+    std::string value;
+    bool operator==(const Setting &) const = default;
+};
+
+struct NamedFile {
+    std::string path;  // absolute path in the root; missing directories are made
+    std::string bytes;
+};
+
+struct Interface {
+    std::string name;
+    std::string address;        // dotted; empty: an interface without an address
+    int bits = 24;              // network part of the address
+    std::string hardware = {};  // "00:11:22:33:44:55"; empty: 02:00:00:00:00:01 and up, in order
+};
+
+// What a stand-in answers when it is called with words that begin with `words` (compared word by word;
+// blanks separate words; empty: any call). Among replies that fit, those with most words win; several with
+// the same words answer one call after the other, over all runs in the root, and the last one stays. A
+// stand-in without a fitting reply prints nothing and succeeds.
+struct Reply {
+    std::string tool;  // base name or path; only the base name counts
+    std::string words;
+    std::string output;
+    int status = 0;
+    std::string errors = {};  // to standard error
+};
+
+// A shell command that the stand-in runs in the root, before it answers; chosen like a reply, independent
+// of it. What the command prints is part of the stand-in's output.
+struct Effect {
+    std::string tool;
+    std::string words;
+    std::string command;
+};
+
+struct Setup {
+    // The working copy /tmp/nvram, in this order; none: the file does not exist.
+    std::optional<std::vector<Setting>> settings = std::vector<Setting>{};
+    // /etc/default: the image's default settings (when asked for) with these entries put in: in place when
+    // the key is there, else at the end.
+    bool image_defaults = false;
+    std::vector<Setting> defaults;
+
+    std::vector<NamedFile> files;          // put in last to first: files, then removed, then directories
+    std::vector<std::string> removed;      // the image's file or directory is not there
+    std::vector<std::string> directories;  // made, also in a file's place
+    std::vector<Interface> interfaces;
+    std::vector<Reply> replies;
+    std::vector<Effect> effects;
+    bool image_replies = false;  // also the image's usual answers (bench/image/replies), after `replies`
+};
+
+// ---- one run
+// -----------------------------------------------------------------------------------------------
+
+struct Run {
+    std::vector<std::string> words;  // all words, the program name included
+    std::filesystem::path program;   // another program of the target's processor than rc; empty: rc
+    bool nested = false;             // runs of rc started by rc really run; else they are only recorded
+    std::optional<int64_t> clock;    // seconds since 1970 UTC that rc sees, standing still; none: real time
+    std::map<int, std::string> pauses;  // n -> shell command run in the root at the n-th pause of the outer
+                                        // run (sleep, and usleep of 10 or more; the first is 1)
+    std::vector<std::string> environment;  // "NAME=value" for the program, beside the bench's own
+    // Words put before the program: a checker of the workstation by its path and its options, such as
+    // /usr/bin/valgrind.bin --tool=callgrind --callgrind-out-file=/tmp/calls. Implies `system_view`. A
+    // checker that is a script loses the preloaded library.
+    std::vector<std::string> wrapper;
+    // The real /proc/self (and /proc/2, the outer run), and the workstation's files at /.bench/workstation.
+    // With ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0 in `environment` leaks are reported.
+    bool system_view = false;
+    bool calls_fail = false;           // sethostname, setdomainname, klogctl, kill fail (still recorded)
+    double limit = 20;                 // seconds; then everything in the namespace is killed
+    int most_pauses = 5000;            // a run of rc that pauses more often is killed, as one past the limit
+};
+
+// ---- what happened
+// -----------------------------------------------------------------------------------------
+
+enum class Kind {
+    kShell,       // a command given to /bin/sh by rc (system or popen); text: exactly the command
+    kSleep,       // number: seconds
+    kUsleep,      // number: microseconds
+    kHostname,    // sethostname; text
+    kDomainname,  // setdomainname; text
+    kKlog,        // klogctl; number: the action
+    kKill,        // number: process, signal: signal; never really sent
+    kOut,         // a line of standard output, by rc or a command of its; text without the line end
+    kTool,        // a stand-in (or a run of rc that is only recorded) was called; words
+};
+
+struct Event {
+    Kind kind = Kind::kOut;
+    int depth = 0;  // 0: the run asked for; 1, 2...: runs of rc started by it
+    std::string text;
+    long number = 0;
+    int signal = 0;
+    bool unended = false;            // kOut: the last line, without a line end
+    std::vector<std::string> words;  // kTool: as called, the name as given by the caller first
+};
+
+struct FileChange {
+    enum class What {
+        kCreated,
+        kChanged,
+        kRewritten,  // written with the content it had
+        kRemoved,
+    };
+    std::string path;
+    What what = What::kChanged;
+    std::string before;  // content; of a symbolic link, its text
+    std::string after;
+    char type = 'f';  // what it is now, or was: f file, d directory, l link, o anything else
+};
+
+struct SettingChange {
+    std::string key;
+    std::optional<std::string> before;  // none: not there
+    std::optional<std::string> after;
+};
+
+struct Trace {
+    // In order. Tool calls stand after the command of rc that led to them. A line of output stands where
+    // its line end was written. The events of a run started by rc stand together after the command that
+    // started it, also when that command ran in the background.
+    std::vector<Event> events;
+    int status = 0;                       // exit status; 128 + signal when a signal ended the program
+    int signal = 0;                       // 0: it ended by itself
+    bool timed_out = false;               // the limit was reached; events up to then
+    std::string output;                   // the outer run's whole standard output
+    std::string errors;                   // standard error of rc and its commands
+    std::vector<FileChange> files;        // by path; without the bench's own and links to tools
+    std::vector<SettingChange> settings;  // of /tmp/nvram, in store order, removed ones last
+    double seconds = 0;                   // how long it took
+};
+
+// ---- the root --------------------------------------------------------------------------------------------
+
+class Root {
+  public:
+    // Builds the root in a directory of its own under $TMPDIR, /dev/shm or /tmp, removed at the end.
+    Root(const Target &target, const Setup &setup);
+    // Builds it in `directory`, which must not exist or be empty, and leaves it there.
+    Root(const Target &target, const Setup &setup, const std::filesystem::path &directory);
+    ~Root();
+    Root(const Root &) = delete;
+    Root &operator=(const Root &) = delete;
+
+    Trace run(const Run &run);
+
+    // A shell command in the root, with its tools and interfaces, for looking and arranging; its standard
+    // output. Nothing of it is in a trace.
+    std::string shell(const std::string &command);
+
+    // A whole file of the root, none when it is no readable file. Links are followed inside the root.
+    std::optional<std::string> read(std::string_view path) const;
+    bool exists(std::string_view path) const;
+    void write(std::string_view path, std::string_view bytes);
+    void remove(std::string_view path);
+    void make_directory(std::string_view path);
+    // A symbolic link, in place of what is there. One to /dev/full is a file on a full disk.
+    void make_link(std::string_view path, const std::string &text);
+
+    // The entries of the working copy, or of another store file; none when there is no such file.
+    std::optional<std::vector<Setting>> settings(std::string_view path = "/tmp/nvram") const;
+    std::optional<std::string> setting(std::string_view key) const;
+
+    // Leaves the directory behind at the end.
+    void keep() { keep_ = true; }
+    const std::filesystem::path &directory() const { return directory_; }
+    // Where `path` of the root is for the workstation, links (but for a last one) followed inside the root.
+    std::filesystem::path host_path(std::string_view path) const;
+
+  private:
+    void build(const Setup &setup);
+    void build_state(const Setup &setup);
+
+    Target target_;
+    std::vector<Interface> interfaces_;
+    std::filesystem::path directory_;
+    bool keep_ = false;
+};
+
+// ---- text forms -----------------------------------------------------------------------------------------
+
+// Text as scenarios and settings files write it: \n \t \\ and \xHH for other control bytes, bytes above
+// 0x7e, and a last blank.
+std::string escape(std::string_view text);
+// The reverse; throws Error for an unknown escape.
+std::string unescape(std::string_view text);
+
+// A store's bytes: every entry ended by NUL, one more NUL at the end; and back (stops at the empty entry).
+std::string store_bytes(const std::vector<Setting> &settings);
+std::vector<Setting> store_settings(std::string_view bytes);
+
+// Settings as text: one key=value a line, values with escapes; empty lines and lines that begin with "#"
+// are passed over. Throws Error with file and line for a line without "=".
+std::vector<Setting> read_settings_text(const std::filesystem::path &file);
+// All of the image's *.settings in the order system lan wan firewall aux wireless vpn.
+std::vector<Setting> image_settings(const std::filesystem::path &image);
+
+// Replies and effects as text, the same directives as in scenarios (reply, status-reply, effect).
+void read_replies_text(const std::filesystem::path &file, std::vector<Reply> &replies,
+                       std::vector<Effect> &effects);
+
+// An event in the form of a scenario's trace: "sh TEXT", "sleep 1", "out TEXT", "kill 12 15"..., with
+// escapes, indented by "> " for each level of depth; a tool call as "tool WORDS".
+std::string event_line(const Event &event);
+// All of them; without tool calls unless asked for.
+std::vector<std::string> trace_lines(const Trace &trace, bool tools = false);
+
+}  // namespace bench
