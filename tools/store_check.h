@@ -1,0 +1,24 @@
+// Finds damage in settings stores and flash images.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// One damaged place.
+struct Damage {
+    size_t offset;  // byte of the file
+    bool is_lost;   // entries cannot be told apart from here on, or are not what was written
+    std::string reason;
+};
+
+// The damage of a store, in order of place; `base` is where the store begins in its file. A key that
+// stands twice is damage, but nothing is lost by it.
+std::vector<Damage> check_store(std::string_view store, size_t base = 0);
+
+// The damage of a flash image, its store included when there is one.
+std::vector<Damage> check_flash(std::string_view image);
+
+// The store inside a flash image; as much of it as is there.
+std::string_view flash_store(std::string_view image);
