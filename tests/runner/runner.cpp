@@ -1,0 +1,284 @@
+#include "tests/runner/runner.h"
+
+#include <cstdio>
+#include <ctime>
+#include <optional>
+
+#include "bench/difference.h"
+#include "tests/runner/text.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// ---- from a scenario to the bench -----------------------------------------------------------------------
+
+std::vector<bench::Setting> bench_settings(const std::vector<SettingEntry> &entries)
+{
+    std::vector<bench::Setting> settings;
+    for (const SettingEntry &entry : entries) {
+        settings.push_back({entry.key, entry.value});
+    }
+    return settings;
+}
+
+void add_files(const Setup &setup, bench::Setup &root)
+{
+    for (const FileSetup &file : setup.files) {
+        if (file.kind == FileKind::content) {
+            root.files.push_back({file.path, file.bytes});
+        } else if (file.kind == FileKind::missing) {
+            root.removed.push_back(file.path);
+        } else {
+            root.directories.push_back(file.path);
+        }
+        if (file.path == "/tmp/nvram") {
+            root.settings.reset();
+        }
+    }
+}
+
+bench::Setup bench_setup(const Setup &setup)
+{
+    bench::Setup root;
+    root.settings = bench_settings(setup.settings);
+    if (setup.no_store) {
+        root.settings.reset();
+    }
+    root.image_defaults = setup.defaults_of_image;
+    root.defaults = bench_settings(setup.defaults);
+    add_files(setup, root);
+    for (const InterfaceSetup &interface : setup.interfaces) {
+        root.interfaces.push_back({interface.name, interface.address, interface.bits, ""});
+    }
+    for (const ReplySetup &reply : setup.replies) {
+        root.replies.push_back({reply.tool, reply.words, reply.output, reply.status, ""});
+    }
+    for (const EffectSetup &effect : setup.effects) {
+        root.effects.push_back({effect.tool, effect.words, effect.command});
+    }
+    return root;
+}
+
+int64_t clock_seconds(const std::string &clock)
+{
+    struct tm date = {};
+    (void)sscanf(clock.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &date.tm_year, &date.tm_mon, &date.tm_mday,
+                 &date.tm_hour, &date.tm_min, &date.tm_sec);
+    date.tm_year -= 1900;
+    date.tm_mon -= 1;
+    return timegm(&date);
+}
+
+bench::Run bench_run(const Programs &programs, const Setup &setup, const Run &run)
+{
+    bench::Run made;
+    made.words = run.words;
+    if (run.kind != RunKind::argv0) {
+        made.words.insert(made.words.begin(), run.kind == RunKind::direct ? "rc-direct" : "rc");
+    }
+    if (run.kind == RunKind::direct) {
+        made.program = programs.direct;
+    }
+    made.nested = setup.nested;
+    if (setup.clock) {
+        made.clock = clock_seconds(*setup.clock);
+    }
+    for (const PauseSetup &pause : setup.pauses) {
+        std::string &command = made.pauses[pause.number];
+        command += (command.empty() ? "" : "\n") + pause.command;
+    }
+    return made;
+}
+
+// The bench's lines in the runner's own form, so that both sides are escaped alike.
+Lines plain_lines(const bench::Trace &trace)
+{
+    Lines plain;
+    for (const std::string &line : bench::trace_lines(trace)) {
+        std::string why;
+        if (!expand_trace_line(line, plain, why)) {
+            plain.push_back(line);
+        }
+    }
+    return plain;
+}
+
+// ---- comparing ------------------------------------------------------------------------------------------
+
+// A file as escaped lines. NUL bytes end lines too, so that a store shows one entry a line.
+Lines shown_lines(std::string_view bytes)
+{
+    Lines lines;
+    std::string line;
+    for (const char c : bytes) {
+        if (c == '\n') {
+            lines.push_back(escape(line));
+            line.clear();
+            continue;
+        }
+        line += c;
+        if (c == '\0') {
+            lines.push_back(escape(line));
+            line.clear();
+        }
+    }
+    if (!line.empty()) {
+        lines.push_back(escape(line) + "  (no line end)");
+    }
+    return lines;
+}
+
+void add_difference(std::string &report, const std::string &what, const Lines &expected, const Lines &actual)
+{
+    report +=
+        "--- expected " + what + "\n+++ actual " + what + "\n" + bench::unified_difference(expected, actual);
+}
+
+void compare_trace(const Run &run, const bench::Trace &trace, std::string &report)
+{
+    const Lines actual = plain_lines(trace);
+    if (run.trace && *run.trace != actual) {
+        add_difference(report, "trace", shorten_trace(*run.trace), shorten_trace(actual));
+    }
+}
+
+void compare_status(const Run &run, const bench::Trace &trace, std::string &report)
+{
+    if (trace.timed_out) {
+        report += "it did not end in time and was killed\n";
+    } else if (trace.signal != 0) {
+        report += "it was ended by signal " + std::to_string(trace.signal) + "\n";
+    } else if (const int expected = run.status.value_or(0); expected != trace.status) {
+        report +=
+            "exit: expected " + std::to_string(expected) + ", actual " + std::to_string(trace.status) + "\n";
+    }
+}
+
+void compare_files(const Run &run, const bench::Root &root, std::string &report)
+{
+    for (const ExpectedFile &file : run.files) {
+        const std::optional<std::string> actual = root.read(file.path);
+        if (!actual) {
+            report +=
+                file.path + ": " + (root.exists(file.path) ? "not a readable file" : "not there") + "\n";
+        } else if (*actual != file.bytes) {
+            add_difference(report, escape(file.path), shown_lines(file.bytes), shown_lines(*actual));
+        }
+    }
+    for (const std::string &path : run.gone) {
+        report += root.exists(path) ? escape(path) + ": still there\n" : "";
+    }
+}
+
+std::string shown_setting(const std::string &key, const std::optional<std::string> &value)
+{
+    return value ? escape(key + "=" + *value) : "none";
+}
+
+void compare_settings(const Run &run, const bench::Root &root, std::string &report)
+{
+    for (const SettingEntry &entry : run.settings) {
+        const std::optional<std::string> actual = root.setting(entry.key);
+        if (actual != entry.value) {
+            report += "setting " + escape(entry.key) + ": expected " + shown_setting(entry.key, entry.value) +
+                      ", actual " + shown_setting(entry.key, actual) + "\n";
+        }
+    }
+    for (const std::string &key : run.unset) {
+        if (const std::optional<std::string> actual = root.setting(key)) {
+            report +=
+                "setting " + escape(key) + ": expected none, actual " + shown_setting(key, actual) + "\n";
+        }
+    }
+}
+
+std::string run_directive(const Run &run)
+{
+    const char *name = run.kind == RunKind::words ? "run" : run.kind == RunKind::argv0 ? "argv0" : "direct";
+    return std::string(name) + (run.words.empty() ? "" : " ") + join_words(run.words);
+}
+
+// What differs after one run, empty when nothing does.
+std::string compare_run(const Run &run, const bench::Trace &trace, const bench::Root &root)
+{
+    std::string report;
+    compare_status(run, trace, report);
+    compare_trace(run, trace, report);
+    compare_files(run, root, report);
+    compare_settings(run, root, report);
+    if (!report.empty() && !trace.errors.empty()) {
+        report += "on standard error:\n" + trace.errors + (trace.errors.back() == '\n' ? "" : "\n");
+    }
+    return report;
+}
+
+// ---- printing -------------------------------------------------------------------------------------------
+
+// A file's content as the rest of a directive: `lines` for one made of whole lines, else `bytes`.
+std::string content_text(const char *lines, const char *bytes, const std::string &path,
+                         const std::string &content)
+{
+    bool complete = true;
+    const Lines content_lines = split_lines(content, complete);
+    if (!complete || content.find('\0') != std::string::npos) {
+        return std::string(bytes) + " " + escape(path) + " " + escape(content) + "\n";
+    }
+    std::string text = std::string(lines) + " " + escape(path) + "\n";
+    for (const std::string &line : content_lines) {
+        text += line.empty() ? "|\n" : "| " + escape(line) + "\n";
+    }
+    return text;
+}
+
+std::string changes_text(const bench::Trace &trace)
+{
+    std::string text;
+    for (const bench::FileChange &change : trace.files) {
+        if (change.path == "/tmp/nvram") {
+            continue;
+        }
+        text += change.what == bench::FileChange::What::kRemoved
+                    ? "gone " + escape(change.path) + "\n"
+                    : content_text("expect", "expect-bytes", change.path, change.after);
+    }
+    for (const bench::SettingChange &change : trace.settings) {
+        text += change.after ? "setting " + shown_setting(change.key, change.after) + "\n"
+                             : "unset " + escape(change.key) + "\n";
+    }
+    return text;
+}
+
+}  // namespace
+
+bool run_scenario(const Programs &programs, const Scenario &scenario, std::string &report)
+{
+    bench::Root root(programs.target, bench_setup(scenario.setup));
+    for (const Run &run : scenario.runs) {
+        const bench::Trace trace = root.run(bench_run(programs, scenario.setup, run));
+        const std::string differences = compare_run(run, trace, root);
+        if (!differences.empty()) {
+            report += "line " + std::to_string(run.line) + ": " + run_directive(run) + "\n" + differences;
+        }
+    }
+    return report.empty();
+}
+
+std::string print_scenario(const Programs &programs, const Scenario &scenario)
+{
+    bench::Root root(programs.target, bench_setup(scenario.setup));
+    std::string text;
+    for (const Run &run : scenario.runs) {
+        const bench::Trace trace = root.run(bench_run(programs, scenario.setup, run));
+        text += (text.empty() ? "" : "\n") + run_directive(run) + "\ntrace\n";
+        for (const std::string &line : shorten_trace(plain_lines(trace))) {
+            text += "| " + line + "\n";
+        }
+        text += trace.status != 0 ? "exit " + std::to_string(trace.status) + "\n" : "";
+        text += changes_text(trace);
+        text += trace.errors.empty()
+                    ? ""
+                    : content_text("# on standard error", "# on standard error", "", trace.errors);
+    }
+    return text;
+}

@@ -1,0 +1,102 @@
+// A scenario file as it stands: what is there before the run, the runs, and what each must leave behind.
+//
+// The format is described in tests/README.md; this is its one reader.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct SettingEntry {
+    std::string key;
+    std::string value;
+};
+
+enum class FileKind { content, missing, directory };
+
+struct FileSetup {
+    FileKind kind;
+    std::string path;
+    std::string bytes;  // content only
+};
+
+struct InterfaceSetup {
+    std::string name;
+    std::string address;
+    int bits;
+};
+
+// A prepared answer of a stand-in tool to a call whose words begin with `words`.
+struct ReplySetup {
+    std::string tool;
+    std::string words;
+    std::string output;
+    int status;
+};
+
+struct EffectSetup {
+    std::string tool;
+    std::string words;
+    std::string command;
+};
+
+struct PauseSetup {
+    int number;
+    std::string command;
+};
+
+// Everything that stands before the first run.
+struct Setup {
+    std::vector<SettingEntry> settings;
+    std::vector<SettingEntry> defaults;
+    bool defaults_of_image = false;
+    bool no_store = false;
+    bool nested = false;
+    std::optional<std::string> clock;
+    std::vector<FileSetup> files;
+    std::vector<InterfaceSetup> interfaces;
+    std::vector<ReplySetup> replies;
+    std::vector<EffectSetup> effects;
+    std::vector<PauseSetup> pauses;
+};
+
+enum class RunKind { words, argv0, direct };
+
+struct ExpectedFile {
+    std::string path;
+    std::string bytes;
+};
+
+// One run and what it must leave behind. A trace is kept in its plain lines: SYSTEM, MY_SYSTEM and frame
+// are already replaced by what they are short for, and every line is escaped.
+struct Run {
+    int line = 0;
+    RunKind kind = RunKind::words;
+    std::vector<std::string> words;
+    std::optional<std::vector<std::string>> trace;
+    std::optional<int> status;
+    std::vector<ExpectedFile> files;
+    std::vector<std::string> gone;
+    std::vector<SettingEntry> settings;
+    std::vector<std::string> unset;
+};
+
+struct Scenario {
+    std::string path;
+    std::string title;
+    Setup setup;
+    std::vector<Run> runs;
+};
+
+// Reads the text of a scenario file. On failure `why` is "PATH:LINE: what is wrong".
+bool parse_scenario(const std::string &path, std::string_view text, Scenario &scenario, std::string &why);
+
+// A run that expects nothing would pass whatever happens: true when every run expects something.
+bool check_expectations(const Scenario &scenario, std::string &why);
+
+// Reads one line of a trace and appends the plain lines it stands for.
+bool expand_trace_line(std::string_view line, std::vector<std::string> &plain, std::string &why);
+
+// The inverse for a whole trace: joins plain lines into SYSTEM, MY_SYSTEM and frame where they fit.
+std::vector<std::string> shorten_trace(const std::vector<std::string> &plain);
