@@ -6,6 +6,7 @@
 // Environment, set by the bench: BENCH_CLOCK, seconds since 1970; BENCH_FAIL, recorded calls fail;
 // BENCH_PAUSES, the most pauses of one run.
 #include <dlfcn.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/klog.h>
 #include <sys/time.h>
@@ -46,8 +47,64 @@ int recorded_result()
     return -1;
 }
 
-// ---- pauses
-// ------------------------------------------------------------------------------------------------
+// ---- commands in the background -------------------------------------------------------------------------
+//
+// A pause returns at once, but what rc waits for in it is often done by a command in the background. So a
+// pause first lets the commands given so far end. They inherit the writing end of a pipe; when its reading
+// end sees no writer any more, they have ended.
+
+struct Watch {
+    int reading = -1;
+    int writing = -1;
+    int patience_ms = 3000;  // for all pauses of this process together
+};
+
+Watch watch;
+
+// Moves a descriptor out of the way of the program's own.
+int move_up(int fd, int command)
+{
+    const int moved = fcntl(fd, command, 200);
+    close(fd);
+    return moved;
+}
+
+void watch_commands()
+{
+    int ends[2];
+    if (watch.writing >= 0 || pipe(ends) != 0) {
+        return;
+    }
+    watch.reading = move_up(ends[0], F_DUPFD_CLOEXEC);
+    watch.writing = move_up(ends[1], F_DUPFD);
+}
+
+// Milliseconds since some point in the past.
+long now_ms()
+{
+    timespec now = {};
+    (void)real<int(clockid_t, timespec *)>("clock_gettime")(CLOCK_MONOTONIC, &now);
+    return static_cast<long>(now.tv_sec * 1000L + now.tv_nsec / 1000000L);
+}
+
+void await_commands()
+{
+    if (watch.writing < 0) {
+        return;
+    }
+    close(watch.writing);
+    watch.writing = -1;
+    const long begin = now_ms();
+    pollfd asked = {watch.reading, 0, 0};
+    while (poll(&asked, 1, watch.patience_ms) < 0 && errno == EINTR) {
+    }
+    const long took = now_ms() - begin;
+    watch.patience_ms = took > watch.patience_ms ? 0 : watch.patience_ms - static_cast<int>(took);
+    close(watch.reading);
+    watch.reading = -1;
+}
+
+// ---- pauses ---------------------------------------------------------------------------------------------
 
 // Runs what is planned for this pause of the outer run, with a command's environment and its output out
 // of the way of rc's.
@@ -88,8 +145,7 @@ void pause_passed()
     }
 }
 
-// ---- the clock
-// ---------------------------------------------------------------------------------------------
+// ---- the clock ------------------------------------------------------------------------------------------
 
 // The time that stands still; false when the clock runs.
 bool fixed_clock(long long &seconds)
@@ -149,12 +205,15 @@ class RouterZone {
 
 // The C library's names, with its types and linkage. On a 32-bit target programs built for 64-bit time
 // call the names with 64.
+// The names, and those of the parameters in the headers, are reserved ones.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
 
 // Done as ever; its end is noted, so that what rc prints afterwards never stands before what the command
 // led to in the background.
 int system(const char *command)
 {
+    watch_commands();
     const int status = real<int(const char *)>("system")(command);
     const int saved_errno = errno;
     inside::write_record(inside::kEntryEnd, "");
@@ -162,9 +221,16 @@ int system(const char *command)
     return status;
 }
 
+FILE *popen(const char *command, const char *mode)
+{
+    watch_commands();
+    return real<FILE *(const char *, const char *)>("popen")(command, mode);
+}
+
 unsigned sleep(unsigned seconds)
 {
     record_number(inside::kEntrySleep, static_cast<long>(seconds));
+    await_commands();
     pause_passed();
     return 0;
 }
@@ -172,6 +238,9 @@ unsigned sleep(unsigned seconds)
 int usleep(useconds_t microseconds)
 {
     record_number(inside::kEntryUsleep, static_cast<long>(microseconds));
+    if (microseconds >= 1000) {
+        await_commands();
+    }
     if (microseconds >= 10) {
         pause_passed();
     }
@@ -341,3 +410,4 @@ int64_t __mktime64(tm *local)
 }
 #endif
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)

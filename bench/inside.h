@@ -12,10 +12,11 @@
 //     pause/    N: the shell command for the N-th pause
 //
 // Used by static helpers without the C++ runtime and by the preloaded library of the target's processor:
-// no allocation, nothing thrown, the C library only.
+// nothing allocated, nothing thrown, the C library only.
 #pragma once
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -123,30 +124,21 @@ struct Fields {
     char *end;
 };
 
-// Reads the file into memory that stays until the process ends; empty when there is none.
+// Maps the file, for as long as the process lives; its text may be changed. Empty when there is none.
 inline Fields read_fields(const char *path)
 {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     struct stat info = {};
-    if (fd < 0 || fstat(fd, &info) != 0) {
+    if (fd < 0 || fstat(fd, &info) != 0 || info.st_size == 0) {
         return {nullptr, nullptr};
     }
     const auto size = static_cast<size_t>(info.st_size);
-    auto *text = static_cast<char *>(malloc(size + 1));
-    size_t have = 0;
-    while (text != nullptr && have < size) {
-        const ssize_t got = read(fd, text + have, size - have);
-        if (got <= 0) {
-            break;
-        }
-        have += static_cast<size_t>(got);
-    }
+    void *text = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE, fd, 0);
     close(fd);
-    if (text == nullptr) {
+    if (text == MAP_FAILED) {
         return {nullptr, nullptr};
     }
-    text[have] = '\0';
-    return {text, text + have};
+    return {static_cast<char *>(text), static_cast<char *>(text) + size};
 }
 
 // The next field (NUL follows it); false at the end.
@@ -165,7 +157,7 @@ inline bool next_field(Fields &fields, char *&text, size_t &length)
     return true;
 }
 
-// ---- the program and its environment, for the first run (init) and for runs started by rc (launch) --------
+// ---- the program and its environment, for the first run (init) and for runs started by rc (launch) ------
 
 constexpr size_t kMostWords = 4096;
 

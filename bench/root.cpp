@@ -3,6 +3,7 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <link.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -33,7 +34,7 @@ std::string system_error(const std::string &what, const fs::path &path)
     return "cannot " + what + " " + path.string() + ": " + strerror(errno);
 }
 
-// ---- paths of the root ------------------------------------------------------------------------------------
+// ---- paths of the root ----------------------------------------------------------------------------------
 
 constexpr int kMostLinks = 40;
 
@@ -99,7 +100,7 @@ bool is_bench_path(const fs::path &root, const fs::path &place)
     return place.string().starts_with((root / ".bench").string() + "/");
 }
 
-// ---- data files of the image ------------------------------------------------------------------------------
+// ---- data files of the image ----------------------------------------------------------------------------
 
 // The lines of a data file that say something, as words; the rest of the line after `words` words is the
 // last word.
@@ -159,8 +160,7 @@ void put_setting(std::vector<Setting> &settings, const Setting &setting)
     }
 }
 
-// ---- replies and effects as the stand-in reads them
-// --------------------------------------------------------
+// ---- replies and effects as the stand-in reads them -----------------------------------------------------
 
 std::string base_name(const std::string &tool)
 {
@@ -210,31 +210,16 @@ std::string plan_bytes(const std::vector<Reply> &replies, const std::vector<Effe
     return plan;
 }
 
-// ---- where roots are made
-// ----------------------------------------------------------------------------------
+// ---- where roots are made -------------------------------------------------------------------------------
 
-// Scripts of the root must be runnable where it is.
+constexpr unsigned long kRoomForARoot = 16UL << 20;
+
+// Scripts of the root must be runnable where it is, and a run must have room.
 bool is_usable(const fs::path &directory)
 {
     struct statvfs info = {};
     return access(directory.c_str(), W_OK | X_OK) == 0 && statvfs(directory.c_str(), &info) == 0 &&
-           (info.f_flag & ST_NOEXEC) == 0;
-}
-
-fs::path make_directory_for_root()
-{
-    for (const std::string &place :
-         {from_environment("TMPDIR", ""), std::string("/dev/shm"), std::string("/tmp")}) {
-        if (place.empty() || !is_usable(place)) {
-            continue;
-        }
-        std::string name = place + "/bench.XXXXXX";
-        if (mkdtemp(name.data()) != nullptr) {
-            chmod(name.c_str(), 0755);
-            return name;
-        }
-    }
-    throw Error("no directory to build a root in: set TMPDIR to one that is writable and not mounted noexec");
+           (info.f_flag & ST_NOEXEC) == 0 && info.f_bavail * info.f_frsize >= kRoomForARoot;
 }
 
 // Removes what a run may have left, directories without permissions included.
@@ -255,10 +240,65 @@ void remove_tree(const fs::path &directory)
     fs::remove_all(directory, error);
 }
 
+constexpr const char *kNameOfRoots = "bench.";
+
+// Takes the lock that says that a root is in use; it ends with the process. -1: somebody has it.
+int lock_root(const fs::path &directory)
+{
+    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0 && flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+bool is_left_behind(const fs::path &directory)
+{
+    struct stat info = {};
+    constexpr time_t kMinute = 60;  // younger ones may be on their way to their lock
+    return lstat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == geteuid() &&
+           time(nullptr) - info.st_mtim.tv_sec > kMinute && fs::exists(directory / ".bench") &&
+           !fs::exists(directory / ".bench/kept");
+}
+
+// Removes roots of processes that were killed before they could do it.
+void sweep(const fs::path &place)
+{
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator(place, error)) {
+        if (!entry.path().filename().string().starts_with(kNameOfRoots) || !is_left_behind(entry.path())) {
+            continue;
+        }
+        const int lock = lock_root(entry.path());
+        if (lock >= 0) {
+            remove_tree(entry.path());
+            close(lock);
+        }
+    }
+}
+
+fs::path make_directory_for_root()
+{
+    for (const std::string &place :
+         {std::string("/dev/shm"), from_environment("TMPDIR", ""), std::string("/tmp")}) {
+        if (place.empty() || !is_usable(place)) {
+            continue;
+        }
+        static const bool swept = (sweep(place), true);
+        (void)swept;
+        std::string name = place + "/" + kNameOfRoots + "XXXXXX";
+        if (mkdtemp(name.data()) != nullptr) {
+            chmod(name.c_str(), 0755);
+            return name;
+        }
+    }
+    throw Error("no directory to build a root in: set TMPDIR to one that is writable and not mounted noexec");
+}
+
 }  // namespace
 
-// ---- shared with the other files
-// ---------------------------------------------------------------------------
+// ---- shared with the other files ------------------------------------------------------------------------
 
 std::string read_whole(const fs::path &file)
 {
@@ -358,8 +398,7 @@ const Platform &platform()
     return found;
 }
 
-// ---- targets
-// ------------------------------------------------------------------------------------------------
+// ---- targets --------------------------------------------------------------------------------------------
 
 Target host_target(const fs::path &program)
 {
@@ -380,16 +419,19 @@ Target mips_target(const fs::path &program, const fs::path &preload)
     return target;
 }
 
-// ---- the root
-// -----------------------------------------------------------------------------------------------
+// ---- the root -------------------------------------------------------------------------------------------
 
 Root::Root(const Target &target, const Setup &setup)
-    : target_(target), interfaces_(setup.interfaces), directory_(make_directory_for_root())
+    : target_(target),
+      interfaces_(setup.interfaces),
+      directory_(make_directory_for_root()),
+      lock_(lock_root(directory_))
 {
     try {
         build(setup);
     } catch (...) {
         remove_tree(directory_);
+        close(lock_);
         throw;
     }
 }
@@ -411,40 +453,29 @@ Root::~Root()
     if (!keep_) {
         remove_tree(directory_);
     }
+    if (lock_ >= 0) {
+        close(lock_);
+    }
+}
+
+void Root::keep()
+{
+    keep_ = true;
+    write_whole(directory_ / ".bench/kept", "");
 }
 
 void Root::build(const Setup &setup)
 {
-    const fs::path bench = directory_ / ".bench";
     for (const char *name : {"bin", "count", "pause", "library"}) {
-        fs::create_directories(bench / name);
+        fs::create_directories(directory_ / ".bench" / name);
     }
     if (fs::exists(target_.image / "root")) {
         fs::copy(target_.image / "root", directory_,
                  fs::copy_options::recursive | fs::copy_options::copy_symlinks |
                      fs::copy_options::overwrite_existing);
     }
-    for (const std::vector<std::string> &row : read_table(target_.image / "tree", 2)) {
-        const bool has_text = row.size() == 3;
-        if (row.size() >= 2 && row[0] == "dir") {
-            fs::create_directories(host_path(row[1]));
-        } else if (has_text && row[0] == "link") {
-            put_link(host_path(row[1]), row[2]);
-        } else if (row.size() >= 2 && row[0] == "file") {
-            write(row[1], has_text ? unescape(row[2]) : "");
-        } else {
-            throw Error((target_.image / "tree").string() + ": not dir, link or file: " + row[0]);
-        }
-    }
-    for (const std::vector<std::string> &row : read_table(target_.image / "tools", 2)) {
-        const char *helper = row.size() == 2 ? helper_for(row[1]) : nullptr;
-        if (helper == nullptr) {
-            throw Error((target_.image / "tools").string() + ": not stand-in, real, shell or rc: " + row[0]);
-        }
-        const fs::path place = host_path(row[0]);
-        fs::create_directories(place.parent_path());
-        put_link(place, helper);
-    }
+    build_tree();
+    build_tools();
     // Places that the sandbox covers with the workstation's.
     write("/dev/null", "");
     write("/dev/full", "");
@@ -453,6 +484,37 @@ void Root::build(const Setup &setup)
         write(platform().loader.string(), "");
     }
     build_state(setup);
+}
+
+void Root::build_tree()
+{
+    const fs::path table = target_.image / "tree";
+    for (const std::vector<std::string> &row : read_table(table, 2)) {
+        const bool has_text = row.size() == 3;
+        if (row.size() >= 2 && row[0] == "dir") {
+            fs::create_directories(host_path(row[1]));
+        } else if (has_text && row[0] == "link") {
+            put_link(host_path(row[1]), row[2]);
+        } else if (row.size() >= 2 && row[0] == "file") {
+            write(row[1], has_text ? unescape(row[2]) : "");
+        } else {
+            throw Error(table.string() + ": not dir, link or file: " + row[0]);
+        }
+    }
+}
+
+void Root::build_tools()
+{
+    const fs::path table = target_.image / "tools";
+    for (const std::vector<std::string> &row : read_table(table, 2)) {
+        const char *helper = row.size() == 2 ? helper_for(row[1]) : nullptr;
+        if (helper == nullptr) {
+            throw Error(table.string() + ": not stand-in, real, shell or rc: " + row[0]);
+        }
+        const fs::path place = host_path(row[0]);
+        fs::create_directories(place.parent_path());
+        put_link(place, helper);
+    }
 }
 
 void Root::build_state(const Setup &setup)
@@ -475,9 +537,14 @@ void Root::build_state(const Setup &setup)
     for (const std::string &path : setup.directories) {
         make_directory(path);
     }
+    build_plan(setup);
+}
+
+void Root::build_plan(const Setup &setup)
+{
     std::vector<Reply> replies = setup.replies;
     std::vector<Effect> effects = setup.effects;
-    if (setup.image_replies && fs::exists(target_.image / "replies")) {
+    if (setup.image_replies) {
         std::vector<Reply> usual;
         std::vector<Effect> usual_effects;
         read_replies_text(target_.image / "replies", usual, usual_effects);

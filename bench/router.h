@@ -1,7 +1,7 @@
 // The router on the desk: builds a root directory with everything rc touches, runs rc in it, and returns
 // what happened.
 //
-//     bench::Target target = bench::host_target("build/host/rc/rc");   // or bench::mips_target(...)
+//     bench::Target target = bench::host_target("build/host/bin/rc");  // or bench::mips_target(...)
 //     bench::Setup setup;
 //     setup.settings = {{"lan_if", "br0"}, {"lan_ipaddr", "192.168.1.1"}};
 //     setup.replies.push_back({"adslctl", "info", "Status: Showtime\n"});
@@ -36,7 +36,7 @@ struct Error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// ---- what is run -------------------------------------------------------------------------------------
+// ---- what is run ----------------------------------------------------------------------------------------
 
 // The program under test and the parts of the bench that depend on its processor. No rebuild of the bench
 // is needed to run another program.
@@ -58,7 +58,7 @@ Target host_target(const std::filesystem::path &program);
 // BENCH_MIPS_LIBRARY).
 Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
 
-// ---- what the router is like before the run --------------------------------------------------------------
+// ---- what the router is like before the run -------------------------------------------------------------
 
 struct Setting {
     std::string key;
@@ -106,7 +106,8 @@ struct Setup {
     bool image_defaults = false;
     std::vector<Setting> defaults;
 
-    std::vector<NamedFile> files;          // put in last to first: files, then removed, then directories
+    // Put in after all that, in this order.
+    std::vector<NamedFile> files;
     std::vector<std::string> removed;      // the image's file or directory is not there
     std::vector<std::string> directories;  // made, also in a file's place
     std::vector<Interface> interfaces;
@@ -115,16 +116,16 @@ struct Setup {
     bool image_replies = false;  // also the image's usual answers (bench/image/replies), after `replies`
 };
 
-// ---- one run
-// -----------------------------------------------------------------------------------------------
+// ---- one run --------------------------------------------------------------------------------------------
 
 struct Run {
     std::vector<std::string> words;  // all words, the program name included
     std::filesystem::path program;   // another program of the target's processor than rc; empty: rc
     bool nested = false;             // runs of rc started by rc really run; else they are only recorded
     std::optional<int64_t> clock;    // seconds since 1970 UTC that rc sees, standing still; none: real time
-    std::map<int, std::string> pauses;  // n -> shell command run in the root at the n-th pause of the outer
-                                        // run (sleep, and usleep of 10 or more; the first is 1)
+    // n -> shell command run in the root at the n-th pause of the outer run (sleep, and usleep of 10 or
+    // more; the first is 1). A pause of a millisecond or more first lets the commands in the background end.
+    std::map<int, std::string> pauses;
     std::vector<std::string> environment;  // "NAME=value" for the program, beside the bench's own
     // Words put before the program: a checker of the workstation by its path and its options, such as
     // /usr/bin/valgrind.bin --tool=callgrind --callgrind-out-file=/tmp/calls. Implies `system_view`. A
@@ -133,13 +134,12 @@ struct Run {
     // The real /proc/self (and /proc/2, the outer run), and the workstation's files at /.bench/workstation.
     // With ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0 in `environment` leaks are reported.
     bool system_view = false;
-    bool calls_fail = false;           // sethostname, setdomainname, klogctl, kill fail (still recorded)
-    double limit = 20;                 // seconds; then everything in the namespace is killed
-    int most_pauses = 5000;            // a run of rc that pauses more often is killed, as one past the limit
+    bool calls_fail = false;  // sethostname, setdomainname, klogctl, kill fail (still recorded)
+    double limit = 20;        // seconds; then everything in the namespace is killed
+    int most_pauses = 5000;   // a run of rc that pauses more often is killed, as one past the limit
 };
 
-// ---- what happened
-// -----------------------------------------------------------------------------------------
+// ---- what happened --------------------------------------------------------------------------------------
 
 enum class Kind {
     kShell,       // a command given to /bin/sh by rc (system or popen); text: exactly the command
@@ -198,11 +198,12 @@ struct Trace {
     double seconds = 0;                   // how long it took
 };
 
-// ---- the root --------------------------------------------------------------------------------------------
+// ---- the root -------------------------------------------------------------------------------------------
 
 class Root {
   public:
-    // Builds the root in a directory of its own under $TMPDIR, /dev/shm or /tmp, removed at the end.
+    // Builds the root in a directory of its own, in memory (/dev/shm) where there is room, else under $TMPDIR
+    // or /tmp; removed at the end, or, when the process is killed, by the next one.
     Root(const Target &target, const Setup &setup);
     // Builds it in `directory`, which must not exist or be empty, and leaves it there.
     Root(const Target &target, const Setup &setup, const std::filesystem::path &directory);
@@ -230,19 +231,23 @@ class Root {
     std::optional<std::string> setting(std::string_view key) const;
 
     // Leaves the directory behind at the end.
-    void keep() { keep_ = true; }
+    void keep();
     const std::filesystem::path &directory() const { return directory_; }
     // Where `path` of the root is for the workstation, links (but for a last one) followed inside the root.
     std::filesystem::path host_path(std::string_view path) const;
 
   private:
     void build(const Setup &setup);
+    void build_tree();
+    void build_tools();
     void build_state(const Setup &setup);
+    void build_plan(const Setup &setup);
 
     Target target_;
     std::vector<Interface> interfaces_;
     std::filesystem::path directory_;
     bool keep_ = false;
+    int lock_ = -1;  // held while the root is in use
 };
 
 // ---- text forms -----------------------------------------------------------------------------------------

@@ -2,7 +2,6 @@
 // the interfaces, starts the program and waits for everything it left in the background.
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -12,6 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 
 #include "bench/inside.h"
@@ -172,6 +172,7 @@ bool wait_for(pid_t process, double seconds)
 void run_sandbox(const std::vector<std::string> &words, const fs::path &root, double limit)
 {
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string &word : words) {
         arguments.push_back(const_cast<char *>(word.c_str()));
     }

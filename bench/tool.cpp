@@ -5,34 +5,32 @@
 
 namespace {
 
-// The tool's words after its name, with a blank between.
-char *join_words(int count, char **words)
-{
-    size_t size = 1;
-    for (int i = 1; i < count; i++) {
-        size += strlen(words[i]) + 1;
-    }
-    auto *text = static_cast<char *>(malloc(size));
-    if (text == nullptr) {
-        return nullptr;
-    }
-    char *at = text;
-    for (int i = 1; i < count; i++) {
-        const size_t length = strlen(words[i]);
-        if (i > 1) {
-            *at++ = ' ';
-        }
-        memcpy(at, words[i], length);
-        at += length;
-    }
-    *at = '\0';
-    return text;
-}
+// How the tool was called.
+struct Call {
+    const char *tool;
+    int count;  // words, the tool's name included
+    char **words;
+};
 
-// Whether `text` is `words` or begins with them, ending where a word ends.
-bool begins_with(const char *text, const char *words, size_t length)
+// Whether the words after the name, with a blank between, begin with `text` and end a word where it ends.
+bool begins_with(const Call &call, const char *text, size_t length)
 {
-    return strncmp(text, words, length) == 0 && (length == 0 || text[length] == '\0' || text[length] == ' ');
+    const char *at = text;
+    const char *end = text + length;
+    for (int i = 1; i < call.count && at < end; i++) {
+        if (i > 1 && *at++ != ' ') {
+            return false;
+        }
+        for (const char *c = call.words[i]; *c != '\0'; c++) {
+            if (at == end) {
+                return *c == ' ';
+            }
+            if (*at++ != *c) {
+                return false;
+            }
+        }
+    }
+    return at == end;
 }
 
 // One row of the plan: kind ('R' reply, 'E' effect), tool, words, status, output or command, error output.
@@ -63,7 +61,7 @@ bool next_row(inside::Fields &fields, const char *tool, Row &row, bool &fits)
 
 // The row to play: of the rows of `kind` that fit the call those with the longest words, of these the one
 // whose turn it is.
-bool choose(const char *tool, const char *call, char kind, Row &chosen)
+bool choose(const Call &call, char kind, Row &chosen)
 {
     const inside::Fields plan = inside::read_fields(inside::kPlan);
     inside::Fields fields = plan;
@@ -72,7 +70,7 @@ bool choose(const char *tool, const char *call, char kind, Row &chosen)
     bool found = false;
     int index = 0;
     int group = 0;
-    while (next_row(fields, tool, row, fits)) {
+    while (next_row(fields, call.tool, row, fits)) {
         index++;
         if (fits && row.kind == kind && begins_with(call, row.words, row.words_length) &&
             (!found || row.words_length > chosen.words_length)) {
@@ -89,7 +87,7 @@ bool choose(const char *tool, const char *call, char kind, Row &chosen)
     unsigned long turn = inside::next_count(counter);
     const Row first = chosen;
     fields = plan;
-    while (turn > 0 && next_row(fields, tool, row, fits)) {
+    while (turn > 0 && next_row(fields, call.tool, row, fits)) {
         if (fits && row.kind == kind && row.words_length == first.words_length &&
             strcmp(row.words, first.words) == 0) {
             chosen = row;
@@ -137,15 +135,12 @@ int main(int count, char **words)
 
     const char *slash = strrchr(words[0], '/');
     const char *tool = slash == nullptr ? words[0] : slash + 1;
-    const char *call = join_words(count, words);
-    if (call == nullptr) {
-        return 127;
-    }
+    const Call call = {tool, count, words};
     Row row = {};
-    if (choose(tool, call, 'E', row)) {
+    if (choose(call, 'E', row)) {
         run_command(row.output);
     }
-    if (!choose(tool, call, 'R', row)) {
+    if (!choose(call, 'R', row)) {
         return 0;
     }
     write_all(STDERR_FILENO, row.errors, row.errors_length);

@@ -11,7 +11,6 @@
 #include "rc/nvram.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -38,6 +37,9 @@ constexpr std::array<uint32_t, 256> make_crc_table()
 constexpr auto kCrcTable = make_crc_table();
 static_assert(kCrcTable[1] == 0x77073096U && kCrcTable[255] == 0x2D02EF8DU);
 
+// A directory may claim any size; nothing that large is read.
+constexpr off_t kMostBytes = 0x40000000;
+
 uint32_t read_word(const unsigned char *bytes)
 {
     return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
@@ -52,22 +54,36 @@ void write_word(unsigned char *bytes, uint32_t word)
     bytes[3] = static_cast<unsigned char>(word);
 }
 
-// The entry at the start of `store`, without its NUL byte; empty at the end of the store.
-std::string_view first_entry(std::string_view store)
+// The end of the entry at `entry`: its NUL byte, which a damaged store may lack at its very end.
+const char *entry_end(const char *entry, const char *end)
 {
-    const size_t length = store.find('\0');
-    return store.substr(0, length);
+    const void *nul = memchr(entry, '\0', static_cast<size_t>(end - entry));
+    return nul != nullptr ? static_cast<const char *>(nul) : end;
 }
 
-// Moves past an entry and its NUL byte, which a damaged store may lack at its very end.
-void skip_entry(std::string_view &store, size_t length)
+bool at_entry(const char *entry, const char *end)
 {
-    store.remove_prefix(length < store.size() ? length + 1 : length);
+    return entry != end && *entry != '\0';
 }
 
-bool entry_matches(std::string_view entry, std::string_view key)
+const char *next_entry(const char *entry, const char *end)
 {
-    return entry.size() > key.size() && entry[key.size()] == '=' && entry.substr(0, key.size()) == key;
+    const char *stop = entry_end(entry, end);
+    return stop != end ? stop + 1 : end;
+}
+
+// The first entry of `key` from `entry` on, or the end of the entries.
+const char *find_entry(const char *entry, const char *end, std::string_view key)
+{
+    while (at_entry(entry, end)) {
+        // Entries hold no NUL, so a comparison that holds stays inside the entry.
+        if (static_cast<size_t>(end - entry) > key.size() && entry[key.size()] == '=' &&
+            memcmp(entry, key.data(), key.size()) == 0) {
+            break;
+        }
+        entry = next_entry(entry, end);
+    }
+    return entry;
 }
 
 void append_entry(std::string &store, std::string_view key, std::string_view value)
@@ -108,25 +124,11 @@ void write_all(int fd, const char *data, size_t size)
     }
 }
 
-// The size of an open file that can be read whole, or -1.
-long measure(int fd)
-{
-    struct stat status = {};
-    if (fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
-        return -1;
-    }
-    const off_t size = lseek(fd, 0, SEEK_END);
-    if (size < 0 || lseek(fd, 0, SEEK_SET) != 0) {
-        return -1;
-    }
-    return static_cast<long>(size);
-}
-
 // The part of readFileBin between open and close.
 long read_measured(int fd, Bytes &out)
 {
-    const long size = measure(fd);
-    if (size < 0) {
+    const off_t size = lseek(fd, 0, SEEK_END);
+    if (size < 0 || size > kMostBytes || lseek(fd, 0, SEEK_SET) != 0) {
         return -1;
     }
     out.data.reset(new (std::nothrow) char[static_cast<size_t>(size)]);
@@ -159,10 +161,10 @@ bool write_flash(int fd, Bytes &store)
     (void)lseek(fd, kFlashDataOffset, SEEK_SET);
     write_all(fd, store.data.get(), store.size);
     // Deliberate: the descriptor is write-only, so this read cannot succeed, the buffer keeps what was
-    // just written and the comparison passes.
+    // just written and its checksum stands.
     (void)lseek(fd, kFlashDataOffset, SEEK_SET);
-    (void)read_all(fd, store.data.get(), store.size);
-    return crc32(store.view()) == header.checksum;
+    const bool read_back = read_all(fd, store.data.get(), store.size) >= 0;
+    return !read_back || crc32(store.view()) == header.checksum;
 }
 
 // The part of nvram_load between open and close: fills `store`, or gives nvram_load's error.
@@ -176,8 +178,8 @@ int read_flash(int fd, Bytes &store)
     if (header.magic != kFlashMagic) {
         return 2;
     }
-    if (partition < static_cast<off_t>(kFlashDataOffset) ||
-        static_cast<uint64_t>(partition) - kFlashDataOffset < header.length) {
+    const off_t room = partition - static_cast<off_t>(kFlashDataOffset);
+    if (room < 0 ? header.length > 0 : static_cast<uint64_t>(room) < header.length) {
         return 4;
     }
     // Deliberate: one byte more than the store is read.
@@ -217,32 +219,32 @@ void write_flash_header(const FlashHeader &header, unsigned char (&bytes)[kFlash
 
 std::optional<std::string_view> store_find(std::string_view store, std::string_view key)
 {
-    for (;;) {
-        const std::string_view entry = first_entry(store);
-        if (entry.empty()) {
-            return std::nullopt;
-        }
-        if (entry_matches(entry, key)) {
-            return entry.substr(key.size() + 1);
-        }
-        skip_entry(store, entry.size());
+    const char *end = store.data() + store.size();
+    const char *entry = find_entry(store.data(), end, key);
+    if (!at_entry(entry, end)) {
+        return std::nullopt;
     }
+    const char *value = entry + key.size() + 1;
+    return std::string_view(value, static_cast<size_t>(entry_end(value, end) - value));
 }
 
 std::string store_replace(std::string_view store, std::string_view key, std::string_view value)
 {
     std::string image;
     image.reserve(store.size() + key.size() + value.size() + 3);
-    bool found = false;
-    for (std::string_view entry = first_entry(store); !entry.empty(); entry = first_entry(store)) {
-        if (entry_matches(entry, key)) {
-            append_entry(image, key, value);
-            found = true;
-        } else {
-            image.append(entry);
-            image += '\0';
-        }
-        skip_entry(store, entry.size());
+    const char *end = store.data() + store.size();
+    const char *kept = store.data();  // entries from here on are not in the image yet
+    const char *entry = find_entry(kept, end, key);
+    const bool found = at_entry(entry, end);
+    while (at_entry(entry, end)) {
+        image.append(kept, entry);
+        append_entry(image, key, value);
+        kept = next_entry(entry, end);
+        entry = find_entry(kept, end, key);
+    }
+    image.append(kept, entry);
+    if (kept != entry && entry[-1] != '\0') {
+        image += '\0';
     }
     if (!found) {
         append_entry(image, key, value);
@@ -257,10 +259,10 @@ long readFileBin(const char *path, Bytes &out)
     if (fd < 0) {
         return -1;
     }
-    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected.
+    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected, and there is
+    // nothing to unlock.
     (void)!lockf(fd, F_LOCK, 0);
     const long size = read_measured(fd, out);
-    (void)!lockf(fd, F_ULOCK, 0);
     (void)close(fd);
     return size;
 }

@@ -217,7 +217,8 @@ int rc_action(const Service *table, const char *name, const char *action)
     } else if (same(action, "create")) {
         result = rc_create(table, name);
     } else if (same(action, "restart")) {
-        // Not found only when neither scan found the name: a service without a stop restarts by starting.
+        // Deliberate: not found only when neither scan found the name, so a service without a stop restarts
+        // by starting.
         const int stopped = rc_stop(table, name);
         const int started = rc_start(table, name);
         result = stopped & started;

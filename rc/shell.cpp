@@ -209,7 +209,8 @@ int set_boot_env(const char *name, const char *value)
         char word[sizeof text] = "";
         char current[sizeof text] = "";
         Scan scan = {place};
-        if (scan_word(scan, word) && scan_word(scan, current) && strcasecmp(current, value) == 0) {
+        (void)(scan_word(scan, word) && scan_word(scan, current));
+        if (strcasecmp(current, value) == 0) {
             return 0;
         }
     }

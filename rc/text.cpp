@@ -42,7 +42,7 @@ void copy_text(char *destination, size_t size, std::string_view text)
 
 void strccpy(char *destination, size_t size, const char *source, char stop)
 {
-    const std::string_view text = source == nullptr ? std::string_view() : source;
+    const std::string_view text = source == nullptr ? "" : source;
     copy_text(destination, size, text.substr(0, text.find(stop)));
 }
 

@@ -30,7 +30,7 @@ std::optional<Gateway> default_gateway(std::string_view table)
             Gateway gateway = {};
             char network[sizeof gateway.text];
             Scan scan = {line.c_str()};
-            // Deliberate: a line that ends too early leaves the gateway empty, the check goes on.
+            // A line that ends too early leaves the gateway empty, the check goes on.
             (void)(scan_word(scan, network) && scan_word(scan, gateway.text));
             return gateway;
         }

@@ -31,15 +31,9 @@ std::string device_identifier()
     if (!address) {
         return "824ff22b-8c7d-41c5-a131-44f534e12555";
     }
-    char text[512];
-    text[fread(text, 1, sizeof text - 1, address.get())] = '\0';
-    Scan scan = {text};
     unsigned bytes[6] = {};
-    for (unsigned &byte : bytes) {
-        if (!scan_hex(scan, byte)) {
-            break;
-        }
-    }
+    (void)!fscanf(address.get(), "%x %x %x %x %x %x", &bytes[0], &bytes[1], &bytes[2], &bytes[3], &bytes[4],
+                  &bytes[5]);
     std::string identifier;
     append_format(identifier, "824ff22b-8c7d-41c5-a131-%02x%02x%02x%02x%02x%02x", bytes[0], bytes[1],
                   bytes[2], bytes[3], bytes[4], bytes[5]);

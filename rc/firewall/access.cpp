@@ -369,17 +369,14 @@ int search_serv(const FwServiceList &list, FwService &service, const char *name)
 
 int get_serv(FwServices &services, const char *name, FwService &service)
 {
-    if (!services.have_user) {
+    if (!services.have_lists) {
         services.user = parse_services(services.setting("fw_services"));
-        services.have_user = true;
+        services.built_in = parse_services(services.setting("fw_services_def"));
+        services.have_lists = true;
     }
     if (search_serv(services.user, service, name) == 0) {
         // Deliberate: as if it were not found; nobody asks, the service counts.
         return -1;
-    }
-    if (!services.have_built_in) {
-        services.built_in = parse_services(services.setting("fw_services_def"));
-        services.have_built_in = true;
     }
     return search_serv(services.built_in, service, name);
 }

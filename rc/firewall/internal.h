@@ -66,8 +66,7 @@ struct FwServices {
     FwServiceList user = {};
     FwServiceList built_in = {};
     std::string address = {};
-    bool have_user = false;
-    bool have_built_in = false;
+    bool have_lists = false;
     bool have_address = false;
 };
 

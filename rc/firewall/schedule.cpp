@@ -19,16 +19,24 @@ namespace {
 
 constexpr size_t kScheduleSize = 31 + 1;
 
-// The period's weekdays as cron writes them: 1,2,3. Empty when there are none.
-std::string day_list(const SchedulePeriod &period)
+// The period's weekdays as cron writes them.
+struct DayList {
+    char text[2 * kWeekdays];  // 1,2,3; empty when there are none
+};
+
+DayList day_list(const SchedulePeriod &period)
 {
-    std::string list;
+    DayList list;
+    char *at = list.text;
     for (int day = 0; day < kWeekdays && period.days[day] != '\0'; ++day) {
         if (period.days[day] == '1') {
-            list += list.empty() ? "" : ",";
-            list += static_cast<char>('0' + day);
+            if (at != list.text) {
+                *at++ = ',';
+            }
+            *at++ = static_cast<char>('0' + day);
         }
     }
+    *at = '\0';
     return list;
 }
 
@@ -109,16 +117,16 @@ void create_schedule(const char *record, FILE *crontab)
         return;
     }
     const SchedulePeriod period = parse_period(record);
-    const std::string days = day_list(period);
+    const DayList days = day_list(period);
     if (whole_day(period)) {
-        (void)fprintf(crontab, "0 0 * * %s root /usr/sbin/rc schedule restart\n", days.c_str());
+        (void)fprintf(crontab, "0 0 * * %s root /usr/sbin/rc schedule restart\n", days.text);
         return;
     }
     (void)fprintf(crontab, "%d %d * * %s root /usr/sbin/rc schedule restart\n", period.start_minute,
-                  period.start_hour, days.c_str());
+                  period.start_hour, days.text);
     // Deliberate: the end has the weekdays of the start, also when it lies after midnight.
     (void)fprintf(crontab, "%d %d * * %s root /usr/sbin/rc schedule restart\n", period.end_minute,
-                  period.end_hour, days.c_str());
+                  period.end_hour, days.text);
 }
 
 int create_crontab()

@@ -80,11 +80,8 @@ bool refused_for_good()
     if (!log) {
         return false;
     }
-    char text[256];
-    text[fread(text, 1, sizeof text - 1, log.get())] = '\0';
-    Scan scan = {text};
     int result = 0;
-    if (!scan_int(scan, result)) {
+    if (fscanf(log.get(), "%d", &result) != 1) {
         return false;
     }
     for (const int final_result : kFinalResults) {
@@ -99,14 +96,13 @@ bool refused_for_good()
 void wait_for_clock()
 {
     const time_t now = time(nullptr);
-    tm local = {};
-    const bool known = localtime_r(&now, &local) != nullptr;
-    if (!file_exists("/tmp/ddns.cache") && known && local.tm_year < kFirstYear) {
+    const tm *local = localtime(&now);
+    if (!file_exists("/tmp/ddns.cache") && local != nullptr && local->tm_year < kFirstYear) {
         (void)sleep(60);
     }
 }
 
-// The account goes in as it is: a quote in it breaks the command, to nobody's harm but its own.
+// Deliberate: the account goes in as it is; a quote in it breaks the command.
 void start_client(const Account &account, const Agent &agent)
 {
     if (nvram_int("ddns_use_wildcards") != 0) {

@@ -15,7 +15,7 @@
 #include <cstdio>
 
 #include "rc/rc.h"
-#include "rc/wan/follow_internal.h"
+#include "rc/wan/follow.h"
 
 namespace {
 

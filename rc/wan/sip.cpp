@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "rc/rc.h"
-#include "rc/wan/follow_internal.h"
+#include "rc/wan/follow.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // WAN bring-up: connects to the Internet over the DSL line in the mode of the settings.
 //
-// Reads:  wan_mode wan_fix_dns wan_dns1 wan_dns2 wan_vpi wan_vci wan_encap wan_macaddr wan_mtu
-//         wan_pppoe_relay wan_ifname fix_ipaddr fix_netmask fix_gateway wifi_if_on wifi_wds
+// Reads:  wan_mode wan_fix_dns wan_vpi wan_vci wan_encap wan_macaddr wan_mtu wan_pppoe_relay
+//         wan_ifname fix_ipaddr fix_netmask fix_gateway wifi_if_on wifi_wds
 // Sets:   wan_ifname
-// Writes: /var/run/my_pid /proc/led /etc/resolv.conf /tmp/dsl_change /tmp/wan_uptime
+// Writes: /var/run/my_pid /proc/led /tmp/dsl_change /tmp/wan_uptime
 // Runs:   ps killall echo br2684ctl ifconfig pppoe-relay brctl route rc cp udhcpc
 // Needs:  adsl
 //
@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "rc/rc.h"
+#include "rc/wan/follow.h"
 #include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
 
@@ -25,9 +26,6 @@ constexpr int kClearingRounds = 10;
 
 // Shorter texts name no connection mode.
 constexpr size_t kShortestMode = 2;
-
-// The shortest text taken for a server's address: "1.1.1.1".
-constexpr size_t kShortestAddress = 7;
 
 struct Circuit {
     int vpi;
@@ -62,19 +60,6 @@ void clear_leftovers()
         (void)stop_wan();
         (void)sleep(1);
         (void)myPipe("ps", processes);
-    }
-}
-
-// Deliberate: a first server that is too short leaves the old file, and the second is added to it.
-void write_fixed_servers()
-{
-    const std::string first = nvram_text("wan_dns1");
-    if (first.size() >= kShortestAddress) {
-        SYSTEM("/bin/echo \"nameserver %s\" > /etc/resolv.conf", first.c_str());
-    }
-    const std::string second = nvram_text("wan_dns2");
-    if (second.size() >= kShortestAddress) {
-        SYSTEM("/bin/echo \"nameserver %s\" >> /etc/resolv.conf", second.c_str());
     }
 }
 
@@ -142,9 +127,7 @@ void bring_up(const std::string &mode, unsigned flag)
     run("/bin/echo g3 off > /proc/led");
     run("/bin/echo g7 off > /proc/led");
     nvram_set("wan_ifname", mode[0] == 'p' ? "ppp0" : "nas0");
-    if (nvram_on("wan_fix_dns")) {
-        write_fixed_servers();
-    }
+    write_name_servers();
     const Circuit circuit = read_circuit();
     clean_vc_table();
     add_wan_circuit(circuit.vpi, circuit.vci);

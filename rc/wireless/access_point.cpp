@@ -94,7 +94,8 @@ void allow_channel(WifiConfig &config)
     }
 }
 
-// Deliberate: an unknown region leaves the code empty and a blank at the end of the command.
+// Deliberate: an unknown region leaves the code empty and a blank at the end of the command; its message
+// keeps its spelling.
 void set_country(WifiConfig &config)
 {
     const Country *country = find_country(config.region);

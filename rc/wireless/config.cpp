@@ -75,7 +75,7 @@ int32_t read_features()
 
 void read_bridge_peers(WifiConfig &config)
 {
-    char key[sizeof "wifi_wds_bridge%dmac"];
+    char key[32];
     for (int slot = 1; slot < kWdsSlots; ++slot) {
         (void)snprintf(key, sizeof key, "wifi_wds_bridge%dmac", slot);
         my_nvram_get(key, config.wds_mac[slot]);
@@ -84,7 +84,7 @@ void read_bridge_peers(WifiConfig &config)
 
 void read_repeater_peers(WifiConfig &config)
 {
-    char key[sizeof "wifi_wds_repeater%dmac"];
+    char key[32];
     for (int slot = 1; slot < kWdsSlots; ++slot) {
         (void)snprintf(key, sizeof key, "wifi_wds_repeater%dmac", slot);
         my_nvram_get(key, config.wds_mac[slot]);

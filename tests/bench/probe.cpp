@@ -7,12 +7,12 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <netdb.h>
-#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/klog.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

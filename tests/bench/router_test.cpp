@@ -40,8 +40,7 @@ Lines lines_of(const State &setup, const bench::Run &run, bool tools = false)
     return bench::trace_lines(trace, tools);
 }
 
-// ---- order
-// -------------------------------------------------------------------------------------------------
+// ---- order ----------------------------------------------------------------------------------------------
 
 TEST(Bench, CommandsPausesAndOutputKeepTheirOrder)
 {
@@ -87,8 +86,7 @@ TEST(Bench, BackgroundCommandsFinishAndAreRecorded)
     EXPECT_EQ(root.read("/tmp/late"), "done\n");
 }
 
-// ---- stand-ins
-// ---------------------------------------------------------------------------------------------
+// ---- stand-ins ------------------------------------------------------------------------------------------
 
 TEST(Bench, RepliesAnswerOneCallAfterTheOtherAndTheLastStays)
 {
@@ -155,8 +153,7 @@ TEST(Bench, FileCommandsReallyAct)
     EXPECT_EQ(std::filesystem::read_symlink(root.host_path("/tmp/www")), "/www.eng");
 }
 
-// ---- pauses, clock, calls
-// ------------------------------------------------------------------------------------
+// ---- pauses, clock, calls -------------------------------------------------------------------------------
 
 TEST(Bench, SomethingHappensAtThePauseAskedFor)
 {
@@ -169,6 +166,19 @@ TEST(Bench, SomethingHappensAtThePauseAskedFor)
               (Lines{"sleep 60", "usleep 9", "usleep 10", "sh cat /tmp/now", "out second", "sleep 1",
                      "sh cat /tmp/now", "out third"}));
     EXPECT_LT(trace.seconds, 10);
+}
+
+TEST(Bench, CommandsInTheBackgroundEndBeforeAPauseDoes)
+{
+    State setup;
+    setup.effects = {{"pppd", "", "for i in 1 2 3 4 5 6 7 8 9; do /bin/true; done; echo up > /tmp/up"}};
+    bench::Run run = probe({"sh", "pppd &", "sleep", "60", "sh", "cat /tmp/up"});
+    run.pauses = {{1, "echo later >> /tmp/up"}};
+    EXPECT_EQ(lines_of(setup, run),
+              (Lines{"sh pppd &", "sleep 60", "sh cat /tmp/up", "out up", "out later"}));
+    bench::Run nested = probe({"sh", "rc sh 'pppd &' sleep 1 sh 'cat /tmp/up'"});
+    nested.nested = true;
+    EXPECT_EQ(lines_of(setup, nested).back(), "> out up");
 }
 
 TEST(Bench, CallsThatWouldChangeTheMachineAreRecorded)
@@ -198,8 +208,7 @@ TEST(Bench, LocalTimeFollowsTheZoneFile)
                      "sh rm /etc/TZ", "out 12:00 12:00"}));
 }
 
-// ---- runs of rc started by rc
-// --------------------------------------------------------------------------------
+// ---- runs of rc started by rc ---------------------------------------------------------------------------
 
 TEST(Bench, ARunStartedByRcIsOnlyRecorded)
 {
@@ -247,8 +256,7 @@ TEST(Bench, PausesOfNestedRunsAreNotCounted)
               (Lines{"sh rc sleep 1", "> sleep 1", "sleep 2", "sh cat /tmp/first", "out outer"}));
 }
 
-// ---- how runs end
-// ------------------------------------------------------------------------------------------
+// ---- how runs end ---------------------------------------------------------------------------------------
 
 TEST(Bench, ExitStatusAndSignal)
 {
@@ -304,8 +312,7 @@ TEST(Bench, AProgramThatIsNotThereIsAnError)
     EXPECT_THROW(root.run(probe({})), bench::Error);
 }
 
-// ---- what is around rc
-// ---------------------------------------------------------------------------------------
+// ---- what is around rc ----------------------------------------------------------------------------------
 
 TEST(Bench, InterfacesHaveTheirAddresses)
 {
@@ -433,6 +440,7 @@ TEST(Bench, AShellLooksIntoTheRoot)
 TEST(Bench, ManyRootsAtOnce)
 {
     std::vector<std::thread> threads;
+    threads.reserve(8);
     std::vector<std::string> outputs(8);
     for (std::string &output : outputs) {
         threads.emplace_back([&output] {
@@ -463,8 +471,7 @@ TEST(Bench, ARunIsQuick)
     EXPECT_LT(best, 0.2) << "a root and one command take 15 ms on an idle workstation";
 }
 
-// ---- text forms
-// ----------------------------------------------------------------------------------------------
+// ---- text forms -----------------------------------------------------------------------------------------
 
 TEST(BenchText, EscapesComeBack)
 {

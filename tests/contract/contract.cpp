@@ -138,7 +138,7 @@ bool is_reader(const std::string &name)
 
 bool is_runner(const std::string &name)
 {
-    return is_one_of(name, {"SYSTEM", "MY_SYSTEM", "run", "myPipe", "system", "popen"});
+    return is_one_of(name, {"SYSTEM", "MY_SYSTEM", "run", "run_filled", "myPipe", "system", "popen"});
 }
 
 std::string base_name(const std::string &path)

@@ -337,7 +337,7 @@ TEST(Reference, TellsWhatBecomesOfASetting)
     std::vector<Problem> problems;
     const std::string text = settings_reference(project_of(kGood, kLanText, problems));
     EXPECT_NE(
-        text.find("## The LAN.\n\n### lan_if\n\ntext, by default `br0`\n\nLAN interface\n\n"
+        text.find("## The LAN\n\n### lan_if\n\ntext, by default `br0`\n\nLAN interface\n\n"
                   "- read by Test service (`x.cpp`), which writes `/etc/a`, `/etc/b`, `/tmp/c` and runs "
                   "`cp`, `ifconfig`\n"),
         std::string::npos)

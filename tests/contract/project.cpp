@@ -189,14 +189,17 @@ bool uses_key(const Names &names, const std::string &key)
                        [&](const auto &name) { return matches_template(key, name.first); });
 }
 
+bool is_used(const Project &project, const std::string &key)
+{
+    return std::any_of(project.services.begin(), project.services.end(), [&](const Service &service) {
+        return uses_key(service.contract.reads, key) || uses_key(service.contract.sets, key);
+    });
+}
+
 void check_used(const Project &project, const Described &described, std::vector<Problem> &problems)
 {
     for (const auto &[key, setting] : described) {
-        const bool used =
-            std::any_of(project.services.begin(), project.services.end(), [&](const Service &service) {
-                return uses_key(service.contract.reads, key) || uses_key(service.contract.sets, key);
-            });
-        if (!used) {
+        if (!is_used(project, key)) {
             problems.push_back({setting->path, setting->line, "\"" + key + "\" is read and set by no file"});
         }
     }
@@ -258,11 +261,10 @@ std::string setting_text(const Project &project, const Description &setting)
     std::string text = "### " + setting.key + "\n\n" + setting.type + ", " + default_text(setting) + "\n\n" +
                        setting.meaning + "\n\n";
     for (const Service &service : project.services) {
-        if (uses_key(service.contract.reads, setting.key)) {
-            text += use_text(service, "read");
-        }
-        if (uses_key(service.contract.sets, setting.key)) {
-            text += use_text(service, "set");
+        const bool reads = uses_key(service.contract.reads, setting.key);
+        const bool sets = uses_key(service.contract.sets, setting.key);
+        if (reads || sets) {
+            text += use_text(service, !sets ? "read" : !reads ? "set" : "read and set");
         }
     }
     return text + "\n";
@@ -352,7 +354,8 @@ std::string settings_reference(const Project &project)
         "Made by `scripts/settings-reference` from the contracts at the head of the sources and from\n"
         "`bench/image/settings`; change those, not this.\n\n";
     for (const Area &area : project.areas) {
-        text += "## " + area.title + "\n\n";
+        const size_t length = area.title.size() - (area.title.ends_with('.') ? 1 : 0);
+        text += "## " + area.title.substr(0, length) + "\n\n";
         for (const Description &setting : area.settings) {
             text += setting_text(project, setting);
         }

@@ -106,7 +106,7 @@ std::string read_raw(Cursor &cursor)
     mark += '"';
     cursor.next();
     const size_t end = cursor.source.find(mark, cursor.at);
-    const std::string text(cursor.source.substr(cursor.at, end - cursor.at));
+    std::string text(cursor.source.substr(cursor.at, end - cursor.at));
     cursor.skip(text.size() + mark.size());
     return text;
 }
@@ -142,12 +142,10 @@ void read_token(Cursor &cursor, std::vector<Token> &tokens, const Constants &mac
 {
     const char c = cursor.peek();
     const int line = cursor.line;
-    if (c == '/' && cursor.peek(1) == '/') {
+    if (c == '#' || (c == '/' && cursor.peek(1) == '/')) {
         skip_line(cursor);
     } else if (c == '/' && cursor.peek(1) == '*') {
         skip_comment(cursor);
-    } else if (c == '#') {
-        skip_line(cursor);
     } else if (c == '"') {
         add_text(tokens, read_quoted(cursor, '"'), line);
     } else if (c == '\'') {

@@ -493,11 +493,15 @@ TEST(AccessRules, OutboundRulesNeverAskForTheRoutersAddress)
     EXPECT_EQ(asked["fw_services_def"], 1);
 }
 
-TEST(AccessRules, BuiltInServicesAreNotAskedForWhileTheUsersSuffice)
+TEST(AccessRules, BothServiceListsAreAskedForAtTheFirstEnabledRule)
 {
     settings = {{"fw_services", "FTP:tcp:20-21\x01"}};
-    (void)build("1:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
+    (void)build("0:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
+    EXPECT_EQ(asked.count("fw_services"), 0U);
     EXPECT_EQ(asked.count("fw_services_def"), 0U);
+    (void)build("1:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
+    EXPECT_EQ(asked["fw_services"], 1);
+    EXPECT_EQ(asked["fw_services_def"], 1);
 }
 
 TEST(AccessRules, BothDirectionsShareOneReading)

@@ -16,6 +16,7 @@ using Lines = std::vector<std::string>;
 std::vector<bench::Setting> bench_settings(const std::vector<SettingEntry> &entries)
 {
     std::vector<bench::Setting> settings;
+    settings.reserve(entries.size());
     for (const SettingEntry &entry : entries) {
         settings.push_back({entry.key, entry.value});
     }
@@ -231,16 +232,27 @@ std::string content_text(const char *lines, const char *bytes, const std::string
     return text;
 }
 
-std::string changes_text(const bench::Trace &trace)
+std::string change_text(const bench::FileChange &change, const bench::Root &root)
+{
+    constexpr size_t kLongestBytes = 8192;
+    if (change.what == bench::FileChange::What::kRemoved) {
+        return "gone " + escape(change.path) + "\n";
+    }
+    if (!root.read(change.path)) {
+        return "# " + escape(change.path) + " is there, not as a file\n";
+    }
+    if (change.after.size() > kLongestBytes && change.after.find('\0') != std::string::npos) {
+        return "# " + escape(change.path) + " has " + std::to_string(change.after.size()) +
+               " bytes, no text\n";
+    }
+    return content_text("expect", "expect-bytes", change.path, change.after);
+}
+
+std::string changes_text(const bench::Trace &trace, const bench::Root &root)
 {
     std::string text;
     for (const bench::FileChange &change : trace.files) {
-        if (change.path == "/tmp/nvram") {
-            continue;
-        }
-        text += change.what == bench::FileChange::What::kRemoved
-                    ? "gone " + escape(change.path) + "\n"
-                    : content_text("expect", "expect-bytes", change.path, change.after);
+        text += change.path == "/tmp/nvram" ? "" : change_text(change, root);
     }
     for (const bench::SettingChange &change : trace.settings) {
         text += change.after ? "setting " + shown_setting(change.key, change.after) + "\n"
@@ -275,7 +287,7 @@ std::string print_scenario(const Programs &programs, const Scenario &scenario)
             text += "| " + line + "\n";
         }
         text += trace.status != 0 ? "exit " + std::to_string(trace.status) + "\n" : "";
-        text += changes_text(trace);
+        text += changes_text(trace, root);
         text += trace.errors.empty()
                     ? ""
                     : content_text("# on standard error", "# on standard error", "", trace.errors);

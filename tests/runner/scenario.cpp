@@ -633,7 +633,8 @@ size_t join_frame(const std::vector<std::string> &plain, size_t at, std::string 
     }
     const size_t action = words.find(" action=");
     const std::string name = words.substr(0, action);
-    if (action == std::string::npos || name.find(' ') != std::string::npos ||
+    if (action == std::string::npos || name.empty() || action + 8 == words.size() ||
+        name.find(' ') != std::string::npos ||
         plain[at + 1] != indent + "sh /bin/cp /proc/uptime /tmp//var/run/rc." + name + ".run" ||
         plain[at + 2] != indent + kSystemPause) {
         return 0;

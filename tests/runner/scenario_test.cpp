@@ -314,6 +314,17 @@ TEST(Trace, IsShortenedWhereItFits)
     EXPECT_EQ(shorten_trace(plain), shorthand);
 }
 
+TEST(Trace, IsNotShortenedWithoutANameOrAnAction)
+{
+    const Lines plain = {
+        "out ap_name= action=a", "sh /bin/cp /proc/uptime /tmp//var/run/rc..run",  "usleep 2",
+        "out ap_name=b action=", "sh /bin/cp /proc/uptime /tmp//var/run/rc.b.run", "usleep 2"};
+    Lines yielding = plain;
+    yielding[2] = yielding[5] = "usleep 1";
+    EXPECT_EQ(shorten_trace(plain), plain);
+    EXPECT_EQ(shorten_trace(yielding).size(), 4U);
+}
+
 TEST(Trace, IsNotShortenedAcrossRuns)
 {
     const Lines plain = {"sh a", "> usleep 1", "usleep 10", "out b", "> sh b"};

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "rc/rc.h"
-#include "rc/wan/follow_internal.h"
+#include "rc/wan/follow.h"
 #include "rc/wan/internal.h"
 #include "tests/direct.h"
 

@@ -1,0 +1,28 @@
+// The benchmarks. Each adds its figures to the table.
+#pragma once
+
+#include <vector>
+
+#include "bench/perf/figures.h"
+#include "bench/router.h"
+
+namespace perf {
+
+struct Effort {
+    int runs = 40;        // of a program whose time is measured
+    int script_runs = 3;  // of a shell script
+};
+
+// Writing the packet filter's rules, against a floor and against shell scripts.
+void rule_build(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
+
+// One get, one set, one commit.
+void settings(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
+
+// Starting up, and rc's share of `rc start`.
+void starting(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
+
+// Peak memory with a large store.
+void memory(const bench::Target &target, std::vector<Figure> &figures);
+
+}  // namespace perf
