@@ -10,6 +10,7 @@
 //     plan      replies and effects of the stand-ins (fields)
 //     count/    counters: which reply is next, which run number is next
 //     pause/    N: the shell command for the N-th pause
+//     board/    what effects of the image's stand-ins remember: processes, modules, circuits
 //
 // Used by static helpers without the C++ runtime and by the preloaded library of the target's processor:
 // nothing allocated, nothing thrown, the C library only.

@@ -1,8 +1,11 @@
 // rcbench: the bench for people. Runs rc on a router built on the desk and shows what it did.
 
+#include <arpa/inet.h>
 #include <getopt.h>
+#include <net/if.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -19,22 +22,24 @@ constexpr const char *kHelp =
     R"(usage: rcbench [OPTIONS] WORDS...             run rc with these words
        rcbench [OPTIONS] WORDS... , WORDS...   several runs, one after the other, on the same router
        rcbench --diff --set KEY=VALUE... WORDS...
-       rcbench --rules [OPTIONS]
+       rcbench --rules [--diff] [OPTIONS]
 
 Runs rc on a router built in a directory of its own and prints every command, pause, line of output, changed
-setting and file. Nothing outside that directory is touched. Without --settings the router has the image's
-default settings and its usual answers; its Internet interface has the address 203.0.113.10.
+setting and file. Nothing outside that directory is touched. WORDS are what follows "rc" on the router: start,
+wan restart, firewall create. Without --settings the router has the image's default settings; its tools give
+their usual answers, its Internet interface has the address 203.0.113.10.
 
 The router
   --settings FILE        settings, one key=value a line (escapes \n \t \\ \xHH)
   --set KEY=VALUE        one more setting; may be given several times
-  --unset KEY            without this setting
-  --blank                no working copy of the settings and blank flash, as on a new router
+  --unset KEY            without this setting, also among the defaults
+  --blank                no working copy of the settings and blank flash, as on a new router; the settings
+                         are its defaults
   --file PATH=HOSTFILE   this file of the router has that content
   --remove PATH          this file is not there
   --reply 'TOOL WORDS'=TEXT
-                         what a tool prints when its words begin so; \n ends a line. Given again for the
-                         same words: the answer to the next call
+                         what a tool prints when its words begin so, in place of its usual answer; \n ends a
+                         line. Given again for the same words: the answer to the next call
   --interface NAME=ADDRESS/BITS
                          one more network interface
   --clock 'YYYY-MM-DD HH:MM:SS'
@@ -44,9 +49,13 @@ The router
 
 What is shown
   --diff                 run twice, without and with the --set options, and show what changes
-  --rules                the packet filter's rules by chain, with the settings behind them
+  --rules                the packet filter's rules by chain, with the settings behind them; with --diff what
+                         the --set and --unset options change in them
+  --short                for a first look: commands that rc echoes once, several of one tool in one line,
+                         no pauses under a second, files by name, lines cut at 100 columns
   --brief                the timeline alone, without changed settings and files
   --show PATH            this file of the router after the last run; may be given several times
+  --last                 of several runs the last one alone
   --all                  also the yields of a microsecond and the calls of tools
   --full                 long files whole
   --json                 for machines: a list with one object a run
@@ -72,8 +81,10 @@ enum Code {
     kEmulate,
     kDiff,
     kRules,
+    kShort,
     kBrief,
     kShow,
+    kLast,
     kAll,
     kFull,
     kJson,
@@ -95,8 +106,10 @@ constexpr option kOptions[] = {
     {"emulate", no_argument, nullptr, kEmulate},
     {"diff", no_argument, nullptr, kDiff},
     {"rules", no_argument, nullptr, kRules},
+    {"short", no_argument, nullptr, kShort},
     {"brief", no_argument, nullptr, kBrief},
     {"show", required_argument, nullptr, kShow},
+    {"last", no_argument, nullptr, kLast},
     {"all", no_argument, nullptr, kAll},
     {"full", no_argument, nullptr, kFull},
     {"json", no_argument, nullptr, kJson},
@@ -120,6 +133,7 @@ struct Wish {
     bool emulate = false;
     bool diff = false;
     bool rules = false;
+    bool last = false;
     bool json = false;
     std::string keep;
     std::string program;
@@ -139,7 +153,7 @@ struct Pair {
     std::string right;
 };
 
-// Cuts an option's argument at its first "=" or, for a reply, at the first one whose left side is not empty.
+// Cuts an option's argument at its first "=".
 Pair split_pair(const char *option, const std::string &text)
 {
     const size_t place = text.find('=');
@@ -158,9 +172,18 @@ std::string plain(const char *option, const std::string &text)
     }
 }
 
+std::string router_path(const char *option, const std::string &path)
+{
+    if (!path.starts_with('/')) {
+        refuse(std::string("a path of the router, beginning with \"/\", wanted in ") + option + " " + path);
+    }
+    return path;
+}
+
 bench::NamedFile host_file(const std::string &argument)
 {
     const Pair pair = split_pair("--file", argument);
+    (void)router_path("--file", pair.left);
     std::ifstream in(pair.right, std::ios::binary);
     if (!in) {
         refuse("cannot read " + pair.right + " for --file");
@@ -188,7 +211,15 @@ bench::Interface interface(const std::string &argument)
     if (bits.empty() || bits.find_first_not_of("0123456789") != std::string::npos || number > 32) {
         refuse("network bits from 0 to 32 wanted in --interface " + argument);
     }
-    return {pair.left, pair.right.substr(0, slash), number, ""};
+    const std::string address = pair.right.substr(0, slash);
+    in_addr parsed = {};
+    if (!address.empty() && inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
+        refuse("no IPv4 address in --interface " + argument);
+    }
+    if (pair.left.size() >= IFNAMSIZ || pair.left.find_first_of(" /") != std::string::npos) {
+        refuse("no name of an interface in --interface " + argument);
+    }
+    return {pair.left, address, number, ""};
 }
 
 int64_t clock_time(const std::string &argument)
@@ -228,7 +259,7 @@ bool take_router_option(int code, Wish &wish)
             wish.files.push_back(host_file(argument));
             return true;
         case kRemove:
-            wish.removed.push_back(argument);
+            wish.removed.push_back(router_path("--remove", argument));
             return true;
         case kReply:
             wish.replies.push_back(reply(argument));
@@ -259,11 +290,17 @@ void take_option(int code, Wish &wish)
         case kRules:
             wish.rules = true;
             break;
+        case kShort:
+            wish.style.quick = true;
+            break;
         case kBrief:
             wish.style.brief = true;
             break;
         case kShow:
-            wish.shown.emplace_back(optarg);
+            wish.shown.push_back(router_path("--show", optarg));
+            break;
+        case kLast:
+            wish.last = true;
             break;
         case kAll:
             wish.style.all = true;
@@ -284,29 +321,51 @@ void take_option(int code, Wish &wish)
             fputs(kHelp, stdout);
             exit(0);
         default:
-            // getopt has named the wrong option on standard error already.
-            exit(2);
+            break;
     }
 }
 
 void take_words(int count, char **words, Wish &wish)
 {
-    std::vector<std::string> run = {"/usr/sbin/rc"};
-    for (int i = 0; i < count; ++i) {
-        if (std::string(words[i]) == ",") {
-            wish.runs.push_back(run);
-            run.resize(1);
-        } else {
+    std::vector<std::string> run = {"rc"};
+    for (int i = 0; i <= count; ++i) {
+        if (i < count && std::string(words[i]) != ",") {
             run.emplace_back(words[i]);
+            continue;
         }
+        if (run.size() == 1) {
+            refuse("no words for rc beside a comma");
+        }
+        wish.runs.push_back(run);
+        run.resize(1);
     }
-    wish.runs.push_back(run);
+}
+
+// Options that say different things about what is printed.
+void refuse_contradictions(const Wish &wish)
+{
+    if (wish.diff && wish.set.empty() && wish.unset.empty()) {
+        refuse("--diff needs a --set or --unset to compare with");
+    }
+    if (wish.json && (wish.diff || wish.rules || !wish.shown.empty())) {
+        refuse("--json cannot be had together with --diff, --rules or --show");
+    }
+    if ((wish.diff || wish.rules) && (!wish.keep.empty() || !wish.shown.empty())) {
+        refuse("--diff and --rules cannot be had together with --keep or --show");
+    }
 }
 
 Wish read_words(int count, char **words)
 {
     Wish wish;
-    for (int code; (code = getopt_long(count, words, "+h", kOptions, nullptr)) != -1;) {
+    opterr = 0;
+    for (int code; (code = getopt_long(count, words, "+:h", kOptions, nullptr)) != -1;) {
+        if (code == ':') {
+            refuse(std::string("no value for ") + words[optind - 1]);
+        }
+        if (code == '?') {
+            refuse(std::string("wrong option ") + words[optind - 1]);
+        }
         if (!take_router_option(code, wish)) {
             take_option(code, wish);
         }
@@ -318,16 +377,11 @@ Wish read_words(int count, char **words)
         refuse("--rules takes no words");
     }
     if (wish.rules) {
-        wish.runs = {{"/usr/sbin/rc", "firewall", "create"}};
+        wish.runs = {{"rc", "firewall", "create"}};
     } else {
         take_words(count - optind, words + optind, wish);
     }
-    if (wish.diff && wish.set.empty() && wish.unset.empty()) {
-        refuse("--diff needs a --set or --unset to compare with");
-    }
-    if (wish.diff && wish.json) {
-        refuse("--diff and --json cannot be had together");
-    }
+    refuse_contradictions(wish);
     return wish;
 }
 
@@ -352,21 +406,41 @@ std::string value_of(const std::vector<bench::Setting> &settings, const std::str
     return "";
 }
 
-// The interfaces a router in operation has, where the wish names none of that name.
-void add_usual_interfaces(const std::vector<bench::Setting> &settings, bench::Setup &setup)
+void add_interface(const std::string &name, const std::string &address, bench::Setup &setup)
 {
-    const std::string lan = value_of(settings, "lan_if");
-    const std::string wan = value_of(settings, "wan_ifname");
-    for (const bench::Interface &usual : {bench::Interface{lan, value_of(settings, "lan_ipaddr"), 24, ""},
-                                          bench::Interface{wan, "203.0.113.10", 24, ""}}) {
-        bool there = usual.name.empty();
-        for (const bench::Interface &given : setup.interfaces) {
-            there = there || given.name == usual.name;
-        }
-        if (!there) {
-            setup.interfaces.push_back(usual);
+    for (const bench::Interface &there : setup.interfaces) {
+        if (there.name == name) {
+            return;
         }
     }
+    if (!name.empty() && name.size() < IFNAMSIZ) {
+        setup.interfaces.push_back({name, address, 24, ""});
+    }
+}
+
+// The interfaces a router in operation has, where the wish names none of that name. The Internet one is
+// that of the settings, and that which the connection mode will use.
+void add_usual_interfaces(const std::vector<bench::Setting> &settings, bench::Setup &setup)
+{
+    constexpr const char *kWanAddress = "203.0.113.10";
+    in_addr parsed = {};
+    const std::string lan = value_of(settings, "lan_ipaddr");
+    if (inet_pton(AF_INET, lan.c_str(), &parsed) == 1) {
+        add_interface(value_of(settings, "lan_if"), lan, setup);
+    }
+    add_interface(value_of(settings, "wan_ifname"), kWanAddress, setup);
+    add_interface(value_of(settings, "wan_mode").starts_with('p') ? "ppp0" : "nas0", kWanAddress, setup);
+}
+
+// The route to the provider that a router in operation has, in the workstation's byte order.
+void add_default_route(const std::vector<bench::Setting> &settings, bench::Setup &setup)
+{
+    setup.files.insert(
+        setup.files.begin(),
+        {"/proc/net/route",
+         "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+         "br0\t0001A8C0\t00000000\t0001\t0\t0\t0\t00FFFFFF\t0\t0\t0\n" +
+             value_of(settings, "wan_ifname") + "\t00000000\t017100CB\t0003\t0\t0\t0\t00000000\t0\t0\t0\n"});
 }
 
 bench::Target target_of(const Wish &wish)
@@ -381,21 +455,26 @@ bench::Target target_of(const Wish &wish)
     return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_clock.so");
 }
 
+void erase(std::vector<bench::Setting> &settings, const std::vector<std::string> &keys)
+{
+    for (const std::string &key : keys) {
+        std::erase_if(settings, [&](const bench::Setting &entry) { return entry.key == key; });
+    }
+}
+
 bench::Setup setup_of(const Wish &wish, const bench::Target &target, bool with_changes)
 {
     bench::Setup setup;
-    setup.image_defaults = true;
     setup.image_replies = true;
-    std::vector<bench::Setting> settings = wish.settings_file.empty()
-                                               ? bench::image_settings(target.image)
-                                               : bench::read_settings_text(wish.settings_file);
+    setup.defaults = bench::image_settings(target.image);
+    std::vector<bench::Setting> settings =
+        wish.settings_file.empty() ? setup.defaults : bench::read_settings_text(wish.settings_file);
     if (with_changes) {
         for (const bench::Setting &entry : wish.set) {
             put(settings, entry);
         }
-        for (const std::string &key : wish.unset) {
-            std::erase_if(settings, [&](const bench::Setting &entry) { return entry.key == key; });
-        }
+        erase(settings, wish.unset);
+        erase(setup.defaults, wish.unset);
     }
     setup.files = wish.files;
     setup.removed = wish.removed;
@@ -404,11 +483,28 @@ bench::Setup setup_of(const Wish &wish, const bench::Target &target, bool with_c
     add_usual_interfaces(settings, setup);
     if (wish.blank) {
         setup.settings.reset();
-        setup.defaults = with_changes ? wish.set : std::vector<bench::Setting>{};
+        setup.defaults = settings;
     } else {
         setup.settings = settings;
+        add_default_route(settings, setup);
     }
     return setup;
+}
+
+// A key that the router does not know is most often a slip.
+void note_unknown_keys(const Wish &wish, const bench::Target &target)
+{
+    const std::vector<bench::Setting> known = bench::image_settings(target.image);
+    std::vector<std::string> keys = wish.unset;
+    for (const bench::Setting &entry : wish.set) {
+        keys.push_back(entry.key);
+    }
+    for (const std::string &key : keys) {
+        if (std::none_of(known.begin(), known.end(),
+                         [&](const bench::Setting &entry) { return entry.key == key; })) {
+            fprintf(stderr, "rcbench: note: %s is not among the default settings\n", key.c_str());
+        }
+    }
 }
 
 bench::Run run_of(const Wish &wish, const std::vector<std::string> &words)
@@ -420,21 +516,26 @@ bench::Run run_of(const Wish &wish, const std::vector<std::string> &words)
     return run;
 }
 
-void print_runs(const Wish &wish, bench::Root &root)
+void print_run(const Wish &wish, size_t number, const bench::Trace &trace)
 {
-    bool first = true;
-    for (const std::vector<std::string> &words : wish.runs) {
-        const bench::Trace trace = root.run(run_of(wish, words));
-        if (wish.json) {
-            printf("%s%s", first ? "[" : ",\n", bench::json_report(words, trace).c_str());
-        } else {
-            printf("%s", first ? "" : "\n");
-            bench::print_report(stdout, words, trace, wish.style);
-        }
-        first = false;
+    const bool first = number == 0 || wish.last;
+    const bool last = number + 1 == wish.runs.size();
+    if (wish.last && !last) {
+        return;
     }
     if (wish.json) {
-        puts("]");
+        printf("%s%s%s", first ? "[" : ",\n", bench::json_report(wish.runs[number], trace).c_str(),
+               last ? "]\n" : "");
+    } else {
+        printf("%s", first ? "" : "\n");
+        bench::print_report(stdout, wish.runs[number], trace, wish.style);
+    }
+}
+
+void print_runs(const Wish &wish, bench::Root &root)
+{
+    for (size_t i = 0; i < wish.runs.size(); ++i) {
+        print_run(wish, i, root.run(run_of(wish, wish.runs[i])));
     }
     for (const std::string &path : wish.shown) {
         bench::print_file(stdout, path, root.read(path), wish.style);
@@ -456,8 +557,8 @@ void print_diff(const Wish &wish, const bench::Target &target)
 {
     const std::vector<bench::Trace> before = all_runs(wish, target, false);
     const std::vector<bench::Trace> after = all_runs(wish, target, true);
-    for (size_t i = 0; i < before.size(); ++i) {
-        printf("%s$ %s\n", i == 0 ? "" : "\n", bench::command_words(wish.runs[i]).c_str());
+    for (size_t i = wish.last ? before.size() - 1 : 0; i < before.size(); ++i) {
+        printf("%s$ %s\n", i == 0 || wish.last ? "" : "\n", bench::command_words(wish.runs[i]).c_str());
         bench::print_difference(stdout, before[i], after[i], wish.style);
     }
 }
@@ -466,14 +567,25 @@ std::string rules_of(const Wish &wish, const bench::Target &target, bool with_ch
 {
     bench::Root root(target, setup_of(wish, target, with_changes));
     (void)root.run(run_of(wish, wish.runs[0]));
-    return root.read("/tmp/rules").value_or("");
+    return bench::rules_by_chain(root.read("/tmp/rules").value_or(""));
+}
+
+void print_rules(const Wish &wish, const bench::Target &target)
+{
+    const std::string rules = rules_of(wish, target, true);
+    if (wish.diff) {
+        bench::print_text_difference(stdout, rules_of(wish, target, false), rules, wish.style);
+    } else {
+        fputs(rules.c_str(), stdout);
+    }
 }
 
 int work(const Wish &wish)
 {
     const bench::Target target = target_of(wish);
+    note_unknown_keys(wish, target);
     if (wish.rules) {
-        fputs(bench::rules_by_chain(rules_of(wish, target, true)).c_str(), stdout);
+        print_rules(wish, target);
         return 0;
     }
     if (wish.diff) {

@@ -12,7 +12,9 @@ namespace bench {
 namespace {
 
 constexpr size_t kShownLines = 40;
-constexpr long kShortYield = 10;  // microseconds; shorter pauses are rc's yields to daemons
+constexpr size_t kShortColumns = 100;
+constexpr size_t kFewCommands = 3;  // of one tool in a row; fewer stand alone
+constexpr long kShortYield = 10;    // microseconds; shorter pauses are rc's yields to daemons
 
 enum class Tint { kPlain, kStrong, kCommand, kPause, kOutput, kHead, kGone, kNew };
 
@@ -98,35 +100,140 @@ std::string event_text(const Event &event)
     }
 }
 
-bool is_shown(const Event &event, const ReportStyle &style)
+std::string base_name(const std::string &path)
 {
+    return path.substr(path.rfind('/') + 1);
+}
+
+// A run of rc that a script started: unlike one that rc's own command is, no line tells it yet.
+bool is_script_run(const std::vector<Event> &events, size_t at)
+{
+    const Event &event = events[at];
+    if (event.kind != Kind::kTool || event.words.empty() || base_name(event.words[0]) != "rc") {
+        return false;
+    }
+    while (at > 0 && (events[at].kind != Kind::kShell || events[at].depth != event.depth)) {
+        --at;
+    }
+    return !events[at].text.starts_with(command_words(event.words));
+}
+
+bool is_shown(const std::vector<Event> &events, size_t at, const ReportStyle &style)
+{
+    const Event &event = events[at];
     if (style.all) {
         return true;
     }
     if (event.kind == Kind::kTool) {
-        return false;
+        return is_script_run(events, at);
     }
     return event.kind != Kind::kUsleep || event.number >= kShortYield;
 }
 
-std::string timeline_line(const Event &event)
+struct Line {
+    Tint tint;
+    std::string text;
+};
+
+// The text behind its label, indented by depth.
+std::string labelled(const Event &event, const std::string &text)
 {
     const std::string label = label_of(event).text;
     std::string line(static_cast<size_t>(2 + 4 * event.depth), ' ');
     line += label;
     line.append(label.size() < 7 ? 7 - label.size() : 1, ' ');
-    return line + event_text(event);
+    line += text;
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
 }
 
-std::vector<std::string> timeline(const Trace &trace, const ReportStyle &style)
+// Commands whose text rc also prints are common; such an echo stands right before or behind its command.
+bool is_echo(const std::vector<Event> &events, size_t at)
 {
-    std::vector<std::string> lines;
-    for (const Event &event : trace.events) {
-        if (is_shown(event, style)) {
-            lines.push_back(timeline_line(event));
+    const auto is_command = [&](size_t other) {
+        return other < events.size() && events[other].kind == Kind::kShell &&
+               events[other].text == events[at].text;
+    };
+    return events[at].kind == Kind::kOut && (is_command(at + 1) || is_command(at - 1));
+}
+
+// The events for a first look: no echoes, no empty output, no pauses under a second.
+std::vector<Event> first_look(const Trace &trace)
+{
+    std::vector<Event> seen;
+    for (size_t i = 0; i < trace.events.size(); ++i) {
+        if (is_shown(trace.events, i, {}) && trace.events[i].kind != Kind::kUsleep) {
+            seen.push_back(trace.events[i]);
+        }
+    }
+    std::vector<Event> kept;
+    for (size_t i = 0; i < seen.size(); ++i) {
+        if (!is_echo(seen, i) && !(seen[i].kind == Kind::kOut && seen[i].text.empty())) {
+            kept.push_back(seen[i]);
+        }
+    }
+    return kept;
+}
+
+std::string tool_of(const Event &event)
+{
+    if (event.kind != Kind::kShell) {
+        return "";
+    }
+    return base_name(event.text.substr(0, event.text.find(' ')));
+}
+
+std::string cut(const std::string &line)
+{
+    return line.size() <= kShortColumns ? line : line.substr(0, kShortColumns - 4) + " ...";
+}
+
+// Several commands of one tool in a row stand in one line.
+std::vector<Line> short_timeline(const Trace &trace)
+{
+    const std::vector<Event> events = first_look(trace);
+    std::vector<Line> lines;
+    for (size_t i = 0; i < events.size();) {
+        size_t end = i + 1;
+        while (end < events.size() && !tool_of(events[i]).empty() &&
+               tool_of(events[end]) == tool_of(events[i]) && events[end].depth == events[i].depth) {
+            ++end;
+        }
+        end = end - i < kFewCommands ? i + 1 : end;
+        std::string text = event_text(events[i]);
+        if (end - i > 1) {
+            text += "   ... and " + std::to_string(end - i - 1) + " more of " + tool_of(events[i]);
+        } else if (events[i].kind == Kind::kShell && text.ends_with("\\x20")) {
+            text.erase(text.size() - 4);
+        }
+        lines.push_back({label_of(events[i]).tint, cut(labelled(events[i], text))});
+        i = end;
+    }
+    return lines;
+}
+
+std::vector<Line> timeline(const Trace &trace, const ReportStyle &style)
+{
+    if (style.quick) {
+        return short_timeline(trace);
+    }
+    std::vector<Line> lines;
+    for (size_t i = 0; i < trace.events.size(); ++i) {
+        if (is_shown(trace.events, i, style)) {
+            const Event &event = trace.events[i];
+            lines.push_back({label_of(event).tint, labelled(event, event_text(event))});
         }
     }
     return lines;
+}
+
+std::vector<std::string> timeline_text(const Trace &trace, const ReportStyle &style)
+{
+    std::vector<std::string> texts;
+    for (const Line &line : timeline(trace, style)) {
+        texts.push_back(line.text);
+    }
+    return texts;
 }
 
 bool is_text(const std::string &bytes)
@@ -154,6 +261,12 @@ std::vector<std::string> text_lines(const std::string &bytes)
     return lines;
 }
 
+// The name under which rc knows the file: /var is a link to /tmp/var.
+std::string router_path(const std::string &path)
+{
+    return path.starts_with("/tmp/var/") ? path.substr(4) : path;
+}
+
 const char *change_word(FileChange::What what)
 {
     switch (what) {
@@ -172,6 +285,7 @@ const char *change_word(FileChange::What what)
 void print_content(const Printer &printer, const std::string &content)
 {
     if (!is_text(content)) {
+        printer.line(Tint::kOutput, "    (no text; see it with --keep)");
         return;
     }
     const std::vector<std::string> lines = text_lines(content);
@@ -190,7 +304,7 @@ void print_change(const Printer &printer, const FileChange &change)
     const bool removed = change.what == FileChange::What::kRemoved;
     const std::string size = removed ? "" : ", " + std::to_string(change.after.size()) + " bytes";
     printer.line(removed ? Tint::kGone : Tint::kNew,
-                 "  " + change.path + "  (" + change_word(change.what) + size + ")");
+                 "  " + router_path(change.path) + "  (" + change_word(change.what) + size + ")");
     if (!removed && change.what != FileChange::What::kRewritten) {
         print_content(printer, change.after);
     }
@@ -224,8 +338,43 @@ void print_settings(const Printer &printer, const Trace &trace)
     }
 }
 
+// The names alone, as many a line as fit.
+void print_names(const Printer &printer, const std::string &heading, const std::vector<std::string> &names)
+{
+    std::string line = heading;
+    for (const std::string &name : names) {
+        if (line.size() + 1 + name.size() > kShortColumns) {
+            printer.line(Tint::kPlain, line);
+            line.assign(heading.size(), ' ');
+        }
+        line += " " + name;
+    }
+    if (!names.empty()) {
+        printer.line(Tint::kPlain, line);
+    }
+}
+
+void print_file_names(const Printer &printer, const Trace &trace)
+{
+    std::vector<std::string> written;
+    std::vector<std::string> removed;
+    for (const FileChange &change : trace.files) {
+        if (change.what == FileChange::What::kRemoved) {
+            removed.push_back(router_path(change.path));
+        } else if (change.what != FileChange::What::kRewritten && !is_store(change)) {
+            written.push_back(router_path(change.path));
+        }
+    }
+    print_names(printer, "  files written:", written);
+    print_names(printer, "  files removed:", removed);
+}
+
 void print_files(const Printer &printer, const Trace &trace)
 {
+    if (printer.style.quick) {
+        print_file_names(printer, trace);
+        return;
+    }
     bool any = false;
     for (const FileChange &change : trace.files) {
         if (is_store(change) && !printer.style.all) {
@@ -260,14 +409,39 @@ void print_diff_text(const Printer &printer, const std::string &difference)
     }
 }
 
-std::string content_after(const Trace &trace, const std::string &path)
+std::vector<std::string> dump_lines(const std::string &bytes)
+{
+    constexpr size_t kColumns = 16;
+    std::vector<std::string> lines;
+    char piece[24];
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        if (i % kColumns == 0) {
+            snprintf(piece, sizeof piece, "%06zx ", i);
+            lines.emplace_back(piece);
+        }
+        snprintf(piece, sizeof piece, " %02x", static_cast<unsigned char>(bytes[i]));
+        lines.back() += piece;
+    }
+    return lines;
+}
+
+const FileChange *change_of(const Trace &trace, const std::string &path)
 {
     for (const FileChange &change : trace.files) {
         if (change.path == path) {
-            return change.after;
+            return &change;
         }
     }
-    return {};
+    return nullptr;
+}
+
+// The file's content after the run; `other` began like it and knows what a file held that this left alone.
+std::vector<std::string> lines_after(const Trace &trace, const Trace &other, const std::string &path)
+{
+    const FileChange *own = change_of(trace, path);
+    const FileChange *others = change_of(other, path);
+    const std::string content = own != nullptr ? own->after : others != nullptr ? others->before : "";
+    return is_text(content) ? text_lines(content) : dump_lines(content);
 }
 
 std::vector<std::string> setting_lines(const Trace &trace)
@@ -387,10 +561,8 @@ void print_report(FILE *out, const std::vector<std::string> &words, const Trace 
 {
     const Printer printer = {out, style};
     printer.line(Tint::kStrong, "$ " + command_words(words));
-    for (const Event &event : trace.events) {
-        if (is_shown(event, style)) {
-            printer.line(label_of(event).tint, timeline_line(event));
-        }
+    for (const Line &line : timeline(trace, style)) {
+        printer.line(line.tint, line.text);
     }
     printer.line(Tint::kOutput, "  " + ending(trace));
     if (!trace.errors.empty()) {
@@ -416,14 +588,15 @@ void print_file(FILE *out, const std::string &path, const std::optional<std::str
 void print_difference(FILE *out, const Trace &before, const Trace &after, const ReportStyle &style)
 {
     const Printer printer = {out, style};
-    bool any =
-        print_part(printer, "Commands", unified_difference(timeline(before, style), timeline(after, style)));
-    any |= print_part(printer, "Settings after",
-                      unified_difference(setting_lines(before), setting_lines(after)));
-    for (const std::string &path : changed_paths(before, after)) {
-        any |= print_part(printer, path,
-                          unified_difference(text_lines(content_after(before, path)),
-                                             text_lines(content_after(after, path))));
+    bool any = print_part(printer, "Commands",
+                          unified_difference(timeline_text(before, style), timeline_text(after, style)));
+    any |= !style.brief && print_part(printer, "Settings after",
+                                      unified_difference(setting_lines(before), setting_lines(after)));
+    const std::vector<std::string> none;
+    for (const std::string &path : style.brief ? none : changed_paths(before, after)) {
+        any |= print_part(
+            printer, router_path(path),
+            unified_difference(lines_after(before, after, path), lines_after(after, before, path)));
     }
     if (before.status != after.status) {
         printer.line(Tint::kHead,
@@ -433,6 +606,17 @@ void print_difference(FILE *out, const Trace &before, const Trace &after, const 
     if (!any) {
         printer.line(Tint::kPlain, "No difference.");
     }
+}
+
+void print_text_difference(FILE *out, const std::string &before, const std::string &after,
+                           const ReportStyle &style)
+{
+    const Printer printer = {out, style};
+    const std::string difference = unified_difference(text_lines(before), text_lines(after));
+    if (difference.empty()) {
+        printer.line(Tint::kPlain, "No difference.");
+    }
+    print_diff_text(printer, difference);
 }
 
 std::string json_report(const std::vector<std::string> &words, const Trace &trace)

@@ -179,10 +179,10 @@ std::string normal_words(const std::string &text)
     return words;
 }
 
-template <typename Row>
-bool has_same(const std::vector<Row> &rows, const Row &row)
+template <typename Row, typename Other>
+bool has_same(const std::vector<Row> &rows, const Other &row)
 {
-    return std::any_of(rows.begin(), rows.end(), [&](const Row &other) {
+    return std::any_of(rows.begin(), rows.end(), [&](const auto &other) {
         return base_name(other.tool) == base_name(row.tool) &&
                normal_words(other.words) == normal_words(row.words);
     });
@@ -466,7 +466,7 @@ void Root::keep()
 
 void Root::build(const Setup &setup)
 {
-    for (const char *name : {"bin", "count", "pause", "library"}) {
+    for (const char *name : {"bin", "board", "count", "pause", "library"}) {
         fs::create_directories(directory_ / ".bench" / name);
     }
     if (fs::exists(target_.image / "root")) {
@@ -551,7 +551,9 @@ void Root::build_plan(const Setup &setup)
         std::copy_if(usual.begin(), usual.end(), std::back_inserter(replies),
                      [&](const Reply &reply) { return !has_same(setup.replies, reply); });
         std::copy_if(usual_effects.begin(), usual_effects.end(), std::back_inserter(effects),
-                     [&](const Effect &effect) { return !has_same(setup.effects, effect); });
+                     [&](const Effect &effect) {
+                         return !has_same(setup.effects, effect) && !has_same(setup.replies, effect);
+                     });
     }
     write_whole(directory_ / ".bench/plan", plan_bytes(replies, effects));
 }

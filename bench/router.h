@@ -91,7 +91,7 @@ struct Reply {
 };
 
 // A shell command that the stand-in runs in the root, before it answers; chosen like a reply, independent
-// of it. What the command prints is part of the stand-in's output.
+// of it. It finds the tool's words in $1, $2... What it prints is part of the stand-in's output.
 struct Effect {
     std::string tool;
     std::string words;
@@ -113,7 +113,9 @@ struct Setup {
     std::vector<Interface> interfaces;
     std::vector<Reply> replies;
     std::vector<Effect> effects;
-    bool image_replies = false;  // also the image's usual answers (bench/image/replies), after `replies`
+    // Also the image's usual answers (bench/image/replies), but for tools and words that `replies` and
+    // `effects` have.
+    bool image_replies = false;
 };
 
 // ---- one run --------------------------------------------------------------------------------------------

@@ -109,11 +109,17 @@ void write_all(int fd, const char *text, size_t length)
     }
 }
 
-void run_command(const char *command)
+// The command finds the tool's name in $0 and its words in $1, $2...
+void run_command(const char *command, const Call &call)
 {
     const pid_t child = fork();
     if (child == 0) {
-        execl(inside::kShell, "sh", "-c", command, nullptr);
+        char *arguments[inside::kMostWords + 4] = {const_cast<char *>("sh"), const_cast<char *>("-c"),
+                                                   const_cast<char *>(command)};
+        for (int i = 0; i < call.count && static_cast<size_t>(i) < inside::kMostWords; i++) {
+            arguments[i + 3] = call.words[i];
+        }
+        execv(inside::kShell, arguments);
         _exit(127);
     }
     if (child > 0) {
@@ -138,7 +144,7 @@ int main(int count, char **words)
     const Call call = {tool, count, words};
     Row row = {};
     if (choose(call, 'E', row)) {
-        run_command(row.output);
+        run_command(row.output, call);
     }
     if (!choose(call, 'R', row)) {
         return 0;

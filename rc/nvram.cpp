@@ -72,15 +72,19 @@ const char *next_entry(const char *entry, const char *end)
     return stop != end ? stop + 1 : end;
 }
 
+// Whether the entry begins with `key` and "=". Keys have no NUL, so what is equal lies inside the entry. The
+// ends are compared first: keys of one service begin alike.
+bool is_entry_of(const char *entry, const char *end, std::string_view key)
+{
+    const size_t size = key.size();
+    return static_cast<size_t>(end - entry) > size && entry[size] == '=' &&
+           (size == 0 || entry[size - 1] == key[size - 1]) && memcmp(entry, key.data(), size) == 0;
+}
+
 // The first entry of `key` from `entry` on, or the end of the entries.
 const char *find_entry(const char *entry, const char *end, std::string_view key)
 {
-    while (at_entry(entry, end)) {
-        // Entries hold no NUL, so a comparison that holds stays inside the entry.
-        if (static_cast<size_t>(end - entry) > key.size() && entry[key.size()] == '=' &&
-            memcmp(entry, key.data(), key.size()) == 0) {
-            break;
-        }
+    while (at_entry(entry, end) && !is_entry_of(entry, end, key)) {
         entry = next_entry(entry, end);
     }
     return entry;

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <new>
 
+// The names are the C++ library's: it calls them.
+// NOLINTBEGIN(cert-dcl58-cpp,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 namespace std {
 
 [[noreturn]] void __throw_length_error(const char *)
@@ -41,6 +43,7 @@ namespace std {
 const nothrow_t nothrow{};
 
 }  // namespace std
+// NOLINTEND(cert-dcl58-cpp,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 void *operator new(size_t size)
 {

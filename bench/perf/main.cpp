@@ -112,7 +112,7 @@ void run(const Wish &wish)
         perf::starting(target, wish.effort, figures);
     }
     if (wish.wants("memory")) {
-        perf::memory(target, figures);
+        perf::memory(target, wish.effort, figures);
     }
     fputs((wish.json ? perf::as_json(figures) : perf::as_text(figures)).c_str(), stdout);
     if (wish.json_file != nullptr) {

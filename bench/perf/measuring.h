@@ -17,7 +17,7 @@ struct Sample {
     double own = 0;
     double all = 0;
     double wall = 0;
-    long peak = 0;
+    double peak = 0;
 };
 
 using Samples = std::vector<Sample>;

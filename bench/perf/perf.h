@@ -23,6 +23,6 @@ void settings(const bench::Target &target, const Effort &effort, std::vector<Fig
 void starting(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
 // Peak memory with a large store.
-void memory(const bench::Target &target, std::vector<Figure> &figures);
+void memory(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
 }  // namespace perf

@@ -339,7 +339,11 @@ AddressForm ip_type(std::string_view address)
 FwServiceList parse_services(std::string_view list)
 {
     FwServiceList parsed;
-    parsed.definitions.reset(new FwDefinition[count_records(list)]);
+    const size_t count = count_records(list);
+    if (count == 0) {
+        return parsed;
+    }
+    parsed.definitions.reset(new FwDefinition[count]);
     FwDefinition walked = {};
     std::string_view record;
     while (next_record(list, record)) {

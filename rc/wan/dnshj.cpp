@@ -1,7 +1,7 @@
 // First-run redirect: sends all web traffic of the LAN to the setup pages and drops the rest but DNS.
 //
 // Reads:  lan_ipaddr http_timeout
-// Writes: /tmp/ /tmp/ca /tmp/dnshj.out
+// Writes: /tmp/mini_httpd /tmp/ca /tmp/dnshj.out
 // Runs:   cp mkdir echo rc mini_httpd iptables rm
 // Needs:  lan httpd firewall /tmp/www/ca /etc/setup.cgi
 //
