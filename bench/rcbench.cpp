@@ -21,6 +21,7 @@ namespace {
 constexpr const char *kHelp =
     R"(usage: rcbench [OPTIONS] WORDS...             run rc with these words
        rcbench [OPTIONS] WORDS... , WORDS...   several runs, one after the other, on the same router
+       rcbench [OPTIONS] WORDS... , KEY=VALUE... WORDS...   with settings changed before a run
        rcbench --diff --set KEY=VALUE... WORDS...
        rcbench --rules [--diff] [OPTIONS]
 
@@ -32,6 +33,7 @@ their usual answers, its Internet interface has the address 203.0.113.10.
 The router
   --settings FILE        settings, one key=value a line (escapes \n \t \\ \xHH)
   --set KEY=VALUE        one more setting; may be given several times
+  --set @FILE            all settings of a file like that of --settings
   --unset KEY            without this setting, also among the defaults
   --blank                no working copy of the settings and blank flash, as on a new router; the settings
                          are its defaults
@@ -52,7 +54,8 @@ What is shown
   --rules                the packet filter's rules by chain, with the settings behind them; with --diff what
                          the --set and --unset options change in them
   --short                for a first look: commands that rc echoes once, several of one tool in one line,
-                         no pauses under a second, files by name, lines cut at 100 columns
+                         no pauses under a second, files by name, lines cut at 96 columns;
+                         with --rules --diff only the rules that come and go
   --brief                the timeline alone, without changed settings and files
   --show PATH            this file of the router after the last run; may be given several times
   --last                 of several runs the last one alone
@@ -119,8 +122,14 @@ constexpr option kOptions[] = {
     {nullptr, 0, nullptr, 0},
 };
 
+// One run of rc and the settings that change before it.
+struct WishedRun {
+    std::vector<bench::Setting> changes;
+    std::vector<std::string> words = {"rc"};
+};
+
 struct Wish {
-    std::string settings_file;
+    std::optional<std::vector<bench::Setting>> settings;  // in place of the image's
     std::vector<bench::Setting> set;
     std::vector<std::string> unset;
     bool blank = false;
@@ -139,7 +148,7 @@ struct Wish {
     std::string program;
     std::vector<std::string> shown;
     bench::ReportStyle style;
-    std::vector<std::vector<std::string>> runs;
+    std::vector<WishedRun> runs;
 };
 
 [[noreturn]] void refuse(const std::string &why)
@@ -158,17 +167,19 @@ Pair split_pair(const char *option, const std::string &text)
 {
     const size_t place = text.find('=');
     if (place == std::string::npos || place == 0) {
-        refuse(std::string("no \"=\" in ") + option + " " + text);
+        refuse(std::string(place == 0 ? "nothing before the \"=\" in " : "no \"=\" in ") + option + " " +
+               text);
     }
     return {text.substr(0, place), text.substr(place + 1)};
 }
 
-std::string plain(const char *option, const std::string &text)
+// The part of an option's argument with its escapes read.
+std::string plain(const char *option, const std::string &argument, const std::string &text)
 {
     try {
         return bench::unescape(text);
     } catch (const bench::Error &error) {
-        refuse(std::string("wrong escape in ") + option + " " + text);
+        refuse(std::string("wrong escape in ") + option + " " + argument);
     }
 }
 
@@ -198,7 +209,7 @@ bench::Reply reply(const std::string &argument)
     bench::Reply answer;
     answer.tool = pair.left.substr(0, blank);
     answer.words = blank == std::string::npos ? "" : pair.left.substr(blank + 1);
-    answer.output = plain("--reply", pair.right);
+    answer.output = plain("--reply", argument, pair.right);
     return answer;
 }
 
@@ -232,10 +243,24 @@ int64_t clock_time(const std::string &argument)
     return timegm(&when);
 }
 
-bench::Setting setting(const std::string &argument)
+std::vector<bench::Setting> settings_of(const std::string &file)
 {
+    try {
+        return bench::read_settings_text(file);
+    } catch (const bench::Error &error) {
+        refuse(error.what());
+    }
+}
+
+void add_settings(const std::string &argument, std::vector<bench::Setting> &settings)
+{
+    if (argument.starts_with('@')) {
+        const std::vector<bench::Setting> more = settings_of(argument.substr(1));
+        settings.insert(settings.end(), more.begin(), more.end());
+        return;
+    }
     const Pair pair = split_pair("--set", argument);
-    return {pair.left, plain("--set", pair.right)};
+    settings.push_back({pair.left, plain("--set", argument, pair.right)});
 }
 
 // True when the option was one of those that say what the router is like.
@@ -244,10 +269,10 @@ bool take_router_option(int code, Wish &wish)
     const std::string argument = optarg == nullptr ? "" : optarg;
     switch (code) {
         case kSettings:
-            wish.settings_file = argument;
+            wish.settings = settings_of(argument);
             return true;
         case kSet:
-            wish.set.push_back(setting(argument));
+            add_settings(argument, wish.set);
             return true;
         case kUnset:
             wish.unset.push_back(argument);
@@ -325,19 +350,31 @@ void take_option(int code, Wish &wish)
     }
 }
 
+// True for KEY=VALUE or @FILE before a run's words.
+bool is_change(const WishedRun &run, const std::string &word)
+{
+    if (run.words.size() == 1 && word.starts_with('@')) {
+        return true;
+    }
+    const size_t place = word.find('=');
+    return run.words.size() == 1 && place != std::string::npos && place > 0 &&
+           word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == place;
+}
+
 void take_words(int count, char **words, Wish &wish)
 {
-    std::vector<std::string> run = {"rc"};
+    WishedRun run;
     for (int i = 0; i <= count; ++i) {
-        if (i < count && std::string(words[i]) != ",") {
-            run.emplace_back(words[i]);
-            continue;
+        if (i < count && is_change(run, words[i])) {
+            add_settings(words[i], run.changes);
+        } else if (i < count && std::string(words[i]) != ",") {
+            run.words.emplace_back(words[i]);
+        } else if (run.words.size() == 1) {
+            refuse(wish.runs.empty() && i == count ? "no words for rc" : "no words for rc beside a comma");
+        } else {
+            wish.runs.push_back(run);
+            run = {};
         }
-        if (run.size() == 1) {
-            refuse("no words for rc beside a comma");
-        }
-        wish.runs.push_back(run);
-        run.resize(1);
     }
 }
 
@@ -377,7 +414,7 @@ Wish read_words(int count, char **words)
         refuse("--rules takes no words");
     }
     if (wish.rules) {
-        wish.runs = {{"rc", "firewall", "create"}};
+        wish.runs = {{{}, {"rc", "firewall", "create"}}};
     } else {
         take_words(count - optind, words + optind, wish);
     }
@@ -446,12 +483,17 @@ void add_default_route(const std::vector<bench::Setting> &settings, bench::Setup
 bench::Target target_of(const Wish &wish)
 {
     const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    if (!wish.emulate) {
-        return bench::host_target(wish.program.empty() ? own / "rc" : std::filesystem::path(wish.program));
-    }
     const std::filesystem::path mips = own.parent_path().parent_path() / "mips";
-    const std::filesystem::path program =
-        wish.program.empty() ? mips / "bin/rc" : std::filesystem::path(wish.program);
+    const std::filesystem::path program = !wish.program.empty() ? std::filesystem::path(wish.program)
+                                          : wish.emulate        ? mips / "bin/rc"
+                                                                : own / "rc";
+    if (!std::filesystem::is_regular_file(program)) {
+        throw bench::Error("there is no program " + program.string() +
+                           (wish.emulate ? ": build the target's with cmake --preset mips" : ""));
+    }
+    if (!wish.emulate) {
+        return bench::host_target(program);
+    }
     return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_clock.so");
 }
 
@@ -467,8 +509,7 @@ bench::Setup setup_of(const Wish &wish, const bench::Target &target, bool with_c
     bench::Setup setup;
     setup.image_replies = true;
     setup.defaults = bench::image_settings(target.image);
-    std::vector<bench::Setting> settings =
-        wish.settings_file.empty() ? setup.defaults : bench::read_settings_text(wish.settings_file);
+    std::vector<bench::Setting> settings = wish.settings.value_or(setup.defaults);
     if (with_changes) {
         for (const bench::Setting &entry : wish.set) {
             put(settings, entry);
@@ -499,6 +540,11 @@ void note_unknown_keys(const Wish &wish, const bench::Target &target)
     for (const bench::Setting &entry : wish.set) {
         keys.push_back(entry.key);
     }
+    for (const WishedRun &run : wish.runs) {
+        for (const bench::Setting &entry : run.changes) {
+            keys.push_back(entry.key);
+        }
+    }
     for (const std::string &key : keys) {
         if (std::none_of(known.begin(), known.end(),
                          [&](const bench::Setting &entry) { return entry.key == key; })) {
@@ -507,13 +553,27 @@ void note_unknown_keys(const Wish &wish, const bench::Target &target)
     }
 }
 
-bench::Run run_of(const Wish &wish, const std::vector<std::string> &words)
+bench::Trace run_in(bench::Root &root, const Wish &wish, const WishedRun &wished)
 {
+    if (!wished.changes.empty()) {
+        std::vector<bench::Setting> settings = root.settings().value_or(std::vector<bench::Setting>{});
+        for (const bench::Setting &entry : wished.changes) {
+            put(settings, entry);
+        }
+        root.write("/tmp/nvram", bench::store_bytes(settings));
+    }
     bench::Run run;
-    run.words = words;
+    run.words = wished.words;
     run.nested = wish.nested;
     run.clock = wish.clock;
-    return run;
+    return root.run(run);
+}
+
+void print_changes(const WishedRun &run)
+{
+    for (const bench::Setting &entry : run.changes) {
+        printf("# %s=%s\n", entry.key.c_str(), escape(entry.value).c_str());
+    }
 }
 
 void print_run(const Wish &wish, size_t number, const bench::Trace &trace)
@@ -524,18 +584,19 @@ void print_run(const Wish &wish, size_t number, const bench::Trace &trace)
         return;
     }
     if (wish.json) {
-        printf("%s%s%s", first ? "[" : ",\n", bench::json_report(wish.runs[number], trace).c_str(),
+        printf("%s%s%s", first ? "[" : ",\n", bench::json_report(wish.runs[number].words, trace).c_str(),
                last ? "]\n" : "");
     } else {
         printf("%s", first ? "" : "\n");
-        bench::print_report(stdout, wish.runs[number], trace, wish.style);
+        print_changes(wish.runs[number]);
+        bench::print_report(stdout, wish.runs[number].words, trace, wish.style);
     }
 }
 
 void print_runs(const Wish &wish, bench::Root &root)
 {
     for (size_t i = 0; i < wish.runs.size(); ++i) {
-        print_run(wish, i, root.run(run_of(wish, wish.runs[i])));
+        print_run(wish, i, run_in(root, wish, wish.runs[i]));
     }
     for (const std::string &path : wish.shown) {
         bench::print_file(stdout, path, root.read(path), wish.style);
@@ -547,8 +608,8 @@ std::vector<bench::Trace> all_runs(const Wish &wish, const bench::Target &target
 {
     bench::Root root(target, setup_of(wish, target, with_changes));
     std::vector<bench::Trace> traces;
-    for (const std::vector<std::string> &words : wish.runs) {
-        traces.push_back(root.run(run_of(wish, words)));
+    for (const WishedRun &run : wish.runs) {
+        traces.push_back(run_in(root, wish, run));
     }
     return traces;
 }
@@ -558,7 +619,9 @@ void print_diff(const Wish &wish, const bench::Target &target)
     const std::vector<bench::Trace> before = all_runs(wish, target, false);
     const std::vector<bench::Trace> after = all_runs(wish, target, true);
     for (size_t i = wish.last ? before.size() - 1 : 0; i < before.size(); ++i) {
-        printf("%s$ %s\n", i == 0 || wish.last ? "" : "\n", bench::command_words(wish.runs[i]).c_str());
+        printf("%s", i == 0 || wish.last ? "" : "\n");
+        print_changes(wish.runs[i]);
+        printf("$ %s\n", bench::command_words(wish.runs[i].words).c_str());
         bench::print_difference(stdout, before[i], after[i], wish.style);
     }
 }
@@ -566,7 +629,7 @@ void print_diff(const Wish &wish, const bench::Target &target)
 std::string rules_of(const Wish &wish, const bench::Target &target, bool with_changes)
 {
     bench::Root root(target, setup_of(wish, target, with_changes));
-    (void)root.run(run_of(wish, wish.runs[0]));
+    (void)run_in(root, wish, wish.runs[0]);
     return bench::rules_by_chain(root.read("/tmp/rules").value_or(""));
 }
 
@@ -574,7 +637,7 @@ void print_rules(const Wish &wish, const bench::Target &target)
 {
     const std::string rules = rules_of(wish, target, true);
     if (wish.diff) {
-        bench::print_text_difference(stdout, rules_of(wish, target, false), rules, wish.style);
+        bench::print_rules_difference(stdout, rules_of(wish, target, false), rules, wish.style);
     } else {
         fputs(rules.c_str(), stdout);
     }

@@ -12,9 +12,9 @@ namespace bench {
 namespace {
 
 constexpr size_t kShownLines = 40;
-constexpr size_t kShortColumns = 100;
-constexpr size_t kFewCommands = 3;  // of one tool in a row; fewer stand alone
-constexpr long kShortYield = 10;    // microseconds; shorter pauses are rc's yields to daemons
+constexpr size_t kShortColumns = 96;  // a difference adds its marks
+constexpr size_t kFewCommands = 4;    // of one tool in a row; fewer stand alone
+constexpr long kShortYield = 10;      // microseconds; shorter pauses are rc's yields to daemons
 
 enum class Tint { kPlain, kStrong, kCommand, kPause, kOutput, kHead, kGone, kNew };
 
@@ -136,9 +136,10 @@ struct Line {
 };
 
 // The text behind its label, indented by depth.
-std::string labelled(const Event &event, const std::string &text)
+std::string labelled(const Event &event, const std::string &text, const ReportStyle &style)
 {
-    const std::string label = label_of(event).text;
+    // Without --all the one kind of tool call that is shown is a run of rc by a script.
+    const std::string label = event.kind == Kind::kTool && !style.all ? "script" : label_of(event).text;
     std::string line(static_cast<size_t>(2 + 4 * event.depth), ' ');
     line += label;
     line.append(label.size() < 7 ? 7 - label.size() : 1, ' ');
@@ -183,9 +184,14 @@ std::string tool_of(const Event &event)
     return base_name(event.text.substr(0, event.text.find(' ')));
 }
 
-std::string cut(const std::string &line)
+// The line with its note, the line cut where both do not fit.
+std::string cut(const std::string &line, const std::string &note)
 {
-    return line.size() <= kShortColumns ? line : line.substr(0, kShortColumns - 4) + " ...";
+    if (line.size() + note.size() <= kShortColumns) {
+        return line + note;
+    }
+    const std::string end = " ..." + note;
+    return line.substr(0, kShortColumns - std::min(kShortColumns, end.size())) + end;
 }
 
 // Several commands of one tool in a row stand in one line.
@@ -194,19 +200,20 @@ std::vector<Line> short_timeline(const Trace &trace)
     const std::vector<Event> events = first_look(trace);
     std::vector<Line> lines;
     for (size_t i = 0; i < events.size();) {
+        const std::string tool = tool_of(events[i]);
         size_t end = i + 1;
-        while (end < events.size() && !tool_of(events[i]).empty() &&
-               tool_of(events[end]) == tool_of(events[i]) && events[end].depth == events[i].depth) {
+        while (end < events.size() && !tool.empty() && tool_of(events[end]) == tool &&
+               events[end].depth == events[i].depth) {
             ++end;
         }
         end = end - i < kFewCommands ? i + 1 : end;
         std::string text = event_text(events[i]);
-        if (end - i > 1) {
-            text += "   ... and " + std::to_string(end - i - 1) + " more of " + tool_of(events[i]);
-        } else if (events[i].kind == Kind::kShell && text.ends_with("\\x20")) {
+        if (text.ends_with("\\x20")) {
             text.erase(text.size() - 4);
         }
-        lines.push_back({label_of(events[i]).tint, cut(labelled(events[i], text))});
+        const std::string note =
+            end - i > 1 ? "   ... and " + std::to_string(end - i - 1) + " more of " + tool : "";
+        lines.push_back({label_of(events[i]).tint, cut(labelled(events[i], text, {}), note)});
         i = end;
     }
     return lines;
@@ -221,7 +228,7 @@ std::vector<Line> timeline(const Trace &trace, const ReportStyle &style)
     for (size_t i = 0; i < trace.events.size(); ++i) {
         if (is_shown(trace.events, i, style)) {
             const Event &event = trace.events[i];
-            lines.push_back({label_of(event).tint, labelled(event, event_text(event))});
+            lines.push_back({label_of(event).tint, labelled(event, event_text(event), style)});
         }
     }
     return lines;
@@ -479,6 +486,63 @@ bool print_part(const Printer &printer, const std::string &heading, const std::s
     return true;
 }
 
+// Without what stays and where.
+std::string changed_lines(const std::string &difference)
+{
+    std::string changed;
+    for (const std::string &line : text_lines(difference)) {
+        if (line.starts_with('+') || line.starts_with('-')) {
+            changed += line + "\n";
+        }
+    }
+    return changed;
+}
+
+// One paragraph of the rules by chain.
+struct Chain {
+    std::string name;
+    std::vector<std::string> lines;
+};
+
+// The columns of the paragraph are for reading it whole; here one blank is enough.
+std::string without_columns(const std::string &line)
+{
+    std::string squeezed;
+    for (const char c : line) {
+        if (c != ' ' || !squeezed.ends_with("  ")) {
+            squeezed += c;
+        }
+    }
+    return squeezed.substr(std::min(squeezed.find_first_not_of(' '), squeezed.size()));
+}
+
+std::vector<Chain> chains_of(const std::string &rules)
+{
+    std::vector<Chain> chains;
+    bool begins = true;
+    for (const std::string &line : text_lines(rules)) {
+        if (line.empty()) {
+            begins = true;
+        } else if (begins) {
+            chains.push_back({line, {}});
+            begins = false;
+        } else {
+            chains.back().lines.push_back(without_columns(line));
+        }
+    }
+    return chains;
+}
+
+std::vector<std::string> lines_of(const std::vector<Chain> &chains, const std::string &name)
+{
+    for (const Chain &chain : chains) {
+        if (chain.name == name) {
+            return chain.lines;
+        }
+    }
+    return {};
+}
+
 std::string json_text(const std::string &text)
 {
     std::string out = "\"";
@@ -608,15 +672,29 @@ void print_difference(FILE *out, const Trace &before, const Trace &after, const 
     }
 }
 
-void print_text_difference(FILE *out, const std::string &before, const std::string &after,
-                           const ReportStyle &style)
+void print_rules_difference(FILE *out, const std::string &before, const std::string &after,
+                            const ReportStyle &style)
 {
     const Printer printer = {out, style};
-    const std::string difference = unified_difference(text_lines(before), text_lines(after));
-    if (difference.empty()) {
+    const std::vector<Chain> old_chains = chains_of(before);
+    const std::vector<Chain> new_chains = chains_of(after);
+    std::vector<std::string> names;
+    for (const std::vector<Chain> *chains : {&new_chains, &old_chains}) {
+        for (const Chain &chain : *chains) {
+            if (std::find(names.begin(), names.end(), chain.name) == names.end()) {
+                names.push_back(chain.name);
+            }
+        }
+    }
+    bool any = false;
+    for (const std::string &name : names) {
+        const std::string difference =
+            unified_difference(lines_of(old_chains, name), lines_of(new_chains, name));
+        any |= print_part(printer, name, style.quick ? changed_lines(difference) : difference);
+    }
+    if (!any) {
         printer.line(Tint::kPlain, "No difference.");
     }
-    print_diff_text(printer, difference);
 }
 
 std::string json_report(const std::vector<std::string> &words, const Trace &trace)

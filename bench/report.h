@@ -31,9 +31,9 @@ void print_file(FILE *out, const std::string &path, const std::optional<std::str
 // What the second run did differently from the first: timeline, settings after, files after.
 void print_difference(FILE *out, const Trace &before, const Trace &after, const ReportStyle &style);
 
-// How one text differs from another, line by line; a line that says so when it does not.
-void print_text_difference(FILE *out, const std::string &before, const std::string &after,
-                           const ReportStyle &style);
+// How the packet filter's rules by chain (rules_by_chain) differ, chain by chain.
+void print_rules_difference(FILE *out, const std::string &before, const std::string &after,
+                            const ReportStyle &style);
 
 // One JSON object a run: words, status, events, files, settings. Bytes that are not ASCII become \u00XX.
 std::string json_report(const std::vector<std::string> &words, const Trace &trace);

@@ -29,6 +29,8 @@
 #include <utility>
 #include <vector>
 
+#include "tools/escapes.h"
+
 namespace bench {
 
 // The bench could not do its own work (a missing helper, a sandbox that does not start, a bad path).
@@ -254,10 +256,7 @@ class Root {
 
 // ---- text forms -----------------------------------------------------------------------------------------
 
-// Text as scenarios and settings files write it: \n \t \\ and \xHH for other control bytes, bytes above
-// 0x7e, and a last blank.
-std::string escape(std::string_view text);
-// The reverse; throws Error for an unknown escape.
+// The reverse of escape(); throws Error for an unknown escape.
 std::string unescape(std::string_view text);
 
 // A store's bytes: every entry ended by NUL, one more NUL at the end; and back (stops at the empty entry).

@@ -12,26 +12,6 @@ namespace bench {
 
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-
-void append_hex(std::string &out, unsigned char byte)
-{
-    out += "\\x";
-    out += kHexDigits[byte >> 4];
-    out += kHexDigits[byte & 15];
-}
-
-int hex_value(char digit)
-{
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    return digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
-}
-
 std::string place(const std::filesystem::path &file, size_t line)
 {
     return file.string() + ":" + std::to_string(line) + ": ";
@@ -91,46 +71,21 @@ bool read_reply_directive(std::string_view line, std::vector<Reply> &replies, st
 
 }  // namespace
 
-std::string escape(std::string_view text)
-{
-    std::string out;
-    for (size_t i = 0; i < text.size(); i++) {
-        const char c = text[i];
-        if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else if (c == '\\') {
-            out += "\\\\";
-        } else if (c < ' ' || c > '~' || (c == ' ' && i + 1 == text.size())) {
-            append_hex(out, static_cast<unsigned char>(c));
-        } else {
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string unescape(std::string_view text)
 {
+    const std::string_view whole = text;
     std::string out;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] != '\\') {
-            out += text[i];
+    while (!text.empty()) {
+        if (text[0] != '\\') {
+            out += text[0];
+            text.remove_prefix(1);
             continue;
         }
-        const char kind = i + 1 < text.size() ? text[i + 1] : '\0';
-        const int high = kind == 'x' && i + 3 < text.size() ? hex_value(text[i + 2]) : -1;
-        const int low = high >= 0 ? hex_value(text[i + 3]) : -1;
-        if (kind == 'n' || kind == 't' || kind == '\\') {
-            out += kind == 'n' ? '\n' : kind == 't' ? '\t' : '\\';
-            i += 1;
-        } else if (low >= 0) {
-            out += static_cast<char>(high * 16 + low);
-            i += 3;
-        } else {
-            throw Error("unknown escape in \"" + std::string(text) + "\": use \\n \\t \\\\ or \\xHH");
+        const int byte = take_escape(text);
+        if (byte < 0) {
+            throw Error("unknown escape in \"" + std::string(whole) + "\": use \\n \\t \\\\ or \\xHH");
         }
+        out += static_cast<char>(byte);
     }
     return out;
 }

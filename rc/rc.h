@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -83,6 +84,15 @@ void copy_text(char (&destination)[N], std::string_view text)
 inline int to_int(const std::string &text)
 {
     return to_int(text.c_str());
+}
+
+// A dotted address as a number whose top byte is the first octet, on every processor. Reads what the C
+// library's inet_addr reads (short forms, octal and hexadecimal octets too); 0xFFFFFFFF for anything else.
+[[nodiscard]] uint32_t address_number(const char *dotted);
+
+inline uint32_t address_number(const std::string &dotted)
+{
+    return address_number(dotted.c_str());
 }
 
 inline bool contains(std::string_view text, std::string_view part)
@@ -165,6 +175,16 @@ using File = std::unique_ptr<FILE, FileCloser>;
 
 // fopen with the stream handed to a File.
 [[nodiscard]] File open_file(const char *path, const char *mode);
+
+// A socket's descriptor that closes itself; negative when it could not be made.
+struct Descriptor {
+    int fd;
+
+    explicit Descriptor(int opened) : fd(opened) {}
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor();
+};
 
 [[nodiscard]] bool file_exists(const char *path);
 

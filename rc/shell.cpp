@@ -28,20 +28,6 @@ constexpr const char *kUptime = "/proc/uptime";
 constexpr const char *kWanAddressRecord = "/tmp/wan_ipaddr";
 constexpr unsigned long kMarkerSeconds = 10;
 
-// A run of rc's own descriptors that closes itself.
-struct Descriptor {
-    int fd;
-    explicit Descriptor(int opened) : fd(opened) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor()
-    {
-        if (fd >= 0) {
-            (void)close(fd);
-        }
-    }
-};
-
 struct MarkerPath {
     char text[128];
 };

@@ -1,5 +1,6 @@
 // Text, record and file helpers that every service uses.
 
+#include <arpa/inet.h>
 #include <unistd.h>
 
 #include <climits>
@@ -84,6 +85,16 @@ int to_int(const char *text)
     long long number = 0;
     (void)read_decimal(text, number);
     return static_cast<int>(number);
+}
+
+uint32_t address_number(const char *dotted)
+{
+    const in_addr_t address = inet_addr(dotted);
+    unsigned char octets[4];
+    static_assert(sizeof address == sizeof octets);
+    memcpy(octets, &address, sizeof octets);
+    return static_cast<uint32_t>(octets[0]) << 24 | static_cast<uint32_t>(octets[1]) << 16 |
+           static_cast<uint32_t>(octets[2]) << 8 | octets[3];
 }
 
 void append_format(std::string &text, const char *format, ...)
@@ -192,6 +203,13 @@ bool next_record(std::string_view &list, std::string_view &record)
 File open_file(const char *path, const char *mode)
 {
     return File(fopen(path, mode));
+}
+
+Descriptor::~Descriptor()
+{
+    if (fd >= 0) {
+        (void)close(fd);
+    }
 }
 
 bool file_exists(const char *path)

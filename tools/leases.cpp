@@ -3,16 +3,12 @@
 // Exit status: 0 shown, 1 shown but the file is damaged, 2 wrong input.
 #include "rc/lan/leases.h"
 
-#include <getopt.h>
-
-#include <cerrno>
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
-#include <string_view>
+
+#include "tools/escapes.h"
+#include "tools/viewer.h"
 
 namespace {
 
@@ -22,32 +18,10 @@ constexpr const char *kHelp =
     "\n"
     "  --help    this text\n"
     "\n"
-    "A record is held, a reservation (made by rc for a year), expired, or unused. The server and rc read "
-    "the\n"
-    "list up to the first unused record. FILE may be \"-\" for standard input.\n";
+    "A record is held, a reservation (made by rc for a year), expired, or unused. The server and rc read\n"
+    "the list up to the first unused record. FILE may be \"-\" for standard input.\n";
 
-struct FileCloser {
-    void operator()(FILE *file) const { (void)fclose(file); }
-};
-
-using File = std::unique_ptr<FILE, FileCloser>;
-
-[[noreturn]] void refuse(const std::string &why)
-{
-    (void)fprintf(stderr, "leases: %s\n", why.c_str());
-    exit(2);
-}
-
-// Short printf-formatted text.
-__attribute__((format(printf, 1, 2))) std::string format(const char *pattern, ...)
-{
-    char text[64];
-    va_list values;
-    va_start(values, pattern);
-    (void)vsnprintf(text, sizeof text, pattern, values);
-    va_end(values);
-    return text;
-}
+constexpr Viewer kViewer = {"leases", kHelp};
 
 std::string address_text(const unsigned char (&octets)[4])
 {
@@ -74,23 +48,6 @@ std::string duration_text(uint32_t seconds)
                      : format("%02u:%02u:%02u", hours, seconds / 60 % 60, seconds % 60);
 }
 
-// The name with bytes that would disturb a terminal as \xHH.
-std::string name_text(std::string_view name)
-{
-    std::string text;
-    for (const char c : name) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\') {
-            text += "\\\\";
-        } else if (byte < 0x20 || byte > 0x7e) {
-            text += format("\\x%02x", byte);
-        } else {
-            text += c;
-        }
-    }
-    return text;
-}
-
 const char *state(const LeaseRecord &record)
 {
     if (lease_number(record.address) == 0) {
@@ -107,28 +64,18 @@ void show_record(size_t number, const LeaseRecord &record)
     const uint32_t seconds = lease_number(record.seconds);
     (void)printf("%4zu  %-15s  %-17s  %11s  %-11s  %s\n", number, address_text(record.address).c_str(),
                  hardware_text(record.hardware).c_str(), duration_text(seconds).c_str(), state(record),
-                 name_text(lease_name(record)).c_str());
-}
-
-// Reads one record; returns how many of its bytes are there.
-size_t read_record(FILE *file, const std::string &path, LeaseRecord &record)
-{
-    const size_t got = fread(&record, 1, sizeof record, file);
-    if (ferror(file) != 0) {
-        refuse("cannot read " + path + ": " + strerror(errno));
-    }
-    return got;
+                 escape(lease_name(record)).c_str());
 }
 
 // Shows all records; returns the exit status.
-int show(FILE *file, const std::string &path)
+int show(const Input &input)
 {
     LeaseRecord record;
-    size_t got = read_record(file, path, record);
+    size_t got = read_input(kViewer, input, &record, sizeof record);
     (void)printf("%4s  %-15s  %-17s  %11s  %-11s  %s\n", "no.", "address", "hardware address", "lease time",
                  "state", "name");
     size_t count = 0;
-    for (bool ended = false; got == sizeof record; got = read_record(file, path, record)) {
+    for (bool ended = false; got == sizeof record; got = read_input(kViewer, input, &record, sizeof record)) {
         if (!ended && lease_number(record.address) == 0) {
             ended = true;
             (void)puts("      end of the list; what follows is not looked at");
@@ -139,40 +86,15 @@ int show(FILE *file, const std::string &path)
     if (got != 0) {
         (void)fflush(stdout);
         (void)fprintf(stderr, "leases: %s: the last record is cut short, %zu of %zu bytes are there\n",
-                      path.c_str(), got, sizeof record);
+                      input.name.c_str(), got, sizeof record);
         return 1;
     }
     return 0;
-}
-
-void read_options(int argc, char **argv)
-{
-    static const option kLong[] = {{"help", no_argument, nullptr, 'h'}, {nullptr, 0, nullptr, 0}};
-    for (int option = 0; (option = getopt_long(argc, argv, "h", kLong, nullptr)) != -1;) {
-        if (option != 'h') {
-            refuse("see leases --help");
-        }
-        (void)fputs(kHelp, stdout);
-        exit(0);
-    }
 }
 
 }  // namespace
 
 int main(int argc, char **argv)
 {
-    read_options(argc, argv);
-    char **words = argv + optind;
-    if (argc - optind != 2 || strcmp(words[0], "show") != 0) {
-        refuse("say \"leases show FILE\"; see leases --help");
-    }
-    const std::string path = words[1];
-    if (path == "-") {
-        return show(stdin, "standard input");
-    }
-    const File file(fopen(path.c_str(), "r"));
-    if (!file) {
-        refuse("cannot read " + path + ": " + strerror(errno));
-    }
-    return show(file.get(), path);
+    return show(open_input(kViewer, argc, argv, nullptr));
 }

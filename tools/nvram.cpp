@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "rc/nvram.h"
+#include "tools/escapes.h"
 #include "tools/store_check.h"
 #include "tools/text_form.h"
 
@@ -272,7 +273,7 @@ int command_show(const Names &names, const Words &)
     if (const int status = read_settings(file); status != kDone) {
         return status;
     }
-    printf("# %s %s\n", file.is_flash ? "flash image" : "store", text_form::escape(file.path).c_str());
+    printf("# %s %s\n", file.is_flash ? "flash image" : "store", escape(file.path).c_str());
     if (file.is_flash && file.bytes.size() >= kFlashHeaderSize) {
         print_header(file);
     }
@@ -397,8 +398,7 @@ int command_load(const Names &names, const Words &)
     return write_file(names.store, image.store);
 }
 
-// ---- command line
-// ------------------------------------------------------------------------------------------
+// ---- command line -----------------------------------------------------------------------------------
 
 constexpr size_t kAnyNumber = SIZE_MAX;
 

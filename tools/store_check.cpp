@@ -6,7 +6,7 @@
 #include <map>
 
 #include "rc/nvram.h"
-#include "tools/text_form.h"
+#include "tools/escapes.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ void check_entry(std::string_view entry, size_t offset, FirstPlaces &places, std
     if (!is_new) {
         found.push_back(
             {offset, false,
-             "duplicate key " + text_form::escape(key) + ", first at byte " + std::to_string(first->second)});
+             "duplicate key " + escape(key) + ", first at byte " + std::to_string(first->second)});
     }
 }
 

@@ -11,9 +11,7 @@
 
 namespace text_form {
 
-std::string escape(std::string_view text);
-
-// The reverse. False for an unknown escape, a raw control byte or a NUL; `why` then says so.
+// The reverse of escape(). False for an unknown escape, a raw control byte or a NUL; `why` then says so.
 [[nodiscard]] bool unescape(std::string_view text, std::string &out, std::string &why);
 
 // The entries of a store up to its empty entry, as text.

@@ -1,19 +1,14 @@
 // Shows the router's record of its IPsec tunnels as a table: vpnconf show FILE
 //
 // Exit status: 0 shown, 2 wrong input.
-#include <getopt.h>
-
-#include <cerrno>
-#include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "rc/vpn/policy.h"
+#include "tools/escapes.h"
+#include "tools/viewer.h"
 
 namespace {
 
@@ -26,49 +21,11 @@ constexpr const char *kHelp =
     "\n"
     "FILE may be \"-\" for standard input.\n";
 
-struct FileCloser {
-    void operator()(FILE *file) const { (void)fclose(file); }
-};
-
-using File = std::unique_ptr<FILE, FileCloser>;
-
-[[noreturn]] void refuse(const std::string &why)
-{
-    (void)fprintf(stderr, "vpnconf: %s\n", why.c_str());
-    exit(2);
-}
-
-// Short printf-formatted text.
-__attribute__((format(printf, 1, 2))) std::string format(const char *pattern, ...)
-{
-    char text[64];
-    va_list values;
-    va_start(values, pattern);
-    (void)vsnprintf(text, sizeof text, pattern, values);
-    va_end(values);
-    return text;
-}
-
-// A field's text with bytes that would disturb a terminal as \xHH.
-std::string plain(std::string_view text)
-{
-    std::string shown;
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\') {
-            shown += "\\\\";
-        } else if (byte < 0x20 || byte > 0x7e) {
-            shown += format("\\x%02x", byte);
-        } else {
-            shown += c;
-        }
-    }
-    return shown;
-}
+constexpr Viewer kViewer = {"vpnconf", kHelp};
 
 std::string id_text(const char *id)
 {
-    return no_id(id) ? "none" : plain(id);
+    return no_id(id) ? "none" : escape(id);
 }
 
 // The number, and what it means where that is known.
@@ -98,9 +55,9 @@ const std::vector<const char *> kHashes = {"none", "md5", "sha1"};
 std::string network_text(const char *addr, const char *mask, const char *net)
 {
     if (addr[0] != '\0') {
-        return plain(addr) + "/" + plain(mask);
+        return escape(addr) + "/" + escape(mask);
     }
-    return net[0] != '\0' ? plain(net) : "-";
+    return net[0] != '\0' ? escape(net) : "-";
 }
 
 std::string remote_text(const VpnPolicy &policy)
@@ -124,9 +81,9 @@ bool is_unused(const VpnPolicy &policy)
 void show_wan(const VpnPolicy &first)
 {
     (void)printf("WAN interface %s, address %s, netmask %s, broadcast %s, gateway %s\n",
-                 plain(wan_ifname(first)).c_str(), plain(first.wan_ip).c_str(),
-                 plain(first.wan_netmask).c_str(), plain(first.wan_broadcast).c_str(),
-                 plain(first.wan_gateway).c_str());
+                 escape(wan_ifname(first)).c_str(), escape(first.wan_ip).c_str(),
+                 escape(first.wan_netmask).c_str(), escape(first.wan_broadcast).c_str(),
+                 escape(first.wan_gateway).c_str());
 }
 
 using Row = std::vector<std::string>;
@@ -134,11 +91,11 @@ using Row = std::vector<std::string>;
 Row table_row(int number, const VpnPolicy &policy)
 {
     return {format("%d", number),
-            plain(policy.name),
+            escape(policy.name),
             policy.enabled != 0 ? "on" : "off",
             word(policy.keying, kKeyings),
             network_text(policy.local_addr, policy.local_mask, policy.local_net),
-            plain(policy.remote_gw),
+            escape(policy.remote_gw),
             remote_text(policy),
             word(policy.enc_alg, kCiphers) + "-" + word(policy.auth_alg, kHashes),
             format("%d s", lifetime_of(policy))};
@@ -183,17 +140,17 @@ void show_table(const VpnTable &table)
 void add_side(std::vector<Row> &rows, const VpnPolicy &policy)
 {
     rows.push_back({"237", "local_type", meaning(policy.local_type, kTypes)});
-    rows.push_back({"238", "local_net", plain(policy.local_net)});
-    rows.push_back({"272", "local_mask", plain(policy.local_mask)});
-    rows.push_back({"290", "local_addr", plain(policy.local_addr)});
+    rows.push_back({"238", "local_net", escape(policy.local_net)});
+    rows.push_back({"272", "local_mask", escape(policy.local_mask)});
+    rows.push_back({"290", "local_addr", escape(policy.local_addr)});
     rows.push_back({"308", "local_id_type", format("%d", policy.local_id_type)});
     rows.push_back({"309", "local_id", id_text(policy.local_id)});
     rows.push_back({"342", "remote_gw_type", meaning(policy.remote_gw_type, kPeers)});
-    rows.push_back({"343", "remote_gw", plain(policy.remote_gw)});
+    rows.push_back({"343", "remote_gw", escape(policy.remote_gw)});
     rows.push_back({"430", "remote_type", meaning(policy.remote_type, kTypes)});
-    rows.push_back({"431", "remote_net", plain(policy.remote_net)});
-    rows.push_back({"465", "remote_mask", plain(policy.remote_mask)});
-    rows.push_back({"483", "remote_addr", plain(policy.remote_addr)});
+    rows.push_back({"431", "remote_net", escape(policy.remote_net)});
+    rows.push_back({"465", "remote_mask", escape(policy.remote_mask)});
+    rows.push_back({"483", "remote_addr", escape(policy.remote_addr)});
     rows.push_back({"501", "remote_id_type", format("%d", policy.remote_id_type)});
     rows.push_back({"502", "remote_id", id_text(policy.remote_id)});
 }
@@ -207,7 +164,7 @@ void add_options(std::vector<Row> &rows, const VpnPolicy &policy)
     rows.push_back({"656", "pfs", format("%d", policy.pfs)});
     rows.push_back({"657", "option25", format("%d", policy.option25)});
     rows.push_back({"660", "lifetime", format("%d", lifetime_of(policy))});
-    rows.push_back({"664", "keepalive_addr", plain(policy.keepalive_addr)});
+    rows.push_back({"664", "keepalive_addr", escape(policy.keepalive_addr)});
     rows.push_back({"680", "keepalive_on", format("%d", policy.keepalive_on)});
 }
 
@@ -216,15 +173,15 @@ void show_fields(int number, const VpnPolicy &policy)
 {
     std::vector<Row> rows = {
         {"0", "enabled", format("%d", policy.enabled)},
-        {"1", "name", plain(policy.name)},
-        {"20", "psk", plain(policy.psk)},
-        {"150", "wan_ip", plain(policy.wan_ip)},
-        {"183", "wan_gateway", plain(policy.wan_gateway)},
-        {"201", "wan_netmask", plain(policy.wan_netmask)},
-        {"219", "wan_broadcast", plain(policy.wan_broadcast)},
+        {"1", "name", escape(policy.name)},
+        {"20", "psk", escape(policy.psk)},
+        {"150", "wan_ip", escape(policy.wan_ip)},
+        {"183", "wan_gateway", escape(policy.wan_gateway)},
+        {"201", "wan_netmask", escape(policy.wan_netmask)},
+        {"219", "wan_broadcast", escape(policy.wan_broadcast)},
     };
     if (number == 0) {
-        rows.insert(rows.begin() + 2, {"14", "wan_ifname", plain(wan_ifname(policy))});
+        rows.insert(rows.begin() + 2, {"14", "wan_ifname", escape(wan_ifname(policy))});
     }
     add_side(rows, policy);
     rows.push_back({"535", "keying", meaning(policy.keying, kKeyings)});
@@ -232,8 +189,8 @@ void show_fields(int number, const VpnPolicy &policy)
     rows.push_back({"537", "auth_alg", meaning(policy.auth_alg, kHashes)});
     rows.push_back({"540", "spi_in", format("0x%x", get_word(policy.spi_in))});
     rows.push_back({"544", "spi_out", format("0x%x", get_word(policy.spi_out))});
-    rows.push_back({"548", "enc_key", plain(policy.enc_key)});
-    rows.push_back({"605", "auth_key", plain(policy.auth_key)});
+    rows.push_back({"548", "enc_key", escape(policy.enc_key)});
+    rows.push_back({"605", "auth_key", escape(policy.auth_key)});
     add_options(rows, policy);
     (void)printf("policy %d\n", number);
     print_rows(rows);
@@ -254,16 +211,14 @@ void show_all_fields(const VpnTable &table)
 }
 
 // Reads the whole table, and one byte more than there may be.
-VpnTable read_table(FILE *file, const std::string &path)
+VpnTable read_table(const Input &input)
 {
     char bytes[sizeof(VpnTable) + 1];
-    const size_t got = fread(bytes, 1, sizeof bytes, file);
-    if (ferror(file) != 0) {
-        refuse("cannot read " + path + ": " + strerror(errno));
-    }
+    const size_t got = read_input(kViewer, input, bytes, sizeof bytes);
     if (got != sizeof(VpnTable)) {
-        refuse(path + format(": no vpn.conf, it has %s%zu bytes instead of %zu",
-                             got > sizeof(VpnTable) ? "at least " : "", got, sizeof(VpnTable)));
+        refuse(kViewer,
+               input.name + format(": no vpn.conf, it has %s%zu bytes instead of %zu",
+                                   got > sizeof(VpnTable) ? "at least " : "", got, sizeof(VpnTable)));
     }
     VpnTable table;
     memcpy(&table, bytes, sizeof table);
@@ -271,46 +226,13 @@ VpnTable read_table(FILE *file, const std::string &path)
     return table;
 }
 
-bool read_options(int argc, char **argv)
-{
-    static const option kLong[] = {
-        {"help", no_argument, nullptr, 'h'}, {"fields", no_argument, nullptr, 'f'}, {nullptr, 0, nullptr, 0}};
-    bool fields = false;
-    opterr = 0;
-    for (int option = 0; (option = getopt_long(argc, argv, "h", kLong, nullptr)) != -1;) {
-        if (option == 'h') {
-            (void)fputs(kHelp, stdout);
-            exit(0);
-        }
-        if (option != 'f') {
-            refuse("unknown option \"" + std::string(argv[optind - 1]) + "\"; see vpnconf --help");
-        }
-        fields = true;
-    }
-    return fields;
-}
-
 }  // namespace
 
 int main(int argc, char **argv)
 {
-    const bool fields = read_options(argc, argv);
-    char **words = argv + optind;
-    if (argc - optind != 2 || strcmp(words[0], "show") != 0) {
-        refuse("say \"vpnconf show FILE\"; see vpnconf --help");
-    }
-    std::string path = words[1];
-    File file;
-    if (path != "-") {
-        file.reset(fopen(path.c_str(), "r"));
-        if (!file) {
-            refuse("cannot read " + path + ": " + strerror(errno));
-        }
-    } else {
-        path = "standard input";
-    }
-    const VpnTable table = read_table(file ? file.get() : stdin, path);
-    if (fields) {
+    bool has_fields = false;
+    const VpnTable table = read_table(open_input(kViewer, argc, argv, &has_fields));
+    if (has_fields) {
         show_all_fields(table);
     } else {
         show_table(table);

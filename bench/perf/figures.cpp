@@ -36,16 +36,17 @@ std::string optional_number(const std::optional<double> &value)
     return value ? number(*value) : "";
 }
 
-std::string ratio_text(const std::optional<double> &ratio)
+std::string ratio_text(const Figure &figure)
 {
-    if (!ratio) {
+    if (!figure.ratio) {
         return "";
     }
-    if (*ratio < 0.1) {
-        return "1/" + std::to_string(std::llround(1 / *ratio));
+    if (*figure.ratio < 0.1 && !figure.percent) {
+        return "1/" + std::to_string(std::llround(1 / *figure.ratio));
     }
     char text[32];
-    snprintf(text, sizeof text, "%.2f", *ratio);
+    snprintf(text, sizeof text, figure.percent ? "%.1f %%" : "%.2f",
+             figure.percent ? *figure.ratio * 100 : *figure.ratio);
     return text;
 }
 
@@ -57,7 +58,7 @@ Cells cells(const Figure &figure)
             figure.unit,
             optional_number(figure.other),
             figure.against,
-            ratio_text(figure.ratio),
+            ratio_text(figure),
             figure.goal,
             figure.met ? (*figure.met ? "ok" : "OVER") : ""};
 }

@@ -16,7 +16,8 @@ struct Figure {
     std::optional<double> median = {};  // of repeated runs, where `ours` is the least
     std::string against = {};           // what `other` is: the floor, a script
     std::optional<double> other = {};
-    std::optional<double> ratio = {};  // ours / other, or as the goal says it
+    std::optional<double> ratio = {};  // ours / other
+    bool percent = false;              // the ratio is a share
     std::string goal = {};
     std::optional<bool> met = {};
 };

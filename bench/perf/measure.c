@@ -3,7 +3,8 @@
 //     measure [-n RUNS] [-l FILES] [-k] [-p] -o RESULTS -- WORDS... [-- WORDS...]...
 //
 // One line a run in RESULTS: number of the command (from 0), processor time (user and system, nanoseconds)
-// of the process alone, the same with its children, wall time, exit status (or -1), peak memory in KiB.
+// of the process alone, the same with its children, wall time, exit status (or -1), peak of the resident
+// memory in KiB, and how much of it is the process's own (heap, data, stack) at its exit.
 //
 //     -n  runs of each command
 //     -l  limit of open files
@@ -43,6 +44,7 @@ struct cost {
     long long all;
     long long wall;
     long peak;
+    long private;
     int status;
 };
 
@@ -116,8 +118,7 @@ static void run_timed(char **words, struct cost *cost)
     posix_spawn_file_actions_destroy(&actions);
 }
 
-// The most memory that a process ever had resident, in KiB.
-static long high_water(pid_t process)
+static void read_memory(pid_t process, struct cost *cost)
 {
     char path[64];
     snprintf(path, sizeof path, "/.bench/proc/%d/status", (int)process);
@@ -126,12 +127,11 @@ static long high_water(pid_t process)
         fail(path);
     }
     char line[256];
-    long peak = -1;
     while (fgets(line, sizeof line, file) != NULL) {
-        (void)sscanf(line, "VmHWM: %ld", &peak);
+        (void)sscanf(line, "VmHWM: %ld", &cost->peak);
+        (void)sscanf(line, "RssAnon: %ld", &cost->private);
     }
     fclose(file);
-    return peak;
 }
 
 static void run_traced(char **words, struct cost *cost)
@@ -158,7 +158,7 @@ static void run_traced(char **words, struct cost *cost)
             signal = 0;
             (void)ptrace(PTRACE_SETOPTIONS, process, NULL, PTRACE_O_TRACEEXIT | PTRACE_O_EXITKILL);
         } else if (status >> 8 == (SIGTRAP | PTRACE_EVENT_EXIT << 8)) {
-            cost->peak = high_water(process);
+            read_memory(process, cost);
             signal = 0;
         }
         if (ptrace(PTRACE_CONT, process, NULL, (void *)(long)signal) != 0) {
@@ -231,14 +231,14 @@ int main(int count, char **words)
     }
     for (int run = 0; run < options.runs; run++) {
         for (int i = 0; i < command_count; i++) {
-            struct cost cost = {0, 0, 0, 0, 0};
+            struct cost cost = {0, 0, 0, 0, 0, 0};
             if (options.peak) {
                 run_traced(commands[i], &cost);
             } else {
                 run_timed(commands[i], &cost);
             }
-            fprintf(results, "%d %lld %lld %lld %d %ld\n", i, cost.own, cost.all, cost.wall, cost.status,
-                    cost.peak);
+            fprintf(results, "%d %lld %lld %lld %d %ld %ld\n", i, cost.own, cost.all, cost.wall, cost.status,
+                    cost.peak, cost.private);
         }
     }
     return fclose(results) == 0 ? 0 : 2;

@@ -65,7 +65,8 @@ std::vector<Samples> measure(bench::Root &root, const std::vector<Words> &comman
     size_t command = 0;
     Sample sample;
     int status = 0;
-    while (lines >> command >> sample.own >> sample.all >> sample.wall >> status >> sample.peak) {
+    while (lines >> command >> sample.own >> sample.all >> sample.wall >> status >> sample.peak >>
+           sample.anonymous) {
         if (status != 0) {
             throw bench::Error("exit status " + std::to_string(status) + " of " +
                                commands.at(command).front());

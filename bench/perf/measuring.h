@@ -12,12 +12,14 @@ namespace perf {
 using Words = std::vector<std::string>;
 
 // What one run of a program took: microseconds of processor time (user and system) of the process alone and
-// with its children, wall time, and, where asked for, the peak of its resident memory in KiB.
+// with its children, wall time; where asked for, the peak of its resident memory in KiB, and how much of it
+// is no file's at its exit.
 struct Sample {
     double own = 0;
     double all = 0;
     double wall = 0;
     double peak = 0;
+    double anonymous = 0;
 };
 
 using Samples = std::vector<Sample>;

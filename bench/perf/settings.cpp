@@ -14,6 +14,7 @@ namespace {
 constexpr const char *kGroup = "Settings store, one job on the last key";
 constexpr int kEntrySize = 32;
 constexpr double kGoal = 1.2;
+constexpr double kNoise = 0.02;  // what one measurement differs from the next by
 
 // Entries of 32 bytes each.
 std::vector<bench::Setting> store(int keys)
@@ -110,8 +111,8 @@ void settings(const bench::Target &target, const Effort &effort, std::vector<Fig
         growth.against = "200 keys";
         growth.other = ratio_of_few;
         growth.ratio = ratio_of_many / ratio_of_few;
-        growth.goal = "<= 1";
-        growth.met = ratio_of_many <= ratio_of_few;
+        growth.goal = "<= 1 (+ noise)";
+        growth.met = *growth.ratio <= 1 + kNoise;
         figures.push_back(growth);
     }
 }

@@ -134,8 +134,8 @@ const char *schedule_condition(const Rule &rule, Direction direction)
     }
 }
 
-// Filled with a mark for the source (blank, or "!" to negate it), the source and the destination. Deliberate:
-// a single source or a subnet ignores a destination that is a subnet.
+// Filled with a mark for the source (blank, or "!" to negate it), the source and the destination. A
+// destination that is a subnet is not written.
 const char *address_template(AddressForm source, AddressForm destination)
 {
     if (source == AddressForm::kRange) {
@@ -263,6 +263,7 @@ void write_any_lines(const Pieces &pieces)
     if (!forwards(pieces)) {
         return;
     }
+    // Deliberate: any "-d" in the match counts, also the start of "--dst-range".
     if (contains(pieces.match, "-d")) {
         fw_rule("%s -d %s %s", "-A IN_FILTER ", pieces.lan, "-j ACCEPT");
     } else {

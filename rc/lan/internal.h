@@ -1,25 +1,10 @@
 // What the LAN services share among themselves and what their tests call.
 #pragma once
 
-#include <arpa/inet.h>
-
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 #include "rc/lan/leases.h"
-
-// A dotted address as a number whose top byte is the first octet, on every processor. Reads what the C
-// library's inet_addr reads (short forms, octal and hexadecimal octets too); 0xFFFFFFFF for anything else.
-[[nodiscard]] inline uint32_t address_number(const std::string &dotted)
-{
-    const in_addr_t address = inet_addr(dotted.c_str());
-    unsigned char octets[4];
-    static_assert(sizeof address == sizeof octets);
-    memcpy(octets, &address, sizeof octets);
-    return static_cast<uint32_t>(octets[0]) << 24 | static_cast<uint32_t>(octets[1]) << 16 |
-           static_cast<uint32_t>(octets[2]) << 8 | octets[3];
-}
 
 // ---- DHCP server -------------------------------------------------------------------------------------
 

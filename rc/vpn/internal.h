@@ -14,9 +14,6 @@ constexpr const char *kVpnConfPath = "/var/tmp/vpn.conf";
 // A dotted text with its NUL byte needs this much room.
 constexpr size_t kDottedSize = 16;
 
-// The number of a dotted address, first part in the highest byte; 0 when the text is not an address.
-[[nodiscard]] uint32_t address_number(const char *text);
-
 // Writes an address as dotted text; `out` holds kDottedSize bytes.
 void dotted_text(uint32_t address, char *out);
 

@@ -28,21 +28,6 @@ constexpr size_t kShortestMask = 7;   // "0.0.0.0"
 constexpr size_t kShortestPair = 17;  // "1.1.1.1...2.2.2.2"
 constexpr size_t kKeyGroup = 8;       // hexadecimal digits between two "_"
 
-// A descriptor that closes itself.
-struct Descriptor {
-    int fd;
-
-    explicit Descriptor(int opened) : fd(opened) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor()
-    {
-        if (fd >= 0) {
-            close(fd);
-        }
-    }
-};
-
 uint32_t number_of(const in_addr &address)
 {
     uint8_t bytes[4];
@@ -97,12 +82,6 @@ uint32_t mask_of(int bits)
 }
 
 }  // namespace
-
-uint32_t address_number(const char *text)
-{
-    in_addr address;
-    return inet_aton(text, &address) != 0 ? number_of(address) : 0;
-}
 
 void dotted_text(uint32_t address, char *out)
 {

@@ -138,8 +138,7 @@ void read_record(const std::string &record, int format, VpnPolicy &policy, Typed
     }
 }
 
-// ---- deriving what the daemons are told
-// --------------------------------------------------------------------
+// ---- deriving what the daemons are told -------------------------------------------------------------
 
 // An ID with a type is told to the IKE daemon as a name.
 void complete_id(char (&id)[33], int type)

@@ -12,7 +12,7 @@
 
 #include "rc/product.h"
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
 
 namespace {

@@ -9,7 +9,7 @@
 // The DNS relay is left alone. Restarting the packet filter takes the rules away again.
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
 
 namespace {

@@ -10,12 +10,11 @@
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstdio>
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 
 namespace {
 
@@ -32,18 +31,16 @@ void write_hwaddr(char *text, const char *bytes)
 
 int get_if_hwaddr(char *text, const char *name)
 {
-    const int query = socket(AF_INET, SOCK_DGRAM, 0);
-    if (query < 0) {
+    const Descriptor query(socket(AF_INET, SOCK_DGRAM, 0));
+    if (query.fd < 0) {
         perror("user: socket creating failed");
         return -1;
     }
     ifreq request = {};
     copy_text(request.ifr_name, name);
     request.ifr_addr.sa_family = AF_INET;
-    if (ioctl(query, SIOCGIFHWADDR, &request) >= 0) {
+    if (ioctl(query.fd, SIOCGIFHWADDR, &request) >= 0) {
         write_hwaddr(text, request.ifr_hwaddr.sa_data);
     }
-    // Nothing was written through it, so nothing is lost when closing fails.
-    (void)close(query);
     return 1;
 }

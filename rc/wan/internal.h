@@ -17,8 +17,7 @@ void add_wan_circuit(int vpi, int vci);
 // Waits the whole time, then tells whether the WAN is up: 0 when it is, -1 when not.
 [[nodiscard]] int wait_ppp(unsigned seconds);
 
-// ---- bring-up
-// ------------------------------------------------------------------------------------------------
+// ---- bring-up ---------------------------------------------------------------------------------------
 
 // Ends the bring-up that another run of rc has recorded, if there is one.
 void end_other_bring_up();
@@ -33,8 +32,7 @@ int start_dhcpc();
 // `flag` 0 the result is the status of that run; else it returns 0 once the WAN is up, and not before.
 int set_pppd_cmd(unsigned kind, unsigned flag);
 
-// ---- fast bridge module
-// ------------------------------------------------------------------------------------------
+// ---- fast bridge module -----------------------------------------------------------------------------
 
 // Deliberate: the opposite of its name. 0: the module is loaded; 1: it is not, or nobody can tell.
 [[nodiscard]] int check_fast_br_exist();
@@ -45,8 +43,7 @@ int add_fast_br();
 // Removes the module when it is loaded. Always 0.
 int remove_fast_br();
 
-// ---- IP over ATM
-// --------------------------------------------------------------------------------------------------
+// ---- IP over ATM ------------------------------------------------------------------------------------
 
 // Probes which form the provider speaks and sets `ipoa_mode` to "1483" or "1577".
 void ipoa_test(int vpi, int vci);
@@ -60,3 +57,19 @@ int start_ipoa();
 // Whether two addresses are equal under a mask. All three are read as inet_network reads them, so a text
 // that is no address counts as all ones.
 [[nodiscard]] bool same_network(const char *one, const char *other, const char *mask);
+
+// ---- what follows a WAN address ---------------------------------------------------------------------
+
+// Loads or unloads the SIP helper modules as `dis_sip_alg` wants. Always 0.
+int start_stop_dis_sip_alg();
+
+// Writes the hardware address of interface `name` into `text` (18 bytes, terminator included), upper-case
+// hexadecimal with colons; an interface without one leaves `text` as it was. 1: a socket could be made,
+// -1: not.
+int get_if_hwaddr(char *text, const char *name);
+
+// Writes the fixed name servers to /etc/resolv.conf when `wan_fix_dns` wants them.
+void write_name_servers();
+
+// Rewrites /etc/hosts with the router's login host names; a file that cannot be opened stays as it is.
+void write_login_names(const char *address);

@@ -7,7 +7,7 @@
 
 #include "rc/product.h"
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 
 void write_login_names(const char *address)
 {

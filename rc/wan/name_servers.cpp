@@ -6,7 +6,7 @@
 // Needs:  -
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 
 namespace {
 

@@ -11,6 +11,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 
 #include "rc/rc.h"
@@ -40,12 +41,12 @@ void end_other_bring_up()
     if (!record || fscanf(record.get(), "%lld", &number) != 1) {
         return;
     }
-    const auto process = static_cast<pid_t>(number);
-    // 0 and negative numbers would signal whole groups of processes.
-    if (process > 0 && process != getpid()) {
-        // A process that is gone needs no ending.
-        (void)kill(process, SIGTERM);
+    // 0 and negative numbers would signal whole groups of processes, larger ones name no process.
+    if (number <= 0 || number > INT_MAX || number == getpid()) {
+        return;
     }
+    // A process that is gone needs no ending.
+    (void)kill(static_cast<pid_t>(number), SIGTERM);
 }
 
 int stop_wan()

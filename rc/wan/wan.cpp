@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
 #include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
 
@@ -167,7 +166,7 @@ int start_ip()
 int start_dhcpc()
 {
     (void)sleep(1);
-    // Deliberate: the whole word counts here, not its first character as for the name servers above.
+    // Deliberate: the whole word counts here, not its first character as in write_name_servers.
     const bool fixed_dns = nvram_text("wan_fix_dns") == "1";
     const std::string interface = nvram_text("wan_ifname");
     if (fixed_dns) {

@@ -13,8 +13,7 @@ int start_wan(unsigned flag);
 // Takes the WAN down in every mode; harmless when nothing is up. Always 0.
 int stop_wan();
 
-// ---- what follows a WAN address
-// ----------------------------------------------------------------------------
+// ---- what follows a WAN address ---------------------------------------------------------------------
 
 int start_wan_basic();
 int stop_wan_basic();

@@ -10,7 +10,7 @@
 
 #include "rc/aux/aux.h"
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
+#include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
 
 int start_wan_basic()

@@ -65,7 +65,7 @@ TEST(Bench, TheTextOfACommandIsExact)
     const Trace trace = root.run(probe({"sh", text}));
     ASSERT_FALSE(trace.events.empty());
     EXPECT_EQ(trace.events[0].text, text);
-    EXPECT_EQ(bench::event_line(trace.events[0]), "sh echo  'a\\tb' \"$X\" \\\\\\\\ # \\x01\\xFF \\n");
+    EXPECT_EQ(bench::event_line(trace.events[0]), "sh echo  'a\\tb' \"$X\" \\\\\\\\ # \\x01\\xff \\n");
 }
 
 TEST(Bench, CommandsOfCommandsAndScriptsAreNotRcs)
@@ -348,7 +348,7 @@ TEST(Bench, FilesAndSettingsChangedAreListed)
     std::string list;
     for (const bench::FileChange &change : trace.files) {
         list += std::to_string(static_cast<int>(change.what)) + change.type + " " + change.path + " " +
-                bench::escape(change.before) + ">" + bench::escape(change.after) + "\n";
+                escape(change.before) + ">" + escape(change.after) + "\n";
     }
     EXPECT_EQ(list,
               "3f /etc/gone >\n"
@@ -479,9 +479,9 @@ TEST(BenchText, EscapesComeBack)
     for (int i = 0; i < 256; i++) {
         all += static_cast<char>(i);
     }
-    EXPECT_EQ(bench::unescape(bench::escape(all)), all);
-    EXPECT_EQ(bench::escape("a b\t\\\n \x01"), "a b\\t\\\\\\n \\x01");
-    EXPECT_EQ(bench::escape("end "), "end\\x20");
+    EXPECT_EQ(bench::unescape(escape(all)), all);
+    EXPECT_EQ(escape("a b\t\\\n \x01"), "a b\\t\\\\\\n \\x01");
+    EXPECT_EQ(escape("end "), "end\\x20");
     EXPECT_EQ(bench::unescape("\\x41\\xffz"), "A\xFFz");
     for (const char *wrong : {"\\", "\\q", "\\x", "\\x4", "\\xg0"}) {
         EXPECT_THROW((void)bench::unescape(wrong), bench::Error) << wrong;

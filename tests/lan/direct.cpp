@@ -9,6 +9,7 @@
 
 #include "rc/lan/internal.h"
 #include "rc/lan/lan.h"
+#include "rc/rc.h"
 
 namespace {
 

@@ -22,7 +22,7 @@ const std::string kProviderServers = "nameserver 198.51.100.53\nnameserver 198.5
 constexpr int64_t kFriday0829 = 1772782140;  // 2026-03-06 08:29 in the router's time zone
 
 const std::string kJobsOfTheImage =
-    "# The router's jobs by the clock. rc copies this file to /etc/crontab and appends its own lines.\n"
+    "# The router's jobs by the clock. rc copies this to /etc/crontab and appends its own lines.\n"
     "#\n"
     "# minute hour day month weekday user command\n"
     "SHELL=/bin/sh\n"

@@ -1,45 +1,6 @@
 #include "tests/runner/text.h"
 
-#include <cstdio>
-
 namespace {
-
-bool is_control(char c)
-{
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-}
-
-int hex_digit(char c)
-{
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
-// Reads the escape whose backslash is the first character of `text`; moves `text` past it.
-bool read_escape(std::string_view &text, std::string &out, std::string &why)
-{
-    const char kind = text.size() > 1 ? text[1] : '\0';
-    if (kind == 'n' || kind == 't' || kind == '\\') {
-        out += kind == 'n' ? '\n' : kind == 't' ? '\t' : '\\';
-        text.remove_prefix(2);
-        return true;
-    }
-    if (kind == 'x' && text.size() > 3 && hex_digit(text[2]) >= 0 && hex_digit(text[3]) >= 0) {
-        out += static_cast<char>(hex_digit(text[2]) * 16 + hex_digit(text[3]));
-        text.remove_prefix(4);
-        return true;
-    }
-    why = "a backslash begins \\n, \\t, \\\\ or \\xHH";
-    return false;
-}
 
 bool needs_quotes(std::string_view word)
 {
@@ -53,9 +14,12 @@ bool unescape(std::string_view text, std::string &out, std::string &why)
     out.clear();
     while (!text.empty()) {
         if (text[0] == '\\') {
-            if (!read_escape(text, out, why)) {
+            const int byte = take_escape(text);
+            if (byte < 0) {
+                why = "a backslash begins \\n, \\t, \\\\ or \\xHH";
                 return false;
             }
+            out += static_cast<char>(byte);
         } else if (is_control(text[0])) {
             why = text[0] == '\t' ? "a tab is written \\t" : "a control byte is written \\xHH";
             return false;
@@ -65,29 +29,6 @@ bool unescape(std::string_view text, std::string &out, std::string &why)
         }
     }
     return true;
-}
-
-std::string escape(std::string_view text)
-{
-    std::string out;
-    for (size_t i = 0; i < text.size(); i++) {
-        const char c = text[i];
-        const bool last = i + 1 == text.size();
-        char hex[8];
-        if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\t') {
-            out += "\\t";
-        } else if (c == '\\') {
-            out += "\\\\";
-        } else if (is_control(c) || (static_cast<unsigned char>(c) & 0x80) != 0 || (last && c == ' ')) {
-            snprintf(hex, sizeof hex, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
-            out += hex;
-        } else {
-            out += c;
-        }
-    }
-    return out;
 }
 
 bool split_words(std::string_view text, std::vector<std::string> &words, std::string &why)

@@ -1,16 +1,15 @@
-// Escapes and words of the scenario format: how bytes are written so that a reader sees them all.
+// Escapes and words of the scenario format.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-// Replaces \n \t \\ \xHH by their bytes. Any other backslash and any raw control byte is refused: `why`
+#include "tools/escapes.h"
+
+// The reverse of escape(). Any other backslash and any raw control byte is refused: `why`
 // then says so.
 bool unescape(std::string_view text, std::string &out, std::string &why);
-
-// The inverse. Bytes that are not printable ASCII become \xHH, a blank at the end becomes \x20.
-std::string escape(std::string_view text);
 
 // Cuts a text into words at blanks. "..." keeps blanks, "" is an empty word; escapes are replaced in both.
 bool split_words(std::string_view text, std::vector<std::string> &words, std::string &why);

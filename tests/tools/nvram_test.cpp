@@ -58,18 +58,18 @@ std::string refused_text(const std::string &text)
 
 TEST(TextForm, EscapesWhatATerminalDoesNotShow)
 {
-    EXPECT_EQ(text_form::escape("a\nb\tc\\d\x01\x7f\xff"), "a\\nb\\tc\\\\d\\x01\\x7f\\xff");
-    EXPECT_EQ(text_form::escape("two  blanks"), "two  blanks");
-    EXPECT_EQ(text_form::escape("blank at the end "), "blank at the end\\x20");
-    EXPECT_EQ(text_form::escape(" "), "\\x20");
-    EXPECT_EQ(text_form::escape(""), "");
+    EXPECT_EQ(escape("a\nb\tc\\d\x01\x7f\xff"), "a\\nb\\tc\\\\d\\x01\\x7f\\xff");
+    EXPECT_EQ(escape("two  blanks"), "two  blanks");
+    EXPECT_EQ(escape("blank at the end "), "blank at the end\\x20");
+    EXPECT_EQ(escape(" "), "\\x20");
+    EXPECT_EQ(escape(""), "");
 }
 
 TEST(TextForm, EveryByteComesBack)
 {
     for (int byte = 1; byte < 256; ++byte) {
         const std::string value(3, static_cast<char>(byte));
-        const std::string escaped = text_form::escape(value);
+        const std::string escaped = escape(value);
         EXPECT_EQ(unescaped(escaped), value) << byte;
         for (const char c : escaped) {
             EXPECT_TRUE(c >= ' ' && c <= '~') << byte;
@@ -222,8 +222,7 @@ TEST(FlashCheck, ALengthBeyondEverythingIsNoOverrun)
               "4 lost: the length is 4294967295, but only 5 bytes of data are there\n");
 }
 
-// ---- the program
-// -------------------------------------------------------------------------------------------
+// ---- the program ------------------------------------------------------------------------------------
 
 struct Result {
     int status;

@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 
+#include "rc/rc.h"
 #include "rc/vpn/internal.h"
 
 namespace {
@@ -100,10 +101,10 @@ TEST(Addresses, NumberAndTextAndBack)
     }
 }
 
-TEST(Addresses, NoAddressIsZero)
+TEST(Addresses, NoAddressIsAllOnes)
 {
     for (const char *text : {"", "x", "%any", "1.2.3.256", "1.2.3.4.5", "host.example", "1.2.3.4x"}) {
-        EXPECT_EQ(address_number(text), 0U) << text;
+        EXPECT_EQ(address_number(text), 0xffffffffU) << text;
     }
 }
 
@@ -151,7 +152,7 @@ TEST(Masks, MaskedTextMayGrow)
     char text[kDottedSize] = "1";
     EXPECT_STREQ(mask_ip_with_bits(text, 32), "0.0.0.1");
     strcpy(text, "nothing");
-    EXPECT_STREQ(mask_ip_with_bits(text, 8), "0.0.0.0");
+    EXPECT_STREQ(mask_ip_with_bits(text, 8), "255.0.0.0");
 }
 
 TEST(Ranges, EveryCommonLength)
@@ -259,8 +260,7 @@ TEST(Record, TextsAreEndedWithinTheirFields)
     EXPECT_EQ(policy.keepalive_on, 'x');
 }
 
-// ---- the environment of the scripts
-// ------------------------------------------------------------------------
+// ---- the environment of the scripts -----------------------------------------------------------------
 
 TEST(ScriptEnvironment, ReplacesWhatWasThere)
 {

@@ -112,7 +112,7 @@ uint32_t number_of(const std::string &text)
     unsigned c = 0;
     unsigned d = 0;
     if (sscanf(text.c_str(), "%u.%u.%u.%u", &a, &b, &c, &d) != 4) {
-        return 0;
+        return 0xffffffff;
     }
     return a << 24 | b << 16 | c << 8 | d;
 }
@@ -406,7 +406,10 @@ std::string trigger_text(const Record &record)
     uint32_t remote = number_of(record.text(483));
     uint32_t last = remote | ~number_of(record.text(465));
     if (record.number(430) == 1) {
-        remote = number_of(record.text(343));  // by name or not: no name is known on the desk
+        remote = number_of(record.text(343));
+        if (record.number(342) == 2 && remote == 0xffffffff) {
+            remote = 0;  // no name is known on the desk
+        }
         last = remote;
     }
     if (remote == 0 && record.number(430) != 5) {
@@ -650,7 +653,7 @@ void compare_start(bench::Root &root, const std::string &format, const Lines &re
     for (const std::string &record : records) {
         setting += record + "\x01";
     }
-    SCOPED_TRACE(bench::escape(setting));
+    SCOPED_TRACE(escape(setting));
     root.write("/tmp/nvram", bench::store_bytes({{"wan_ifname", "nas0"}, {"vpn", setting}}));
     root.write("/proc/br_trigger", "");
     root.remove("/etc/ipsec.secrets");

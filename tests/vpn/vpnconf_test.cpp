@@ -93,11 +93,11 @@ TEST_F(Vpnconf, ShowsOnePolicyALine)
     EXPECT_EQ(result.output,
               "WAN interface nas0, address 80.1.2.3, netmask 255.255.255.0, broadcast 80.1.2.255, gateway "
               "80.1.2.1\n"
-              "no.  name       state  keying     local network              peer      remote network  "
+              "no.  name     state  keying     local network              peer      remote network  "
               "algorithms  lifetime\n"
-              "0    office     on     automatic  192.168.1.0/255.255.255.0  10.9.8.7  the peer        "
+              "0    office   on     automatic  192.168.1.0/255.255.255.0  10.9.8.7  the peer        "
               "3des-sha1   3600 s\n"
-              "7    odd\\x0a\\\\  off    9          -                          %any      -               "
+              "7    odd\\n\\\\  off    9          -                          %any      -               "
               "des-none    28800 s\n");
 }
 

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "rc/rc.h"
-#include "rc/wan/follow.h"
 #include "rc/wan/internal.h"
 #include "tests/direct.h"
 

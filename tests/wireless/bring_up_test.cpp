@@ -18,8 +18,7 @@ namespace {
 using Lines = std::vector<std::string>;
 using Settings = std::map<std::string, std::string>;
 
-// ---- the settings
-// ------------------------------------------------------------------------------------------
+// ---- the settings -----------------------------------------------------------------------------------
 
 std::string value_of(const Settings &settings, const std::string &key)
 {
@@ -304,8 +303,7 @@ Lines station_lines(const Settings &settings)
     return lines;
 }
 
-// ---- what happened
-// -----------------------------------------------------------------------------------------
+// ---- what happened ----------------------------------------------------------------------------------
 
 // The commands after the first `begin` and before the next `end`.
 Lines between(const Lines &commands, const std::string &begin, const std::string &end)
@@ -398,7 +396,7 @@ TEST_P(RandomSettings, AreBroughtUpByTheRules)
         const Settings settings = random_settings(random);
         std::string shown;
         for (const auto &[key, value] : settings) {
-            shown += key + "=" + bench::escape(value) + "\n";
+            shown += key + "=" + escape(value) + "\n";
         }
         SCOPED_TRACE(shown);
         compare(settings, bring_up(root, settings));
