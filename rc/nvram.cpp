@@ -57,8 +57,7 @@ void write_word(unsigned char *bytes, uint32_t word)
 // The end of the entry at `entry`: its NUL byte, which a damaged store may lack at its very end.
 const char *entry_end(const char *entry, const char *end)
 {
-    const void *nul = memchr(entry, '\0', static_cast<size_t>(end - entry));
-    return nul != nullptr ? static_cast<const char *>(nul) : end;
+    return entry + strnlen(entry, static_cast<size_t>(end - entry));
 }
 
 bool at_entry(const char *entry, const char *end)

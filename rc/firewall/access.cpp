@@ -97,11 +97,22 @@ void take_fields(FwService &service, const FwDefinition &definition)
     }
 }
 
-size_t count_records(std::string_view list)
+// The next definition worth keeping after `count` others. An empty record behind another changes nothing on
+// the way and is passed over, so that a list of mere separators takes no memory.
+bool next_definition(std::string_view &list, std::string_view &record, size_t count)
+{
+    bool found = next_record(list, record);
+    while (found && record.empty() && count > 0) {
+        found = next_record(list, record);
+    }
+    return found;
+}
+
+size_t count_definitions(std::string_view list)
 {
     size_t count = 0;
     std::string_view record;
-    while (next_record(list, record)) {
+    while (next_definition(list, record, count)) {
         ++count;
     }
     return count;
@@ -340,14 +351,14 @@ AddressForm ip_type(std::string_view address)
 FwServiceList parse_services(std::string_view list)
 {
     FwServiceList parsed;
-    const size_t count = count_records(list);
+    const size_t count = count_definitions(list);
     if (count == 0) {
         return parsed;
     }
     parsed.definitions.reset(new FwDefinition[count]);
     FwDefinition walked = {};
     std::string_view record;
-    while (next_record(list, record)) {
+    while (next_definition(list, record, parsed.count)) {
         const int fields = parse_service(std::string(record).c_str(), walked.service);
         walked.fields = fields > walked.fields ? fields : walked.fields;
         parsed.definitions[parsed.count++] = walked;

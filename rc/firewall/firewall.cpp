@@ -16,10 +16,7 @@
 #include "rc/rc.h"
 #include "rc/vpn/vpn.h"
 
-std::string fw_wan_address()
-{
-    return getIPAddress(nvram_text("wan_ifname").c_str()).value_or(std::string());
-}
+namespace {
 
 void fw_init()
 {
@@ -32,6 +29,13 @@ void fw_init()
     fw_rule_list(kBaseRules, "");
     // Deliberate: this default stands here only; elsewhere a missing name is empty.
     fw_rule_list(kLanRules, nvram_get("lan_if").value_or("br0").c_str());
+}
+
+}  // namespace
+
+std::string fw_wan_address()
+{
+    return getIPAddress(nvram_text("wan_ifname").c_str()).value_or(std::string());
 }
 
 int create_firewall_cfg()

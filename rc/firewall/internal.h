@@ -9,7 +9,6 @@
 
 // ---- the sections of the rule set, in the order in which create_firewall_cfg writes them ------------
 
-void fw_init();
 void fw_remote_access();
 void fw_port_triggering();
 void fw_access_sections();

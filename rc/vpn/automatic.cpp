@@ -205,9 +205,8 @@ void save_table(const VpnPolicy *table)
     }
 }
 
-}  // namespace
-
-int vpn_up(VpnPolicy *table)
+// Brings up every enabled policy of a table of eight.
+void vpn_up(VpnPolicy *table)
 {
     std::string keepalive;
     bool daemon_started = false;
@@ -240,8 +239,9 @@ int vpn_up(VpnPolicy *table)
         keepalive += '&';
         run(keepalive.c_str());
     }
-    return 0;
 }
+
+}  // namespace
 
 int create_vpn()
 {
