@@ -95,6 +95,12 @@ inline uint32_t address_number(const std::string &dotted)
     return address_number(dotted.c_str());
 }
 
+// Minutes as seconds; an absurd number wraps around at 32 bits instead of overflowing.
+[[nodiscard]] constexpr int minutes_as_seconds(int minutes)
+{
+    return static_cast<int>(static_cast<unsigned>(minutes) * 60U);
+}
+
 inline bool contains(std::string_view text, std::string_view part)
 {
     return text.find(part) != std::string_view::npos;

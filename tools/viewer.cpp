@@ -22,7 +22,7 @@ void read_options(const Viewer &viewer, int argc, char **argv, bool *has_fields)
             (void)fputs(viewer.help, stdout);
             exit(0);
         }
-        if (option != 'f') {
+        if (option != 'f' || has_fields == nullptr) {
             refuse(viewer, "unknown option \"" + std::string(argv[optind - 1]) + "\"; see " + viewer.name +
                                " --help");
         }

@@ -17,12 +17,6 @@ namespace {
 // A developer's switch: where it exists, a daemon placed in /tmp runs instead of the installed one.
 constexpr const char *kDebugSwitch = "/tmp/debugtest";
 
-// The advertisement interval in seconds, from minutes; wraps around like the machine's own arithmetic.
-int interval_seconds()
-{
-    return static_cast<int>(static_cast<unsigned>(nvram_int("upnp_adv_time")) * 60U);
-}
-
 // The device's identifier ends in the router's base MAC address. A number that is missing counts as 0, one
 // of more than two digits stands whole.
 std::string device_identifier()
@@ -59,7 +53,7 @@ void start_daemon(int interval, const std::string &identifier)
 
 int start_upnp()
 {
-    const int interval = interval_seconds();
+    const int interval = minutes_as_seconds(nvram_int("upnp_adv_time"));
     (void)stop_upnp();
     if (!nvram_on("upnp_enable") || nvram_first("wan_mode") == 'b') {
         return 0;

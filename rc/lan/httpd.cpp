@@ -38,12 +38,6 @@ const Language &chosen_language()
     return kEnglish;
 }
 
-// Minutes to seconds; an absurd number of minutes wraps around.
-int seconds(int minutes)
-{
-    return static_cast<int>(static_cast<unsigned>(minutes) * 60U);
-}
-
 }  // namespace
 
 int create_httpd_cfg()
@@ -72,7 +66,7 @@ int start_httpd()
     const char board = version_letter() == 'B' ? 'B' : ' ';
     (void)create_httpd_cfg();
     SYSTEM("/usr/sbin/mini_httpd -d /www -r \"VELTRAX KQ417%c%c\" -c '**cgi' -f indexca.htm -t %d&", wireless,
-           board, seconds(nvram_int("http_timeout")));
+           board, minutes_as_seconds(nvram_int("http_timeout")));
     return 0;
 }
 

@@ -20,8 +20,9 @@
 
 namespace {
 
-constexpr size_t kShortestKeepalive = 20;
-constexpr size_t kShortestAddress = 6;
+// Texts of at most these lengths are a keep-alive command without an entry, and no address.
+constexpr size_t kNoEntry = 20;
+constexpr size_t kNoAddress = 6;
 constexpr int kKeptAlive = 2;
 
 constexpr const char *kCiphers[] = {"3des", "des"};
@@ -139,7 +140,7 @@ void add_tunnel(const VpnPolicy &policy)
 // Adds the policy to the keep-alive command, its name between quotes that the shell leaves alone.
 void add_keepalive(std::string &command, const VpnPolicy &policy)
 {
-    if (policy.keepalive_on == 0 || strlen(policy.keepalive_addr) <= kShortestAddress) {
+    if (policy.keepalive_on == 0 || strlen(policy.keepalive_addr) <= kNoAddress) {
         return;
     }
     std::string name;
@@ -235,7 +236,7 @@ void vpn_up(VpnPolicy *table)
             write_trigger(policy);
         }
     }
-    if (keepalive.size() > kShortestKeepalive) {
+    if (keepalive.size() > kNoEntry) {
         keepalive += '&';
         run(keepalive.c_str());
     }

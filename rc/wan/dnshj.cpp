@@ -23,12 +23,6 @@ void copy_pages()
     run("cp /etc/setup.cgi  /tmp/ca");
 }
 
-// The session time-out in seconds, from minutes; wraps around like the machine's own arithmetic.
-int session_seconds()
-{
-    return static_cast<int>(static_cast<unsigned>(nvram_int("http_timeout")) * 60U);
-}
-
 // Each rule goes to the head of the chain: the last one is the first to match.
 void redirect_lan(const char *address)
 {
@@ -48,7 +42,7 @@ int start_dnshj()
     run("rc httpd stop");
     // The realm ends in a blank.
     SYSTEM("/tmp/mini_httpd -d /tmp -r \"VELTRAX KQ417%c\" -c '**.cgi' -f indexdnshj.htm -t %d&", 32,
-           session_seconds());
+           minutes_as_seconds(nvram_int("http_timeout")));
     redirect_lan(address.c_str());
     return 0;
 }

@@ -51,8 +51,7 @@ std::string idle_piece(int minutes)
 {
     std::string piece;
     if (minutes != 0) {
-        // Unsigned, so that an absurd number wraps instead of overflowing.
-        append_format(piece, "idle %d", static_cast<int>(static_cast<unsigned>(minutes) * kMinute));
+        append_format(piece, "idle %d", minutes_as_seconds(minutes));
     }
     return piece;
 }

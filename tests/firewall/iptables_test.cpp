@@ -16,6 +16,7 @@
 
 #include "bench/iptables_dialect.h"
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ std::string rules_of(const Settings &settings, bool image_defaults = false)
     setup.image_defaults = image_defaults;
     setup.settings = settings;
     setup.interfaces = {{"ppp0", "203.0.113.9", 32, ""}};
-    bench::Root root(bench::host_target(fs::read_symlink("/proc/self/exe").parent_path() / "rc"), setup);
+    bench::Root root(built_rc(), setup);
     bench::Run run;
     run.words = {"rc", "firewall", "create"};
     (void)root.run(run);

@@ -10,13 +10,9 @@
 #include <string>
 
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
-
-bench::Target rc_beside_this_program()
-{
-    return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
-}
 
 bench::Trace run_rc(bench::Root &root, const char *service, const char *action)
 {
@@ -90,7 +86,7 @@ TEST(RealTools, DhcpClientGetsWhatTheConfigurationSays)
     setup.settings->push_back({"wan_fix_dns", "1"});
     setup.settings->push_back({"wan_dns1", "10.0.0.53"});
     setup.settings->push_back({"wan_dns2", "10.0.1.53"});
-    bench::Root root(rc_beside_this_program(), setup);
+    bench::Root root(built_rc(), setup);
     ASSERT_EQ(run_rc(root, "dhcpd", "create").status, 0);
     const Directory directory;
     // The lines behind keep the real server's own files in the directory, and tell it of a client of its own:
@@ -129,7 +125,7 @@ TEST(RealTools, RoutesReachTheKernelAndLeaveIt)
                                "a:10.1.2.3:255.255.255.0:192.168.0.2:1:1:1\x01"
                                "b:172.16.5.7:255.255.0.0:192.168.0.3:2:1:1\x01"
                                "c:11.22.33.44:255.0.0.0:192.168.0.4:3:1:1\x01"});
-    bench::Root root(rc_beside_this_program(), setup);
+    bench::Root root(built_rc(), setup);
     const Directory directory;
     std::string script;
     for (const char *action : {"start", "stop"}) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
 
@@ -248,11 +249,6 @@ void fill_file(Dice &dice, Model &model)
     model.tail = dice.one_in(4) ? random_lease(dice, model.router).bytes().substr(0, dice.roll(104)) : "";
 }
 
-bench::Target rc_beside_this_program()
-{
-    return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
-}
-
 void check_one(unsigned seed)
 {
     Dice dice = {std::mt19937(seed)};
@@ -281,7 +277,7 @@ void check_one(unsigned seed)
     model.output = "ap_name=dhcpd action=create\n";
     apply_list(entries, model);
 
-    bench::Root root(rc_beside_this_program(), setup);
+    bench::Root root(built_rc(), setup);
     bench::Run run;
     run.words = {"rc", "dhcpd", "create"};
     const bench::Trace trace = root.run(run);

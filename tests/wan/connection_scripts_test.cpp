@@ -3,18 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
-
-bench::Target rc_beside_this_program()
-{
-    return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
-}
 
 const std::string kProviderServers = "nameserver 198.51.100.53\nnameserver 198.51.100.54\n";
 
@@ -86,7 +81,7 @@ void expect_up(const bench::Root &root, const bench::Trace &trace)
 
 TEST(ConnectionScripts, PppoeComesUpAndServicesFollow)
 {
-    bench::Root root(rc_beside_this_program(), setup_of("pppoe", "0"));
+    bench::Root root(built_rc(), setup_of("pppoe", "0"));
     const bench::Trace trace = root.run(start_ppp_nested());
     expect_up(root, trace);
     EXPECT_EQ(root.read("/etc/resolv.conf"), kProviderServers);
@@ -98,7 +93,7 @@ TEST(ConnectionScripts, PppoeWithIdleTimeTakesThePlainScript)
 {
     bench::Setup setup = setup_of("pppoe", "0");
     setup.settings->push_back({"pppoe_idle", "5"});
-    bench::Root root(rc_beside_this_program(), setup);
+    bench::Root root(built_rc(), setup);
     const bench::Trace trace = root.run(start_ppp_nested());
     expect_up(root, trace);
     EXPECT_EQ(root.read("/etc/ppp/ip-up"), root.read("/usr/etc/ppp/ip-up"));
@@ -110,7 +105,7 @@ TEST(ConnectionScripts, PppoeWithFixedServersKeepsThem)
     bench::Setup setup = setup_of("pppoe", "1");
     // The daemon was not told to ask for servers, so it tells none.
     setup.effects[0].command = "/etc/ppp/ip-up ppp0 nas0 0 203.0.113.7 203.0.113.1";
-    bench::Root root(rc_beside_this_program(), setup);
+    bench::Root root(built_rc(), setup);
     const bench::Trace trace = root.run(start_ppp_nested());
     expect_up(root, trace);
     EXPECT_EQ(root.read("/etc/resolv.conf"), "nameserver 203.0.113.53\n");
@@ -118,7 +113,7 @@ TEST(ConnectionScripts, PppoeWithFixedServersKeepsThem)
 
 TEST(ConnectionScripts, DhcpComesUpAndServicesFollow)
 {
-    bench::Root root(rc_beside_this_program(), setup_of("dhcpc", "0"));
+    bench::Root root(built_rc(), setup_of("dhcpc", "0"));
     const bench::Trace trace = root.run(start_wan_nested());
     expect_up(root, trace);
     EXPECT_EQ(root.read("/etc/resolv.conf"), kProviderServers);
@@ -128,7 +123,7 @@ TEST(ConnectionScripts, DhcpComesUpAndServicesFollow)
 
 TEST(ConnectionScripts, DhcpWithFixedServersKeepsThem)
 {
-    bench::Root root(rc_beside_this_program(), setup_of("dhcpc", "1"));
+    bench::Root root(built_rc(), setup_of("dhcpc", "1"));
     const bench::Trace trace = root.run(start_wan_nested());
     expect_up(root, trace);
     EXPECT_EQ(root.read("/etc/resolv.conf"), "nameserver 203.0.113.53\n");
@@ -136,7 +131,7 @@ TEST(ConnectionScripts, DhcpWithFixedServersKeepsThem)
 
 TEST(ConnectionScripts, DhcpLeaseLostTakesTheMarkAway)
 {
-    bench::Root root(rc_beside_this_program(), setup_of("dhcpc", "0"));
+    bench::Root root(built_rc(), setup_of("dhcpc", "0"));
     root.write("/tmp/wan_uptime", "1.0 1.0\n");
     (void)root.shell("interface=nas0 /etc/udhcpc.script deconfig");
     EXPECT_FALSE(root.exists("/tmp/wan_uptime"));

@@ -3,22 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "bench/difference.h"
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
-
-bench::Target rc_beside_this_program()
-{
-    return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
-}
 
 class Random {
   public:
@@ -99,7 +94,7 @@ TEST_P(WanHostile, EveryRunEnds)
 {
     Random random(GetParam());
     for (int i = 0; i < 8; ++i) {
-        bench::Root root(rc_beside_this_program(), random_setup(random));
+        bench::Root root(built_rc(), random_setup(random));
         for (const Lines &words : {Lines{"rc", "adsl", "start"}, Lines{"rc", "wan", "start"},
                                    Lines{"rc", "wan", "restart"}, Lines{"rc", "wan", "stop"}}) {
             bench::Run run;
@@ -172,7 +167,7 @@ TEST_P(WanHostile, CircuitListing)
         bench::Setup setup;
         setup.settings->push_back({"wan_ifname", "nas0"});
         setup.replies = {{"atmctl", "operate vcc --show", listing}};
-        bench::Root root(rc_beside_this_program(), setup);
+        bench::Root root(built_rc(), setup);
         bench::Run run;
         run.words = {"rc", "wan", "stop"};
         Lines deleted;

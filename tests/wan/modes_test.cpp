@@ -2,16 +2,15 @@
 // distribution and fast bridge: whole traces against rules stated here once more, step by step.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "bench/difference.h"
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
 enum class Verb { kStart, kRestart, kStop };
@@ -352,16 +351,11 @@ std::vector<Case> cases_of(const std::string &mode)
     return cases;
 }
 
-fs::path program_folder()
-{
-    return fs::read_symlink("/proc/self/exe").parent_path();
-}
-
 class WanModes : public testing::TestWithParam<const char *> {};
 
 TEST_P(WanModes, EveryCombination)
 {
-    const bench::Target target = bench::host_target(program_folder() / "rc");
+    const bench::Target target = built_rc();
     for (const Case &c : cases_of(GetParam())) {
         check(target, c);
         if (HasFailure()) {
@@ -373,16 +367,14 @@ TEST_P(WanModes, EveryCombination)
 // The target's program, where it is built beside this one: a share of the combinations.
 TEST_P(WanModes, OnTheTarget)
 {
-    const fs::path build = program_folder().parent_path().parent_path() / "mips";
-    if (!fs::exists(build / "bin" / "rc")) {
-        GTEST_SKIP() << "no target program in " << build;
+    const auto target = built_rc_of_target();
+    if (!target) {
+        GTEST_SKIP() << "rc is not built for the target";
     }
-    const bench::Target target =
-        bench::mips_target(build / "bin" / "rc", build / "lib" / "libbench_clock.so");
     const std::vector<Case> cases = cases_of(GetParam());
     constexpr size_t kShare = 7;
     for (size_t i = 0; i < cases.size() && !HasFailure(); i += kShare) {
-        check(target, cases[i]);
+        check(*target, cases[i]);
     }
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <map>
 #include <random>
 #include <string>
@@ -12,6 +11,7 @@
 
 #include "bench/router.h"
 #include "rc/wireless/internal.h"
+#include "tests/programs.h"
 
 namespace {
 
@@ -390,8 +390,7 @@ TEST_P(RandomSettings, AreBroughtUpByTheRules)
 {
     std::mt19937 random(GetParam());
     bench::Setup setup;
-    bench::Root root(bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc"),
-                     setup);
+    bench::Root root(built_rc(), setup);
     for (int round = 0; round < 20; ++round) {
         const Settings settings = random_settings(random);
         std::string shown;

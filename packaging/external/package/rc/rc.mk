@@ -1,0 +1,23 @@
+################################################################################
+#
+# rc
+#
+################################################################################
+
+RC_VERSION = 1.0
+# The tree that this file is in.
+RC_SITE = $(realpath $(BR2_EXTERNAL_RC_PATH)/../..)
+RC_SITE_METHOD = local
+RC_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS = --exclude=/build
+RC_SUPPORTS_IN_SOURCE_BUILD = NO
+
+# Optimized for size as a whole, warnings are the developers' matter. No tests and no bench: they are for
+# the workstation.
+RC_CONF_OPTS = \
+	-DCMAKE_BUILD_TYPE=MinSizeRel \
+	-DRC_TARGET_ONLY=ON \
+	-DRC_PROGRAM_ONLY=ON \
+	-DRC_TESTS=OFF \
+	-DRC_WARNINGS_ARE_ERRORS=OFF
+
+$(eval $(cmake-package))

@@ -1,0 +1,28 @@
+// Where the C++ tests find the programs they run: beside their own.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "bench/router.h"
+
+inline std::filesystem::path program_folder()
+{
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path();
+}
+
+// rc as built together with the tests.
+inline bench::Target built_rc()
+{
+    return bench::host_target(program_folder() / "rc");
+}
+
+// rc for the target, where it is built too; else none.
+inline std::optional<bench::Target> built_rc_of_target()
+{
+    const std::filesystem::path build = program_folder().parent_path().parent_path() / "mips";
+    if (!std::filesystem::exists(build / "bin" / "rc")) {
+        return std::nullopt;
+    }
+    return bench::mips_target(build / "bin" / "rc", build / "lib" / "libbench_clock.so");
+}
