@@ -160,7 +160,7 @@ void count_instructions(Case &one, double goal, std::vector<Figure> &figures)
 }
 
 // Times of all cases in rounds, so that a busy spell of the machine does not hit one of them alone.
-void measure_times(std::vector<Case *> cases, int runs)
+void measure_times(const std::vector<Case *> &cases, int runs)
 {
     constexpr int kRounds = 4;
     for (int round = 0; round < kRounds; round++) {
@@ -210,24 +210,30 @@ void add_growth(const Case &small, const Case &large, std::vector<Figure> &figur
     figures.push_back(growth);
 }
 
-void compare_script(Case &one, const char *script, const char *what, const Effort &effort,
-                    std::vector<Figure> &figures, int goal)
+// A shell script doing the same job.
+struct Script {
+    const char *file;
+    const char *name;
+    int goal;  // rc takes at most this fraction of its time; 0: no goal
+};
+
+void compare_script(Case &one, const Script &script, const Effort &effort, std::vector<Figure> &figures)
 {
     Conditions conditions;
     conditions.runs = effort.script_runs;
     for (const char *path : kOutputs) {
         one.root.write(path, "");
     }
-    const Words words = {"/.bench/busybox", "sh", inside(std::string(PERF_SCRIPTS) + "/" + script)};
+    const Words words = {"/.bench/busybox", "sh", inside(std::string(PERF_SCRIPTS) + "/" + script.file)};
     const Spread theirs = spread(measure(one.root, {words}, conditions)[0], &Sample::all);
-    one.check(script);
+    one.check(script.file);
     const Spread ours = spread(one.ours, &Sample::own);
     Figure figure = compared(name_of(one.count, "processor time"), "us", ours.least, theirs.least);
     figure.median = ours.median;
-    figure.against = what;
-    if (goal > 0) {
-        figure.goal = "<= 1/" + std::to_string(goal);
-        figure.met = *figure.ratio * goal <= 1;
+    figure.against = script.name;
+    if (script.goal > 0) {
+        figure.goal = "<= 1/" + std::to_string(script.goal);
+        figure.met = *figure.ratio * script.goal <= 1;
     }
     figures.push_back(figure);
 }
@@ -248,10 +254,10 @@ void rule_build(const bench::Target &target, const Effort &effort, std::vector<F
         add_time(*one, figures);
     }
     add_growth(small, large, figures);
-    compare_script(small, "rules_usual.sh", "usual script", effort, figures, 10);
-    compare_script(large, "rules_usual.sh", "usual script", effort, figures, 30);
-    compare_script(small, "rules_fast.sh", "script for speed", effort, figures, 0);
-    compare_script(large, "rules_fast.sh", "script for speed", effort, figures, 0);
+    compare_script(small, {"rules_usual.sh", "usual script", 10}, effort, figures);
+    compare_script(large, {"rules_usual.sh", "usual script", 30}, effort, figures);
+    compare_script(small, {"rules_fast.sh", "script for speed", 0}, effort, figures);
+    compare_script(large, {"rules_fast.sh", "script for speed", 0}, effort, figures);
 }
 
 }  // namespace perf

@@ -96,7 +96,7 @@ void settings(const bench::Target &target, const Effort &effort, std::vector<Fig
         for (const Size &size : kSizes) {
             bench::Setup setup;
             setup.settings = store(size.keys);
-            setup.files.push_back({"/dev/mtdblock/3", std::string(128 * 1024, '\0')});
+            setup.files.push_back({"/dev/mtdblock/3", std::string(size_t{128} * 1024, '\0')});
             bench::Root root(target, setup);
             const Cost cost = measure_job(root, job, size.keys, effort);
             figures.push_back(figure_of(job + ", " + size.name, cost));

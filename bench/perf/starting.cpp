@@ -110,32 +110,45 @@ void add_share(const bench::Target &target, bench::Root &root, const Effort &eff
     figures.push_back(share(name.c_str(), own, all, "with its commands"));
 }
 
+// Settings that grow until a store of them would be full.
+struct Growing {
+    std::vector<bench::Setting> settings;
+    size_t left;
+};
+
+// Appends at most `most` records to a list, as many as there is room for.
+template <typename Record>
+void lengthen(Growing &growing, const std::string &key, int most, const Record &record)
+{
+    const auto setting = std::find_if(growing.settings.begin(), growing.settings.end(),
+                                      [&](const bench::Setting &there) { return there.key == key; });
+    for (int i = 0; setting != growing.settings.end() && i < most; i++) {
+        const std::string text = record(i);
+        if (text.size() > growing.left) {
+            return;
+        }
+        setting->value += text;
+        growing.left -= text.size();
+    }
+}
+
 // The usual settings with long lists: 1,000 outbound rules, and inbound rules, services and keywords, as many
 // as make 64 KiB.
 std::vector<bench::Setting> large_store(const bench::Target &target)
 {
     constexpr size_t kSize = 65536;
     constexpr int kRules = 1000;
-    std::vector<bench::Setting> settings = bench::image_settings(target.image);
-    size_t left = kSize - bench::store_bytes(settings).size();
-    const auto lengthen = [&](const std::string &key, int most, const auto &record) {
-        for (bench::Setting &setting : settings) {
-            for (int i = 0; setting.key == key && i < most; i++) {
-                const std::string text = record(i);
-                if (text.size() > left) {
-                    return;
-                }
-                setting.value += text;
-                left -= text.size();
-            }
-        }
-    };
+    Growing growing = {bench::image_settings(target.image), 0};
+    growing.left = kSize - bench::store_bytes(growing.settings).size();
     const auto address = [](int i) { return "192.168.0." + std::to_string(2 + i % 250); };
-    lengthen("fw_out_rules", kRules, [&](int i) { return "1:HTTP:0:" + address(i) + ":0.0.0.0/0:0\x01"; });
-    lengthen("fw_services", 100, [](int i) { return "Own" + std::to_string(i) + ":tcp:9000-9001\x01"; });
-    lengthen("fw_block_keyword", 100, [](int i) { return "keyword" + std::to_string(i) + "\x01"; });
-    lengthen("fw_in_rules", kRules, [&](int i) { return "1:HTTPS:2:" + address(i) + ":0.0.0.0/0:2\x01"; });
-    return settings;
+    lengthen(growing, "fw_out_rules", kRules,
+             [&](int i) { return "1:HTTP:0:" + address(i) + ":0.0.0.0/0:0\x01"; });
+    lengthen(growing, "fw_services", 100,
+             [](int i) { return "Own" + std::to_string(i) + ":tcp:9000-9001\x01"; });
+    lengthen(growing, "fw_block_keyword", 100, [](int i) { return "keyword" + std::to_string(i) + "\x01"; });
+    lengthen(growing, "fw_in_rules", kRules,
+             [&](int i) { return "1:HTTPS:2:" + address(i) + ":0.0.0.0/0:2\x01"; });
+    return growing.settings;
 }
 
 }  // namespace
@@ -163,7 +176,7 @@ void memory(const bench::Target &target, const Effort &effort, std::vector<Figur
     quiet.preload = PERF_PAUSES;
     bench::Setup setup = usual_router(target);
     setup.settings = large_store(target);
-    setup.files.push_back({"/dev/mtdblock/3", std::string(128 * 1024, '\0')});
+    setup.files.push_back({"/dev/mtdblock/3", std::string(size_t{128} * 1024, '\0')});
     Conditions conditions;
     conditions.in_bench = true;
     conditions.peak = true;
