@@ -216,6 +216,17 @@ std::string compare_run(const Run &run, const bench::Trace &trace, const bench::
 
 // ---- printing -------------------------------------------------------------------------------------------
 
+// What came on standard error, as comments: a scenario does not speak of it.
+std::string errors_text(const std::string &errors)
+{
+    std::string text;
+    bool complete = false;
+    for (const std::string &line : split_lines(errors, complete)) {
+        text += "# on standard error: " + escape(line) + "\n";
+    }
+    return text;
+}
+
 // A file's content as the rest of a directive: `lines` for one made of whole lines, else `bytes`.
 std::string content_text(const char *lines, const char *bytes, const std::string &path,
                          const std::string &content)
@@ -288,9 +299,7 @@ std::string print_scenario(const Programs &programs, const Scenario &scenario)
         }
         text += trace.status != 0 ? "exit " + std::to_string(trace.status) + "\n" : "";
         text += changes_text(trace, root);
-        text += trace.errors.empty()
-                    ? ""
-                    : content_text("# on standard error", "# on standard error", "", trace.errors);
+        text += errors_text(trace.errors);
     }
     return text;
 }
