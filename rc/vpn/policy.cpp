@@ -21,7 +21,7 @@ namespace {
 
 constexpr char kFieldEnd = '\x02';
 constexpr size_t kShortestSetting = 3;
-constexpr size_t kShortestAddress = 6;
+constexpr size_t kShortestNet = 6;
 constexpr int kDefaultLifetime = 28800;
 
 enum ConfError {
@@ -185,7 +185,7 @@ int derive_network(const Side &side)
     int bits = 0;
     switch (side.type) {
         case kNetworkSingle:
-            if (std::string_view(side.net).size() < kShortestAddress) {
+            if (std::string_view(side.net).size() < kShortestNet) {
                 return side.short_address;
             }
             derive_single(side, std::string(side.net).c_str());

@@ -18,13 +18,13 @@
 
 namespace {
 
-constexpr size_t kTextSize = sizeof "00:00:00:00:00:00";
-static_assert(kTextSize == 18);
+constexpr size_t kHwaddrTextSize = sizeof "00:00:00:00:00:00";
+static_assert(kHwaddrTextSize == 18);
 
 void write_hwaddr(char *text, const char *bytes)
 {
-    (void)snprintf(text, kTextSize, "%02hhX:%02hhX:%02hhX:%02hhX:%02hhX:%02hhX", bytes[0], bytes[1], bytes[2],
-                   bytes[3], bytes[4], bytes[5]);
+    (void)snprintf(text, kHwaddrTextSize, "%02hhX:%02hhX:%02hhX:%02hhX:%02hhX:%02hhX", bytes[0], bytes[1],
+                   bytes[2], bytes[3], bytes[4], bytes[5]);
 }
 
 }  // namespace

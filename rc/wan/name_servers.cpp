@@ -11,7 +11,7 @@
 namespace {
 
 // The shortest text taken for a server's address: "1.1.1.1".
-constexpr size_t kShortestAddress = 7;
+constexpr size_t kShortestServerName = 7;
 
 }  // namespace
 
@@ -21,12 +21,12 @@ void write_name_servers()
         return;
     }
     const std::string first = nvram_text("wan_dns1");
-    if (first.size() >= kShortestAddress) {
+    if (first.size() >= kShortestServerName) {
         SYSTEM("/bin/echo \"nameserver %s\" > /etc/resolv.conf", first.c_str());
     }
     // Deliberate: after a first server that is too short the old file stays, and the second is added to it.
     const std::string second = nvram_text("wan_dns2");
-    if (second.size() >= kShortestAddress) {
+    if (second.size() >= kShortestServerName) {
         SYSTEM("/bin/echo \"nameserver %s\" >> /etc/resolv.conf", second.c_str());
     }
 }

@@ -27,7 +27,7 @@ constexpr size_t kLongestCommand = 1024;
 constexpr const char *kEcho = "lcp-echo-failure 6 lcp-echo-interval 10 &";
 
 // Words of the command that may be missing. Deliberate: an empty one leaves its blanks.
-struct Pieces {
+struct PppdPieces {
     std::string peer_dns;
     std::string idle;
     std::string fixed_address;
@@ -97,7 +97,7 @@ const char *debug_piece()
 }
 
 // Neither name nor password is escaped: a double quote in them breaks the command.
-std::string over_ethernet(const Pieces &pieces)
+std::string over_ethernet(const PppdPieces &pieces)
 {
     const std::string username = nvram_text("pppoe_username");
     const std::string password = nvram_text("pppoe_password");
@@ -112,7 +112,7 @@ std::string over_ethernet(const Pieces &pieces)
     return command;
 }
 
-std::string over_atm(const Pieces &pieces)
+std::string over_atm(const PppdPieces &pieces)
 {
     const std::string vpi = nvram_text("wan_vpi");
     const std::string vci = nvram_text("wan_vci");
@@ -131,7 +131,7 @@ std::string over_atm(const Pieces &pieces)
 }
 
 // Empty for a kind that is neither.
-std::string compose(unsigned kind, const Pieces &pieces)
+std::string compose(unsigned kind, const PppdPieces &pieces)
 {
     std::string command;
     if (kind == kOverEthernet) {
@@ -150,7 +150,7 @@ std::string compose(unsigned kind, const Pieces &pieces)
 int set_pppd_cmd(unsigned kind, unsigned flag)
 {
     const int idle_minutes = read_idle_minutes(kind);
-    Pieces pieces;
+    PppdPieces pieces;
     pieces.peer_dns = nvram_int("wan_fix_dns") == 0 ? "usepeerdns" : "";
     pieces.idle = idle_piece(idle_minutes);
     const bool on_demand = nvram_on("wan_dod");
