@@ -255,9 +255,9 @@ int start_vpn()
         stop_vpn();
     }
     VpnTable table = {};
-    // Deliberate: after a parse failure, which has been reported, what was parsed until then is brought up
-    // and recorded all the same. A record counts here, and for the stop, when `enabled` is exactly 1; its
-    // own steps ask whether it is not 0.
+    // Deliberate: after a parse failure, which has been reported, the records before the failing one are
+    // brought up and recorded all the same. A record counts here, and for the stop, when `enabled` is
+    // exactly 1; its own steps ask whether it is not 0.
     (void)start_vpn_fw(table.policies);
     const auto enabled = [](const VpnPolicy &policy) { return policy.enabled == 1; };
     if (std::any_of(std::begin(table.policies), std::end(table.policies), enabled)) {

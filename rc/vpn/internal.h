@@ -60,7 +60,7 @@ void run_filled(const char *format, ...) __attribute__((format(printf, 1, 2)));
 // ---- policy.cpp ------------------------------------------------------------------------------------------
 
 // Fills a cleared table of eight policies from the settings. 0, or the negative number of what was wrong;
-// what was parsed until then stays in the table.
+// what was parsed until then stays in the table, but the record that failed is switched off.
 [[nodiscard]] int parse_conf(VpnPolicy *table);
 
 // ---- manual.cpp ------------------------------------------------------------------------------------------

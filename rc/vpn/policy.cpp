@@ -283,6 +283,10 @@ int parse_conf(VpnPolicy *table)
         return kNoWan;
     }
     copy_text(wan_ifname(first), kWanIfnameSize, ifname);
+    // A name that is cut is not asked for: another interface may have the name that is left.
+    if (ifname.size() >= kWanIfnameSize) {
+        return kNoWanAddress;
+    }
     if (my_get_if(wan_ifname(first), first.wan_ip, first.wan_netmask, first.wan_broadcast,
                   first.wan_gateway) != 0) {
         return kNoWanAddress;
@@ -301,6 +305,7 @@ int parse_conf(VpnPolicy *table)
             return kBadSetting;
         }
         if (const int error = parse_record(std::string(record), format, table[i]); error != 0) {
+            table[i].enabled = 0;
             return error;
         }
         if (i > 0) {

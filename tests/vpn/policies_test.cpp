@@ -325,6 +325,7 @@ int parse(const std::string &format, const Lines &records, std::string &table)
         }
         Record record = {table, i * kRecord};
         if (const int error = parse_record(records[i], format == "1" ? 1 : 2, record); error != 0) {
+            table[i * kRecord] = 0;
             return error;
         }
         record.put(150, 33, "80.1.2.3");
