@@ -206,8 +206,9 @@ void save_table(const VpnPolicy *table)
     }
 }
 
-// Brings up every enabled policy of a table of eight.
-void vpn_up(VpnPolicy *table)
+}  // namespace
+
+int vpn_up(const VpnPolicy *table)
 {
     std::string keepalive;
     bool daemon_started = false;
@@ -240,9 +241,8 @@ void vpn_up(VpnPolicy *table)
         keepalive += '&';
         run(keepalive.c_str());
     }
+    return 0;
 }
-
-}  // namespace
 
 int create_vpn()
 {
@@ -261,7 +261,7 @@ int start_vpn()
     (void)start_vpn_fw(table.policies);
     const auto enabled = [](const VpnPolicy &policy) { return policy.enabled == 1; };
     if (std::any_of(std::begin(table.policies), std::end(table.policies), enabled)) {
-        vpn_up(table.policies);
+        (void)vpn_up(table.policies);
     }
     save_table(table.policies);
     printf("\n*** RC_VPN  Version:%s  Last Update:%s ***\n\n", "0.0.1", "Feb.14.2006");

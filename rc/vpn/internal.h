@@ -63,6 +63,11 @@ void run_filled(const char *format, ...) __attribute__((format(printf, 1, 2)));
 // what was parsed until then stays in the table, but the record that failed is switched off.
 [[nodiscard]] int parse_conf(VpnPolicy *table);
 
+// ---- automatic.cpp ---------------------------------------------------------------------------------------
+
+// Brings up every enabled policy of a table of eight. Always 0.
+int vpn_up(const VpnPolicy *table);
+
 // ---- manual.cpp ------------------------------------------------------------------------------------------
 
 // Replaces `buf` by the shell lines that set the environment of the up/down hook.

@@ -20,34 +20,37 @@ namespace {
 constexpr size_t kServerListLength = 512;
 constexpr size_t kLineSize = 128;
 
-// Appends the server that a line of /etc/resolv.conf names, if it names one.
+// The server that a line of /etc/resolv.conf names, as an option of the relay; empty when it names none.
 // Deliberate: the word counts wherever it stands, so a comment that contains it gives a server too.
-void append_server(std::string &servers, const char *line)
+std::string server_option(const char *line)
 {
     constexpr char kWord[] = "nameserver";
+    std::string option;
     const char *found = strstr(line, kWord);
     if (found == nullptr) {
-        return;
+        return option;
     }
     Scan scan = {found + sizeof kWord - 1};
     char server[kLineSize];
     if (scan_word(scan, server)) {
-        append_format(servers, " -s %s ", server);
+        append_format(option, " -s %s ", server);
     }
+    return option;
 }
 
-// The relay's options for its upstream servers, one after the other; what does not fit is cut.
+// The relay's options for its upstream servers, one after the other. The first that does not fit whole ends
+// the list: a cut address may be another host's.
 std::string upstream_servers()
 {
     std::string servers;
     const File resolver = open_file("/etc/resolv.conf", "r");
     char line[kLineSize];
-    while (resolver && servers.size() < kServerListLength &&
-           fgets(line, sizeof line, resolver.get()) != nullptr) {
-        append_server(servers, line);
-    }
-    if (servers.size() > kServerListLength) {
-        servers.resize(kServerListLength);
+    while (resolver && fgets(line, sizeof line, resolver.get()) != nullptr) {
+        const std::string option = server_option(line);
+        if (servers.size() + option.size() > kServerListLength) {
+            break;
+        }
+        servers += option;
     }
     return servers;
 }

@@ -22,6 +22,12 @@ void add_wan_circuit(int vpi, int vci);
 // Ends the bring-up that another run of rc has recorded, if there is one.
 void end_other_bring_up();
 
+// Sets the fixed address of the settings and runs the services that follow it. Always 0.
+int start_ip();
+
+// Starts the DHCP client, whose script does the rest. Always 0.
+int start_dhcpc();
+
 // Composes and runs the PPP daemon's command; `kind` 0: over Ethernet, 1: over ATM. With an idle time and
 // `flag` 0 the result is the status of that run; else it returns 0 once the WAN is up, and not before.
 int set_pppd_cmd(unsigned kind, unsigned flag);

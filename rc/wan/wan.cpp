@@ -105,41 +105,13 @@ void start_relay(const std::string &mode)
     remove_file("/tmp/dsl_change");
 }
 
-// Sets the fixed address and runs the services that follow it. Deliberate: these run before the uptime file
-// exists, so those that wait for it pass this round over.
-void start_ip()
-{
-    const std::string interface = nvram_text("wan_ifname");
-    const std::string address = nvram_text("fix_ipaddr");
-    const std::string netmask = nvram_text("fix_netmask");
-    SYSTEM("/sbin/ifconfig %s %s netmask %s", interface.c_str(), address.c_str(), netmask.c_str());
-    run("/sbin/route del default");
-    SYSTEM("/sbin/route add default gw %s", nvram_text("fix_gateway").c_str());
-    run("/usr/sbin/rc service restart");
-    run("/bin/cp /proc/uptime /tmp/wan_uptime");
-}
-
-// The client's script does the rest.
-void start_dhcpc()
-{
-    (void)sleep(1);
-    // Deliberate: the whole word counts here, not its first character as in write_name_servers.
-    const bool fixed_dns = nvram_text("wan_fix_dns") == "1";
-    const std::string interface = nvram_text("wan_ifname");
-    if (fixed_dns) {
-        SYSTEM("/usr/sbin/udhcpc -i %s -s /etc/udhcpc.fix.script&", interface.c_str());
-    } else {
-        SYSTEM("/usr/sbin/udhcpc -i %s -s /etc/udhcpc.script&", interface.c_str());
-    }
-}
-
 // Any other mode ends with the bare interface.
 void connect_over_interface(const std::string &mode, unsigned flag)
 {
     if (mode == "dhcpc") {
-        start_dhcpc();
+        (void)start_dhcpc();
     } else if (mode == "ip") {
-        start_ip();
+        (void)start_ip();
     } else if (mode == "pppoe") {
         run("/sbin/ifconfig nas0 mtu 1500");
         (void)set_pppd_cmd(0, flag);
@@ -175,6 +147,34 @@ void bring_up(const std::string &mode, unsigned flag)
 }
 
 }  // namespace
+
+// Deliberate: the services run before the uptime file exists, so those that wait for it pass this round over.
+int start_ip()
+{
+    const std::string interface = nvram_text("wan_ifname");
+    const std::string address = nvram_text("fix_ipaddr");
+    const std::string netmask = nvram_text("fix_netmask");
+    SYSTEM("/sbin/ifconfig %s %s netmask %s", interface.c_str(), address.c_str(), netmask.c_str());
+    run("/sbin/route del default");
+    SYSTEM("/sbin/route add default gw %s", nvram_text("fix_gateway").c_str());
+    run("/usr/sbin/rc service restart");
+    run("/bin/cp /proc/uptime /tmp/wan_uptime");
+    return 0;
+}
+
+int start_dhcpc()
+{
+    (void)sleep(1);
+    // Deliberate: the whole word counts here, not its first character as in write_name_servers.
+    const bool fixed_dns = nvram_text("wan_fix_dns") == "1";
+    const std::string interface = nvram_text("wan_ifname");
+    if (fixed_dns) {
+        SYSTEM("/usr/sbin/udhcpc -i %s -s /etc/udhcpc.fix.script&", interface.c_str());
+    } else {
+        SYSTEM("/usr/sbin/udhcpc -i %s -s /etc/udhcpc.script&", interface.c_str());
+    }
+    return 0;
+}
 
 int start_wan(unsigned flag)
 {

@@ -215,6 +215,15 @@ int direct_vpn_down_null(int, char **)
     return 0;
 }
 
+// The policies of the settings, brought up: the result.
+int direct_vpn_up(int, char **)
+{
+    VpnTable table = {};
+    const int parsed = parse_conf(table.policies);
+    printf("results=%d %d\n", parsed, vpn_up(table.policies));
+    return 0;
+}
+
 // The first policy of the settings, its own keys, set up and taken down.
 int direct_manual_keying(int, char **)
 {
@@ -244,6 +253,7 @@ const DirectOperation kVpnOperations[] = {
     {"start_vpn_twice", direct_start_vpn_twice},
     {"stop_vpn", direct_stop_vpn},
     {"vpn_down_null", direct_vpn_down_null},
+    {"vpn_up", direct_vpn_up},
     {"manual_keying", direct_manual_keying},
     {nullptr, nullptr},
 };

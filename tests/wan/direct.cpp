@@ -37,6 +37,20 @@ int direct_remove_fast_br(int, char **)
     return remove_fast_br();
 }
 
+// start_dhcpc: prints the result.
+int direct_start_dhcpc(int, char **)
+{
+    printf("%d\n", start_dhcpc());
+    return 0;
+}
+
+// start_ip: prints the result.
+int direct_start_ip(int, char **)
+{
+    printf("%d\n", start_ip());
+    return 0;
+}
+
 // check_wan_status: prints the result.
 int direct_check_wan_status(int, char **)
 {
@@ -85,6 +99,8 @@ const DirectOperation kWanOperations[] = {
     {"ipoa_test", direct_ipoa_test},
     {"remove_fast_br", direct_remove_fast_br},
     {"set_pppd_cmd", direct_set_pppd_cmd},
+    {"start_dhcpc", direct_start_dhcpc},
+    {"start_ip", direct_start_ip},
     {"start_stop_dis_sip_alg", direct_start_stop_dis_sip_alg},
     {"wait_ppp", direct_wait_ppp},
     {nullptr, nullptr},
