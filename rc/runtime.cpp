@@ -10,32 +10,40 @@
 // NOLINTBEGIN(cert-dcl58-cpp,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 namespace std {
 
-[[noreturn]] void __throw_length_error(const char *)
+__attribute__((__noreturn__)) void __throw_length_error(const char *)
 {
     abort();
 }
 
-[[noreturn]] void __throw_logic_error(const char *)
+__attribute__((__noreturn__)) void __throw_logic_error(const char *)
 {
     abort();
 }
 
-[[noreturn]] void __throw_out_of_range(const char *)
+__attribute__((__noreturn__)) void __throw_out_of_range(const char *)
 {
     abort();
 }
 
-[[noreturn]] void __throw_out_of_range_fmt(const char *, ...)
+__attribute__((__noreturn__)) void __throw_out_of_range_fmt(const char *, ...)
 {
     abort();
 }
 
-[[noreturn]] void __throw_bad_alloc()
+__attribute__((__noreturn__)) void __throw_bad_alloc()
 {
     abort();
 }
 
-[[noreturn]] void __throw_bad_array_new_length()
+__attribute__((__noreturn__)) void __throw_bad_array_new_length()
+{
+    abort();
+}
+
+// Called only where the library's own assertions are switched on.
+__attribute__((__noreturn__)) void __glibcxx_assert_fail(const char *, int, const char *,
+                                                         const char *) noexcept;
+void __glibcxx_assert_fail(const char *, int, const char *, const char *) noexcept
 {
     abort();
 }

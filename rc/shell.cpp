@@ -190,7 +190,7 @@ int set_boot_env(const char *name, const char *value)
         return 1;
     }
     char text[1024 + 1] = {};
-    (void)fread(text, 1, sizeof text - 1, environment.get());
+    (void)!fread(text, 1, sizeof text - 1, environment.get());
     if (const char *place = strstr(text, name)) {
         char word[sizeof text] = "";
         char current[sizeof text] = "";
@@ -214,7 +214,7 @@ int read_factory_data()
         return 0;
     }
     if (fseek(flash.get(), kPlace, SEEK_SET) == 0) {
-        (void)fread(text, 1, sizeof text - 1, flash.get());
+        (void)!fread(text, 1, sizeof text - 1, flash.get());
     }
     if (const File mac = open_file("/tmp/mac", "a")) {
         (void)fprintf(mac.get(), "-%s", text);

@@ -37,7 +37,7 @@ uint32_t number_of(const in_addr &address)
 }
 
 // One address of the interface, as dotted text; nothing is stored in a null `out`.
-bool query_interface(int fd, int query, const char *ifname, char *out)
+bool query_interface(int fd, unsigned query, const char *ifname, char *out)
 {
     ifreq request = {};
     copy_text(request.ifr_name, ifname);
