@@ -572,7 +572,7 @@ bench::Trace run_in(bench::Root &root, const Wish &wish, const WishedRun &wished
 void print_changes(const WishedRun &run)
 {
     for (const bench::Setting &entry : run.changes) {
-        printf("# %s=%s\n", entry.key.c_str(), escape(entry.value).c_str());
+        printf("# %s=%s\n", entry.key.c_str(), bench::escape(entry.value).c_str());
     }
 }
 

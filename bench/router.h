@@ -29,7 +29,10 @@
 #include <utility>
 #include <vector>
 
-#include "tools/escapes.h"
+#include "forms/escapes.h"
+#include "forms/events.h"
+#include "forms/replies.h"
+#include "forms/settings.h"
 
 namespace bench {
 
@@ -62,11 +65,7 @@ Target mips_target(const std::filesystem::path &program, const std::filesystem::
 
 // ---- what the router is like before the run -------------------------------------------------------------
 
-struct Setting {
-    std::string key;
-    std::string value;
-    bool operator==(const Setting &) const = default;
-};
+using forms::Setting;
 
 struct NamedFile {
     std::string path;  // absolute path in the root; missing directories are made
@@ -80,25 +79,8 @@ struct Interface {
     std::string hardware = {};  // "00:11:22:33:44:55"; empty: 02:00:00:00:00:01 and up, in order
 };
 
-// What a stand-in answers when it is called with words that begin with `words` (compared word by word;
-// blanks separate words; empty: any call). Among replies that fit, those with most words win; several with
-// the same words answer one call after the other, over all runs in the root, and the last one stays. A
-// stand-in without a fitting reply prints nothing and succeeds.
-struct Reply {
-    std::string tool;  // base name or path; only the base name counts
-    std::string words;
-    std::string output;
-    int status = 0;
-    std::string errors = {};  // to standard error
-};
-
-// A shell command that the stand-in runs in the root, before it answers; chosen like a reply, independent
-// of it. It finds the tool's words in $1, $2... What it prints is part of the stand-in's output.
-struct Effect {
-    std::string tool;
-    std::string words;
-    std::string command;
-};
+using forms::Effect;
+using forms::Reply;
 
 struct Setup {
     // The working copy /tmp/nvram, in this order; none: the file does not exist.
@@ -145,27 +127,8 @@ struct Run {
 
 // ---- what happened --------------------------------------------------------------------------------------
 
-enum class Kind {
-    kShell,       // a command given to /bin/sh by rc (system or popen); text: exactly the command
-    kSleep,       // number: seconds
-    kUsleep,      // number: microseconds
-    kHostname,    // sethostname; text
-    kDomainname,  // setdomainname; text
-    kKlog,        // klogctl; number: the action
-    kKill,        // number: process, signal: signal; never really sent
-    kOut,         // a line of standard output, by rc or a command of its; text without the line end
-    kTool,        // a stand-in (or a run of rc that is only recorded) was called; words
-};
-
-struct Event {
-    Kind kind = Kind::kOut;
-    int depth = 0;  // 0: the run asked for; 1, 2...: runs of rc started by it
-    std::string text;
-    long number = 0;
-    int signal = 0;
-    bool unended = false;            // kOut: the last line, without a line end
-    std::vector<std::string> words;  // kTool: as called, the name as given by the caller first
-};
+using forms::Event;
+using forms::Kind;
 
 struct FileChange {
     enum class What {
@@ -256,27 +219,24 @@ class Root {
 
 // ---- text forms -----------------------------------------------------------------------------------------
 
-// The reverse of escape(); throws Error for an unknown escape.
+using forms::escape;
+using forms::event_line;
+using forms::store_bytes;
+using forms::store_settings;
+
+// The reverse of escape(), for what a shell passes: raw control bytes stay. Throws Error for an unknown
+// escape.
 std::string unescape(std::string_view text);
 
-// A store's bytes: every entry ended by NUL, one more NUL at the end; and back (stops at the empty entry).
-std::string store_bytes(const std::vector<Setting> &settings);
-std::vector<Setting> store_settings(std::string_view bytes);
-
-// Settings as text: one key=value a line, values with escapes; empty lines and lines that begin with "#"
-// are passed over. Throws Error with file and line for a line without "=".
+// The settings, or the replies and effects, of a text file; they throw Error with file and line.
 std::vector<Setting> read_settings_text(const std::filesystem::path &file);
-// All of the image's *.settings in the order system lan wan firewall aux wireless vpn.
-std::vector<Setting> image_settings(const std::filesystem::path &image);
-
-// Replies and effects as text, the same directives as in scenarios (reply, status-reply, effect).
 void read_replies_text(const std::filesystem::path &file, std::vector<Reply> &replies,
                        std::vector<Effect> &effects);
 
-// An event in the form of a scenario's trace: "sh TEXT", "sleep 1", "out TEXT", "kill 12 15"..., with
-// escapes, indented by "> " for each level of depth; a tool call as "tool WORDS".
-std::string event_line(const Event &event);
-// All of them; without tool calls unless asked for.
+// All of the image's *.settings in the order system lan wan firewall aux wireless vpn.
+std::vector<Setting> image_settings(const std::filesystem::path &image);
+
+// The lines of a trace in order; without tool calls unless asked for.
 std::vector<std::string> trace_lines(const Trace &trace, bool tools = false);
 
 }  // namespace bench

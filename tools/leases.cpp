@@ -7,10 +7,12 @@
 #include <cstring>
 #include <string>
 
-#include "tools/escapes.h"
+#include "forms/escapes.h"
 #include "tools/viewer.h"
 
 namespace {
+
+using forms::escape;
 
 constexpr const char *kHelp =
     "usage: leases show FILE\n"

@@ -16,12 +16,18 @@
 #include <string_view>
 #include <vector>
 
+#include "forms/escapes.h"
+#include "forms/settings.h"
+#include "forms/store.h"
 #include "rc/nvram.h"
-#include "tools/escapes.h"
-#include "tools/store_check.h"
-#include "tools/text_form.h"
 
 namespace {
+
+using forms::check_flash;
+using forms::check_store;
+using forms::Damage;
+using forms::escape;
+using forms::flash_store;
 
 constexpr int kDone = 0;
 constexpr int kNotSound = 1;
@@ -281,7 +287,7 @@ int command_show(const Names &names, const Words &)
         return status;
     }
     printf("# entries   %zu\n", count_entries(file.store));
-    (void)fputs(text_form::from_store(file.store).c_str(), stdout);
+    (void)fputs(forms::settings_text(forms::store_settings(file.store)).c_str(), stdout);
     return kDone;
 }
 
@@ -294,7 +300,7 @@ int command_export(const Names &names, const Words &)
     if (const int status = require_sound(file, "export"); status != kDone) {
         return status;
     }
-    (void)fputs(text_form::from_store(file.store).c_str(), stdout);
+    (void)fputs(forms::settings_text(forms::store_settings(file.store)).c_str(), stdout);
     return kDone;
 }
 
@@ -335,10 +341,12 @@ int command_import(const Names &names, const Words &words)
             return status;
         }
     }
-    text_form::Fault fault;
-    if (!text_form::to_store(text, file.store, fault)) {
-        return fail(kNotSound, "cannot read %s:%zu: %s", words[0].c_str(), fault.line, fault.why.c_str());
+    forms::Fault fault;
+    std::vector<forms::Setting> settings;
+    if (!forms::read_settings(text, settings, fault)) {
+        return fail(kNotSound, "cannot read %s", fault.in(words[0]).c_str());
     }
+    file.store = forms::store_bytes(settings);
     return write_settings(file);
 }
 

@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "forms/escapes.h"
 #include "rc/vpn/policy.h"
-#include "tools/escapes.h"
 #include "tools/viewer.h"
 
 namespace {
+
+using forms::escape;
 
 constexpr const char *kHelp =
     "usage: vpnconf show [--fields] FILE\n"

@@ -148,7 +148,7 @@ TEST_F(Rcbench, WrongWordsGiveOneLineAndStatus2)
         {"--set 'a=\\q' start", "wrong escape in --set a=\\q"},
         {"--set @/no/file start", "cannot read /no/file: No such file or directory"},
         {"--settings /no/file start", "cannot read /no/file: No such file or directory"},
-        {"--settings " + damaged + " start", damaged + ":2: no \"key=\" in entry"},
+        {"--settings " + damaged + " start", damaged + ":2: no \"=\" in entry"},
         {"--file etc/x=/dev/null start",
          "a path of the router, beginning with \"/\", wanted in --file etc/x"},
         {"--file /etc/x=/no/file start", "cannot read /no/file for --file"},

@@ -348,7 +348,7 @@ TEST(Bench, FilesAndSettingsChangedAreListed)
     std::string list;
     for (const bench::FileChange &change : trace.files) {
         list += std::to_string(static_cast<int>(change.what)) + change.type + " " + change.path + " " +
-                escape(change.before) + ">" + escape(change.after) + "\n";
+                bench::escape(change.before) + ">" + bench::escape(change.after) + "\n";
     }
     EXPECT_EQ(list,
               "3f /etc/gone >\n"
@@ -479,9 +479,9 @@ TEST(BenchText, EscapesComeBack)
     for (int i = 0; i < 256; i++) {
         all += static_cast<char>(i);
     }
-    EXPECT_EQ(bench::unescape(escape(all)), all);
-    EXPECT_EQ(escape("a b\t\\\n \x01"), "a b\\t\\\\\\n \\x01");
-    EXPECT_EQ(escape("end "), "end\\x20");
+    EXPECT_EQ(bench::unescape(bench::escape(all)), all);
+    EXPECT_EQ(bench::escape("a b\t\\\n \x01"), "a b\\t\\\\\\n \\x01");
+    EXPECT_EQ(bench::escape("end "), "end\\x20");
     EXPECT_EQ(bench::unescape("\\x41\\xffz"), "A\xFFz");
     for (const char *wrong : {"\\", "\\q", "\\x", "\\x4", "\\xg0"}) {
         EXPECT_THROW((void)bench::unescape(wrong), bench::Error) << wrong;
@@ -535,9 +535,9 @@ TEST(BenchText, SettingsFilesAreReadWithTheirEscapes)
                                                                                     "c:d\x01"},
                                                                                    {"empty", ""},
                                                                                    {"q", "\\n"}}));
-    EXPECT_EQ(message_of("a=1\nb\n"), ":2: no \"key=\" in entry");
-    EXPECT_EQ(message_of("=1\n"), ":1: no \"key=\" in entry");
-    EXPECT_EQ(message_of("a=\\z\n"), ":1: unknown escape in \"\\z\": use \\n \\t \\\\ or \\xHH");
+    EXPECT_EQ(message_of("a=1\nb\n"), ":2: no \"=\" in entry");
+    EXPECT_EQ(message_of("=1\n"), ":1: no key before \"=\"");
+    EXPECT_EQ(message_of("a=\\z\n"), ":1: a backslash begins \\n, \\t, \\\\ or \\xHH");
 }
 
 TEST(BenchText, RepliesFilesAreRead)

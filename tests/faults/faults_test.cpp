@@ -416,7 +416,7 @@ TEST_P(Faults, HostileSettings)
     // A service alone meets the worst text; in its group, and the Internet side, it meets all of them.
     const bool all = is_group(GetParam()) || std::string(GetParam().service) == "wan";
     for (size_t i = all ? 0 : kHostile.size() - 1; i < kHostile.size(); ++i) {
-        const std::string name = "settings of " + escape(kHostile[i].substr(0, 40));
+        const std::string name = "settings of " + bench::escape(kHostile[i].substr(0, 40));
         ground.expect_end(ground.run(hostile_settings(ground.rich(), kHostile[i]), [](bench::Root &) {}),
                           name);
     }

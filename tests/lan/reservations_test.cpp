@@ -282,8 +282,8 @@ void check_one(unsigned seed)
     run.words = {"rc", "dhcpd", "create"};
     const bench::Trace trace = root.run(run);
     EXPECT_EQ(trace.status, 0);
-    EXPECT_EQ(escape(trace.output), escape(model.output)) << "seed " << seed;
-    EXPECT_EQ(escape(root.read("/var/udhcpd.leases").value_or("(none)")), escape(model.bytes()))
+    EXPECT_EQ(bench::escape(trace.output), bench::escape(model.output)) << "seed " << seed;
+    EXPECT_EQ(bench::escape(root.read("/var/udhcpd.leases").value_or("(none)")), bench::escape(model.bytes()))
         << "seed " << seed;
 }
 

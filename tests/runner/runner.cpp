@@ -5,23 +5,17 @@
 #include <optional>
 
 #include "bench/difference.h"
-#include "tests/runner/text.h"
+#include "forms/escapes.h"
+#include "forms/events.h"
+#include "forms/words.h"
 
 namespace {
+
+using forms::escape;
 
 using Lines = std::vector<std::string>;
 
 // ---- from a scenario to the bench -----------------------------------------------------------------------
-
-std::vector<bench::Setting> bench_settings(const std::vector<SettingEntry> &entries)
-{
-    std::vector<bench::Setting> settings;
-    settings.reserve(entries.size());
-    for (const SettingEntry &entry : entries) {
-        settings.push_back({entry.key, entry.value});
-    }
-    return settings;
-}
 
 void add_files(const Setup &setup, bench::Setup &root)
 {
@@ -42,22 +36,18 @@ void add_files(const Setup &setup, bench::Setup &root)
 bench::Setup bench_setup(const Setup &setup)
 {
     bench::Setup root;
-    root.settings = bench_settings(setup.settings);
+    root.settings = setup.settings;
     if (setup.no_store) {
         root.settings.reset();
     }
     root.image_defaults = setup.defaults_of_image;
-    root.defaults = bench_settings(setup.defaults);
+    root.defaults = setup.defaults;
     add_files(setup, root);
     for (const InterfaceSetup &interface : setup.interfaces) {
         root.interfaces.push_back({interface.name, interface.address, interface.bits, ""});
     }
-    for (const ReplySetup &reply : setup.replies) {
-        root.replies.push_back({reply.tool, reply.words, reply.output, reply.status, ""});
-    }
-    for (const EffectSetup &effect : setup.effects) {
-        root.effects.push_back({effect.tool, effect.words, effect.command});
-    }
+    root.replies = setup.replies;
+    root.effects = setup.effects;
     return root;
 }
 
@@ -98,7 +88,7 @@ Lines plain_lines(const bench::Trace &trace)
     Lines plain;
     for (const std::string &line : bench::trace_lines(trace)) {
         std::string why;
-        if (!expand_trace_line(line, plain, why)) {
+        if (!forms::expand_trace_line(line, plain, why)) {
             plain.push_back(line);
         }
     }
@@ -140,7 +130,7 @@ void compare_trace(const Run &run, const bench::Trace &trace, std::string &repor
 {
     const Lines actual = plain_lines(trace);
     if (run.trace && *run.trace != actual) {
-        add_difference(report, "trace", shorten_trace(*run.trace), shorten_trace(actual));
+        add_difference(report, "trace", forms::shorten_trace(*run.trace), forms::shorten_trace(actual));
     }
 }
 
@@ -179,7 +169,7 @@ std::string shown_setting(const std::string &key, const std::optional<std::strin
 
 void compare_settings(const Run &run, const bench::Root &root, std::string &report)
 {
-    for (const SettingEntry &entry : run.settings) {
+    for (const forms::Setting &entry : run.settings) {
         const std::optional<std::string> actual = root.setting(entry.key);
         if (actual != entry.value) {
             report += "setting " + escape(entry.key) + ": expected " + shown_setting(entry.key, entry.value) +
@@ -197,7 +187,7 @@ void compare_settings(const Run &run, const bench::Root &root, std::string &repo
 std::string run_directive(const Run &run)
 {
     const char *name = run.kind == RunKind::words ? "run" : run.kind == RunKind::argv0 ? "argv0" : "direct";
-    return std::string(name) + (run.words.empty() ? "" : " ") + join_words(run.words);
+    return std::string(name) + (run.words.empty() ? "" : " ") + forms::join_words(run.words);
 }
 
 // What differs after one run, empty when nothing does.
@@ -221,7 +211,7 @@ std::string errors_text(const std::string &errors)
 {
     std::string text;
     bool complete = false;
-    for (const std::string &line : split_lines(errors, complete)) {
+    for (const std::string &line : forms::split_lines(errors, complete)) {
         text += "# on standard error: " + escape(line) + "\n";
     }
     return text;
@@ -232,7 +222,7 @@ std::string content_text(const char *lines, const char *bytes, const std::string
                          const std::string &content)
 {
     bool complete = true;
-    const Lines content_lines = split_lines(content, complete);
+    const Lines content_lines = forms::split_lines(content, complete);
     if (!complete || content.find('\0') != std::string::npos) {
         return std::string(bytes) + " " + escape(path) + " " + escape(content) + "\n";
     }
@@ -294,7 +284,7 @@ std::string print_scenario(const Programs &programs, const Scenario &scenario)
     for (const Run &run : scenario.runs) {
         const bench::Trace trace = root.run(bench_run(programs, scenario.setup, run));
         text += (text.empty() ? "" : "\n") + run_directive(run) + "\ntrace\n";
-        for (const std::string &line : shorten_trace(plain_lines(trace))) {
+        for (const std::string &line : forms::shorten_trace(plain_lines(trace))) {
             text += "| " + line + "\n";
         }
         text += trace.status != 0 ? "exit " + std::to_string(trace.status) + "\n" : "";

@@ -3,9 +3,15 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tests/runner/text.h"
+#include "forms/escapes.h"
+#include "forms/events.h"
+#include "forms/words.h"
 
 namespace {
+
+using forms::read_number;
+using forms::take_word;
+using forms::unescape;
 
 // A directive with the "|" lines below it.
 struct BodyLine {
@@ -41,25 +47,6 @@ struct Reader {
 
 // ---- pieces of a directive ------------------------------------------------------------------------------
 
-bool read_number(std::string_view text, int &number)
-{
-    const std::string digits(text);
-    if (digits.empty() || digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-    }
-    number = atoi(digits.c_str());
-    return true;
-}
-
-// Cuts the first word off `text`, without the blank after it.
-std::string_view take_word(std::string_view &text)
-{
-    const size_t end = text.find(' ');
-    const std::string_view word = text.substr(0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    return word;
-}
-
 bool read_path(Reader &reader, std::string_view text, std::string &path)
 {
     if (!unescape(text, path, reader.why)) {
@@ -71,7 +58,7 @@ bool read_path(Reader &reader, std::string_view text, std::string &path)
     return true;
 }
 
-bool read_entry(Reader &reader, const std::string &text, SettingEntry &entry)
+bool read_entry(Reader &reader, const std::string &text, forms::Setting &entry)
 {
     std::string plain;
     if (!unescape(text, plain, reader.why)) {
@@ -110,15 +97,6 @@ bool read_path_and_bytes(Reader &reader, const std::string &rest, ExpectedFile &
     std::string_view text = rest;
     const std::string_view path = take_word(text);
     return read_path(reader, path, file.path) && unescape(text, file.bytes, reader.why);
-}
-
-// "TOOL WORDS"
-bool read_call(Reader &reader, std::string_view text, std::string &tool, std::string &words)
-{
-    if (!unescape(take_word(text), tool, reader.why) || !unescape(text, words, reader.why)) {
-        return false;
-    }
-    return !tool.empty() || reader.refuse("the tool's name is missing");
 }
 
 // Whether a file of its own stands where the settings or the defaults would be written.
@@ -208,46 +186,22 @@ bool on_interface(Reader &reader, const Directive &directive)
     return true;
 }
 
-bool add_reply(Reader &reader, const Directive &directive, std::string_view call, int status)
-{
-    ReplySetup reply{"", "", "", status};
-    if (!read_call(reader, call, reply.tool, reply.words) || !read_body(reader, directive, reply.output)) {
-        return false;
-    }
-    reader.scenario.setup.replies.push_back(reply);
-    return true;
-}
-
 bool on_reply(Reader &reader, const Directive &directive)
 {
-    return add_reply(reader, directive, directive.rest, 0);
+    forms::Reply &reply = reader.scenario.setup.replies.emplace_back();
+    return forms::read_reply(directive.rest, reply, reader.why) && read_body(reader, directive, reply.output);
 }
 
 bool on_status_reply(Reader &reader, const Directive &directive)
 {
-    std::string_view call = directive.rest;
-    int status = 0;
-    if (!read_number(take_word(call), status) || status > 255) {
-        return reader.refuse("status-reply N TOOL WORDS expected, N at most 255");
-    }
-    return add_reply(reader, directive, call, status);
+    forms::Reply &reply = reader.scenario.setup.replies.emplace_back();
+    return forms::read_status_reply(directive.rest, reply, reader.why) &&
+           read_body(reader, directive, reply.output);
 }
 
 bool on_effect(Reader &reader, const Directive &directive)
 {
-    const std::string arrow = " => ";
-    const size_t at = directive.rest.find(arrow);
-    EffectSetup effect;
-    if (at == std::string::npos) {
-        return reader.refuse("effect TOOL WORDS => COMMAND expected");
-    }
-    const std::string_view rest = directive.rest;
-    if (!read_call(reader, rest.substr(0, at), effect.tool, effect.words) ||
-        !unescape(rest.substr(at + arrow.size()), effect.command, reader.why)) {
-        return false;
-    }
-    reader.scenario.setup.effects.push_back(effect);
-    return true;
+    return forms::read_effect(directive.rest, reader.scenario.setup.effects.emplace_back(), reader.why);
 }
 
 bool on_clock(Reader &reader, const Directive &directive)
@@ -294,7 +248,7 @@ bool add_run(Reader &reader, const Directive &directive, RunKind kind, bool need
     Run &run = reader.scenario.runs.emplace_back();
     run.line = directive.line;
     run.kind = kind;
-    if (!split_words(directive.rest, run.words, reader.why)) {
+    if (!forms::split_words(directive.rest, run.words, reader.why)) {
         return false;
     }
     return !needs_word || !run.words.empty() || reader.refuse(directive.name + " needs a word");
@@ -327,7 +281,7 @@ bool on_trace(Reader &reader, const Directive &directive)
     }
     std::vector<std::string> plain;
     for (const BodyLine &body : directive.body) {
-        if (!expand_trace_line(body.text, plain, reader.why)) {
+        if (!forms::expand_trace_line(body.text, plain, reader.why)) {
             return reader.refuse_at(body.line, reader.why);
         }
     }
@@ -483,7 +437,7 @@ bool sort_line(Reader &reader, std::string_view line, std::vector<Directive> &di
 bool sort_lines(Reader &reader, std::string_view text, std::vector<Directive> &directives)
 {
     bool complete = true;
-    for (const std::string &line : split_lines(text, complete)) {
+    for (const std::string &line : forms::split_lines(text, complete)) {
         reader.line++;
         if (!sort_line(reader, line, directives)) {
             return false;
@@ -534,134 +488,6 @@ bool read_scenario(Reader &reader, std::string_view text)
     return check_whole(reader);
 }
 
-// ---- lines of a trace -----------------------------------------------------------------------------------
-
-void add_plain(std::vector<std::string> &plain, const std::string &indent, const char *word,
-               const std::string &text)
-{
-    const std::string written = escape(text);
-    plain.push_back(indent + word + (written.empty() ? "" : " ") + written);
-}
-
-void add_output(std::vector<std::string> &plain, const std::string &indent, const std::string &text)
-{
-    bool complete = true;
-    std::vector<std::string> lines = split_lines(text + "\n", complete);
-    for (const std::string &line : lines) {
-        add_plain(plain, indent, "out", line);
-    }
-}
-
-void add_system(std::vector<std::string> &plain, const std::string &indent, const std::string &command)
-{
-    add_plain(plain, indent, "sh", command);
-    add_plain(plain, indent, "usleep", "1");
-}
-
-bool is_plain_text_word(std::string_view word)
-{
-    return word == "sh" || word == "out+" || word == "hostname" || word == "domainname";
-}
-
-bool expand_text_line(std::string_view word, const std::string &indent, const std::string &text,
-                      std::vector<std::string> &plain)
-{
-    if (word == "SYSTEM") {
-        add_system(plain, indent, text);
-    } else if (word == "MY_SYSTEM") {
-        add_output(plain, indent, text);
-        add_plain(plain, indent, "sh", text);
-    } else if (word == "out") {
-        add_output(plain, indent, text);
-    } else if (is_plain_text_word(word)) {
-        add_plain(plain, indent, std::string(word).c_str(), text);
-    } else {
-        return false;
-    }
-    return true;
-}
-
-bool expand_frame(const std::string &indent, std::string_view text, std::vector<std::string> &plain)
-{
-    const std::string name(take_word(text));
-    if (name.empty() || text.empty()) {
-        return false;
-    }
-    add_plain(plain, indent, "out", "ap_name=" + name + " action=" + std::string(text));
-    add_system(plain, indent, "/bin/cp /proc/uptime /tmp//var/run/rc." + name + ".run");
-    return true;
-}
-
-bool is_number_line(std::string_view word, std::string_view text)
-{
-    int number = 0;
-    if (word == "kill") {
-        text = text.substr(0, 1) == "-" ? text.substr(1) : text;
-        return read_number(take_word(text), number) && read_number(text, number);
-    }
-    return (word == "sleep" || word == "usleep" || word == "klog") && read_number(text, number);
-}
-
-const char kSystemPause[] = "usleep 1";
-
-// Where the plain line is indent + word + blank + text: the text.
-bool has_word(const std::string &line, const std::string &start, std::string &text)
-{
-    if (line.compare(0, start.size(), start) != 0) {
-        return false;
-    }
-    text = line.substr(start.size());
-    return true;
-}
-
-std::string indent_of(const std::string &line)
-{
-    size_t end = 0;
-    while (line.compare(end, 2, "> ") == 0) {
-        end += 2;
-    }
-    return line.substr(0, end);
-}
-
-// Tries to join the lines from `at` on; the number of lines joined, 0 when they do not fit.
-size_t join_frame(const std::vector<std::string> &plain, size_t at, std::string &joined)
-{
-    const std::string indent = indent_of(plain[at]);
-    std::string words;
-    if (at + 2 >= plain.size() || !has_word(plain[at], indent + "out ap_name=", words)) {
-        return 0;
-    }
-    const size_t action = words.find(" action=");
-    const std::string name = words.substr(0, action);
-    if (action == std::string::npos || name.empty() || action + 8 == words.size() ||
-        name.find(' ') != std::string::npos ||
-        plain[at + 1] != indent + "sh /bin/cp /proc/uptime /tmp//var/run/rc." + name + ".run" ||
-        plain[at + 2] != indent + kSystemPause) {
-        return 0;
-    }
-    joined = indent + "frame " + name + " " + words.substr(action + 8);
-    return 3;
-}
-
-size_t join_command(const std::vector<std::string> &plain, size_t at, std::string &joined)
-{
-    const std::string indent = indent_of(plain[at]);
-    std::string text;
-    if (at + 1 >= plain.size()) {
-        return 0;
-    }
-    if (has_word(plain[at], indent + "sh ", text) && plain[at + 1] == indent + kSystemPause) {
-        joined = indent + "SYSTEM " + text;
-        return 2;
-    }
-    const bool yields = at + 2 < plain.size() && plain[at + 2] == indent + kSystemPause;
-    if (!yields && has_word(plain[at], indent + "out ", text) && plain[at + 1] == indent + "sh " + text) {
-        joined = indent + "MY_SYSTEM " + text;
-        return 2;
-    }
-    return 0;
-}
-
 }  // namespace
 
 bool parse_scenario(const std::string &path, std::string_view text, Scenario &scenario, std::string &why)
@@ -685,39 +511,4 @@ bool check_expectations(const Scenario &scenario, std::string &why)
         }
     }
     return true;
-}
-
-bool expand_trace_line(std::string_view line, std::vector<std::string> &plain, std::string &why)
-{
-    const std::string indent = indent_of(std::string(line));
-    line.remove_prefix(indent.size());
-    const std::string_view word = take_word(line);
-    std::string text;
-    if (!unescape(line, text, why)) {
-        return false;
-    }
-    if (expand_text_line(word, indent, text, plain)) {
-        return true;
-    }
-    if (word == "frame" ? expand_frame(indent, text, plain) : is_number_line(word, text)) {
-        if (word != "frame") {
-            add_plain(plain, indent, std::string(word).c_str(), text);
-        }
-        return true;
-    }
-    why = "not a line of a trace: \"" + escape(std::string(word) + " " + text) + "\"";
-    return false;
-}
-
-std::vector<std::string> shorten_trace(const std::vector<std::string> &plain)
-{
-    std::vector<std::string> lines;
-    for (size_t at = 0; at < plain.size();) {
-        std::string joined = plain[at];
-        size_t count = join_frame(plain, at, joined);
-        count = count != 0 ? count : join_command(plain, at, joined);
-        lines.push_back(joined);
-        at += count != 0 ? count : 1;
-    }
-    return lines;
 }

@@ -8,10 +8,8 @@
 #include <string_view>
 #include <vector>
 
-struct SettingEntry {
-    std::string key;
-    std::string value;
-};
+#include "forms/replies.h"
+#include "forms/settings.h"
 
 enum class FileKind { content, missing, directory };
 
@@ -27,20 +25,6 @@ struct InterfaceSetup {
     int bits;
 };
 
-// A prepared answer of a stand-in tool to a call whose words begin with `words`.
-struct ReplySetup {
-    std::string tool;
-    std::string words;
-    std::string output;
-    int status;
-};
-
-struct EffectSetup {
-    std::string tool;
-    std::string words;
-    std::string command;
-};
-
 struct PauseSetup {
     int number;
     std::string command;
@@ -48,16 +32,16 @@ struct PauseSetup {
 
 // Everything that stands before the first run.
 struct Setup {
-    std::vector<SettingEntry> settings;
-    std::vector<SettingEntry> defaults;
+    std::vector<forms::Setting> settings;
+    std::vector<forms::Setting> defaults;
     bool defaults_of_image = false;
     bool no_store = false;
     bool nested = false;
     std::optional<std::string> clock;
     std::vector<FileSetup> files;
     std::vector<InterfaceSetup> interfaces;
-    std::vector<ReplySetup> replies;
-    std::vector<EffectSetup> effects;
+    std::vector<forms::Reply> replies;
+    std::vector<forms::Effect> effects;
     std::vector<PauseSetup> pauses;
 };
 
@@ -78,7 +62,7 @@ struct Run {
     std::optional<int> status;
     std::vector<ExpectedFile> files;
     std::vector<std::string> gone;
-    std::vector<SettingEntry> settings;
+    std::vector<forms::Setting> settings;
     std::vector<std::string> unset;
 };
 
@@ -94,9 +78,3 @@ bool parse_scenario(const std::string &path, std::string_view text, Scenario &sc
 
 // A run that expects nothing would pass whatever happens: true when every run expects something.
 bool check_expectations(const Scenario &scenario, std::string &why);
-
-// Reads one line of a trace and appends the plain lines it stands for.
-bool expand_trace_line(std::string_view line, std::vector<std::string> &plain, std::string &why);
-
-// The inverse for a whole trace: joins plain lines into SYSTEM, MY_SYSTEM and frame where they fit.
-std::vector<std::string> shorten_trace(const std::vector<std::string> &plain);

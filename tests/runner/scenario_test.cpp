@@ -27,7 +27,7 @@ Lines plain_trace(const std::string &line)
 {
     Lines plain;
     std::string why;
-    EXPECT_TRUE(expand_trace_line(line, plain, why)) << why;
+    EXPECT_TRUE(forms::expand_trace_line(line, plain, why)) << why;
     return plain;
 }
 
@@ -35,7 +35,7 @@ std::string bad_trace_line(const std::string &line)
 {
     Lines plain;
     std::string why;
-    EXPECT_FALSE(expand_trace_line(line, plain, why));
+    EXPECT_FALSE(forms::expand_trace_line(line, plain, why));
     return why;
 }
 
@@ -309,9 +309,9 @@ TEST(Trace, IsShortenedWhereItFits)
     std::string why;
     const Lines shorthand = {"frame lan start", "SYSTEM a", "MY_SYSTEM b", "out c", "sleep 1", "> SYSTEM d"};
     for (const std::string &line : shorthand) {
-        ASSERT_TRUE(expand_trace_line(line, plain, why)) << why;
+        ASSERT_TRUE(forms::expand_trace_line(line, plain, why)) << why;
     }
-    EXPECT_EQ(shorten_trace(plain), shorthand);
+    EXPECT_EQ(forms::shorten_trace(plain), shorthand);
 }
 
 TEST(Trace, IsNotShortenedWithoutANameOrAnAction)
@@ -321,14 +321,14 @@ TEST(Trace, IsNotShortenedWithoutANameOrAnAction)
         "out ap_name=b action=", "sh /bin/cp /proc/uptime /tmp//var/run/rc.b.run", "usleep 2"};
     Lines yielding = plain;
     yielding[2] = yielding[5] = "usleep 1";
-    EXPECT_EQ(shorten_trace(plain), plain);
-    EXPECT_EQ(shorten_trace(yielding).size(), 4U);
+    EXPECT_EQ(forms::shorten_trace(plain), plain);
+    EXPECT_EQ(forms::shorten_trace(yielding).size(), 4U);
 }
 
 TEST(Trace, IsNotShortenedAcrossRuns)
 {
     const Lines plain = {"sh a", "> usleep 1", "usleep 10", "out b", "> sh b"};
-    EXPECT_EQ(shorten_trace(plain), plain);
+    EXPECT_EQ(forms::shorten_trace(plain), plain);
 }
 
 }  // namespace

@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "forms/escapes.h"
+#include "forms/settings.h"
+#include "forms/store.h"
 #include "rc/nvram.h"
-#include "tools/store_check.h"
-#include "tools/text_form.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ std::string unescaped(const std::string &text)
 {
     std::string out;
     std::string why;
-    EXPECT_TRUE(text_form::unescape(text, out, why)) << why;
+    EXPECT_TRUE(forms::unescape(text, out, why)) << why;
     return out;
 }
 
@@ -34,42 +35,46 @@ std::string refused_escape(const std::string &text)
 {
     std::string out;
     std::string why;
-    EXPECT_FALSE(text_form::unescape(text, out, why)) << out;
+    EXPECT_FALSE(forms::unescape(text, out, why)) << out;
     return why;
 }
 
 std::string store_of(const std::string &text)
 {
-    std::string store = "unchanged";
-    text_form::Fault fault;
-    EXPECT_TRUE(text_form::to_store(text, store, fault)) << fault.line << ": " << fault.why;
-    return store;
+    std::vector<forms::Setting> settings;
+    forms::Fault fault;
+    EXPECT_TRUE(forms::read_settings(text, settings, fault)) << fault.in("text");
+    return forms::store_bytes(settings);
 }
 
-// "LINE: WHY", and the store must not change.
+std::string text_of(const std::string &store)
+{
+    return forms::settings_text(forms::store_settings(store));
+}
+
+// "FILE:LINE: WHY"
 std::string refused_text(const std::string &text)
 {
-    std::string store = "unchanged";
-    text_form::Fault fault;
-    EXPECT_FALSE(text_form::to_store(text, store, fault));
-    EXPECT_EQ(store, "unchanged");
-    return std::to_string(fault.line) + ": " + fault.why;
+    std::vector<forms::Setting> settings;
+    forms::Fault fault;
+    EXPECT_FALSE(forms::read_settings(text, settings, fault));
+    return fault.in("t");
 }
 
 TEST(TextForm, EscapesWhatATerminalDoesNotShow)
 {
-    EXPECT_EQ(escape("a\nb\tc\\d\x01\x7f\xff"), "a\\nb\\tc\\\\d\\x01\\x7f\\xff");
-    EXPECT_EQ(escape("two  blanks"), "two  blanks");
-    EXPECT_EQ(escape("blank at the end "), "blank at the end\\x20");
-    EXPECT_EQ(escape(" "), "\\x20");
-    EXPECT_EQ(escape(""), "");
+    EXPECT_EQ(forms::escape("a\nb\tc\\d\x01\x7f\xff"), "a\\nb\\tc\\\\d\\x01\\x7f\\xff");
+    EXPECT_EQ(forms::escape("two  blanks"), "two  blanks");
+    EXPECT_EQ(forms::escape("blank at the end "), "blank at the end\\x20");
+    EXPECT_EQ(forms::escape(" "), "\\x20");
+    EXPECT_EQ(forms::escape(""), "");
 }
 
 TEST(TextForm, EveryByteComesBack)
 {
     for (int byte = 1; byte < 256; ++byte) {
         const std::string value(3, static_cast<char>(byte));
-        const std::string escaped = escape(value);
+        const std::string escaped = forms::escape(value);
         EXPECT_EQ(unescaped(escaped), value) << byte;
         for (const char c : escaped) {
             EXPECT_TRUE(c >= ' ' && c <= '~') << byte;
@@ -88,7 +93,6 @@ TEST(TextForm, WrongEscapesAreRefused)
     for (const char *text : {"\\", "\\q", "\\N", "\\x", "\\x1", "\\xg1", "\\x1g", "a\\", "\\ n"}) {
         EXPECT_EQ(refused_escape(text), why) << text;
     }
-    EXPECT_EQ(refused_escape("\\x00"), "an entry cannot hold the byte 0");
     EXPECT_EQ(refused_escape("a\rb"), "a control byte is written \\n, \\t or \\xHH");
     EXPECT_EQ(refused_escape("a\0b"s), "a control byte is written \\n, \\t or \\xHH");
 }
@@ -109,19 +113,39 @@ TEST(TextForm, CommentsAndBlankLinesArePassedOver)
 
 TEST(TextForm, WrongLinesAreRefusedByNumber)
 {
-    EXPECT_EQ(refused_text("a=1\n\nabc\n"), "3: no \"=\" in entry");
-    EXPECT_EQ(refused_text("=1\n"), "1: no key before \"=\"");
-    EXPECT_EQ(refused_text("a=1\nb=2\na=3\n"), "3: key a stands on line 1 already");
-    EXPECT_EQ(refused_text("a=1\r\n"), "1: a control byte is written \\n, \\t or \\xHH");
-    EXPECT_EQ(refused_text("a\\x3db=1\n"), "1: a key cannot hold \"=\"");
-    EXPECT_EQ(refused_text("\\q=1\n"), "1: a backslash begins \\n, \\t, \\\\ or \\xHH");
+    EXPECT_EQ(refused_text("a=1\n\nabc\n"), "t:3: no \"=\" in entry");
+    EXPECT_EQ(refused_text("=1\n"), "t:1: no key before \"=\"");
+    EXPECT_EQ(refused_text("a=1\nb=2\na=3\n"), "t:3: key a is on line 1 already");
+    EXPECT_EQ(refused_text("a=1\r\nb=2\n"), "t:1: a carriage return at the end of a line is written \\x0d");
+    EXPECT_EQ(refused_text("a=1\r2\n"), "t:1: a control byte is written \\n, \\t or \\xHH");
+    EXPECT_EQ(refused_text("a=\\x00\n"), "t:1: an entry cannot hold the byte 0");
+    EXPECT_EQ(refused_text("a\\x3db=1\n"), "t:1: a key cannot hold \"=\"");
+    EXPECT_EQ(refused_text("\\q=1\n"), "t:1: a backslash begins \\n, \\t, \\\\ or \\xHH");
+}
+
+TEST(TextForm, FilesOfOtherKindsAreNamed)
+{
+    EXPECT_EQ(refused_text("a=1\0b=2\0\0"s), "t: this is a store, not text; use nvram -f FILE export");
+    EXPECT_EQ(refused_text("\0NOR\0\0\0\5"s),
+              "t: this is a flash image, not text; use nvram --flash FILE export");
+    EXPECT_EQ(refused_text("\xff\xfe"
+                           "a\0=\0"
+                           "1\0"s),
+              "t: this is text in UTF-16; save it as UTF-8");
+}
+
+TEST(TextForm, TextOfOtherSystemsIsUnderstood)
+{
+    EXPECT_EQ(store_of("\xef\xbb\xbf"
+                       "a=1\r\n\r\nb=2\r\nc=3"),
+              "a=1\0b=2\0c=3\0\0"s);
 }
 
 TEST(TextForm, AKeyLikeACommentSurvives)
 {
     const std::string store = "#key=1\0\t=2\0 =3\0\0"s;
-    EXPECT_EQ(text_form::from_store(store), "\\x23key=1\n\\t=2\n\\x20=3\n");
-    EXPECT_EQ(store_of(text_form::from_store(store)), store);
+    EXPECT_EQ(text_of(store), "\\x23key=1\n\\t=2\n\\x20=3\n");
+    EXPECT_EQ(store_of(text_of(store)), store);
 }
 
 TEST(TextForm, StoresSurviveTheWayToTextAndBack)
@@ -141,16 +165,16 @@ TEST(TextForm, StoresSurviveTheWayToTextAndBack)
         for (size_t left = random() % 20; left > 0; --left) {
             store = store_replace(store, "k" + text(8, "="), text(60, ""));
         }
-        EXPECT_EQ(store_of(text_form::from_store(store)), store);
+        EXPECT_EQ(store_of(text_of(store)), store);
     }
 }
 
 // ---- damage ----------------------------------------------------------------------------------------------
 
-std::string report(const std::vector<Damage> &found)
+std::string report(const std::vector<forms::Damage> &found)
 {
     std::string text;
-    for (const Damage &damage : found) {
+    for (const forms::Damage &damage : found) {
         text +=
             std::to_string(damage.offset) + (damage.is_lost ? " lost: " : " kept: ") + damage.reason + "\n";
     }
@@ -159,26 +183,26 @@ std::string report(const std::vector<Damage> &found)
 
 TEST(StoreCheck, SoundStores)
 {
-    EXPECT_EQ(report(check_store("\0"s)), "");
-    EXPECT_EQ(report(check_store("a=1\0\0"s)), "");
-    EXPECT_EQ(report(check_store("a=\0b==\0ab=1\0\0"s)), "");
+    EXPECT_EQ(report(forms::check_store("\0"s)), "");
+    EXPECT_EQ(report(forms::check_store("a=1\0\0"s)), "");
+    EXPECT_EQ(report(forms::check_store("a=\0b==\0ab=1\0\0"s)), "");
 }
 
 TEST(StoreCheck, DamagedStores)
 {
-    EXPECT_EQ(report(check_store("")), "0 lost: the final NUL is missing\n");
-    EXPECT_EQ(report(check_store("a=1\0"s)), "4 lost: the final NUL is missing\n");
-    EXPECT_EQ(report(check_store("a=1\0b=2"s)), "4 lost: truncated entry: no NUL ends it\n");
-    EXPECT_EQ(report(check_store("a=1\0word\0b=2\0\0"s)), "4 lost: entry without \"=\"\n");
-    EXPECT_EQ(report(check_store("=1\0\0"s)), "0 lost: entry without a key\n");
-    EXPECT_EQ(report(check_store("a=1\0\0b=2\0\0"s)), "5 lost: 5 bytes behind the final NUL\n");
-    EXPECT_EQ(report(check_store("a=1\0b=2\0a=1\0a=3\0\0"s)),
+    EXPECT_EQ(report(forms::check_store("")), "0 lost: the final NUL is missing\n");
+    EXPECT_EQ(report(forms::check_store("a=1\0"s)), "4 lost: the final NUL is missing\n");
+    EXPECT_EQ(report(forms::check_store("a=1\0b=2"s)), "4 lost: truncated entry: no NUL ends it\n");
+    EXPECT_EQ(report(forms::check_store("a=1\0word\0b=2\0\0"s)), "4 lost: entry without \"=\"\n");
+    EXPECT_EQ(report(forms::check_store("=1\0\0"s)), "0 lost: entry without a key\n");
+    EXPECT_EQ(report(forms::check_store("a=1\0\0b=2\0\0"s)), "5 lost: 5 bytes behind the final NUL\n");
+    EXPECT_EQ(report(forms::check_store("a=1\0b=2\0a=1\0a=3\0\0"s)),
               "8 kept: duplicate key a, first at byte 0\n12 kept: duplicate key a, first at byte 0\n");
 }
 
 TEST(StoreCheck, AllDamageIsReportedWithItsPlaceInTheFile)
 {
-    EXPECT_EQ(report(check_store("a=1\0x\0a=2\0cut"s, 40)),
+    EXPECT_EQ(report(forms::check_store("a=1\0x\0a=2\0cut"s, 40)),
               "44 lost: entry without \"=\"\n46 kept: duplicate key a, first at byte 40\n"
               "50 lost: truncated entry: no NUL ends it\n");
 }
@@ -195,30 +219,30 @@ const std::string kHeader = "\0NOR\0\0\0\5\x45\x98\x06\x3b\0\0\0\0"s;
 
 TEST(FlashCheck, SoundImage)
 {
-    EXPECT_EQ(report(check_flash(image_of(kStore, kHeader))), "");
-    EXPECT_EQ(report(check_flash(image_of(kStore, kHeader) + "rest of the partition")), "");
-    EXPECT_EQ(flash_store(image_of(kStore, kHeader) + "rest"), kStore);
+    EXPECT_EQ(report(forms::check_flash(image_of(kStore, kHeader))), "");
+    EXPECT_EQ(report(forms::check_flash(image_of(kStore, kHeader) + "rest of the partition")), "");
+    EXPECT_EQ(forms::flash_store(image_of(kStore, kHeader) + "rest"), kStore);
 }
 
 TEST(FlashCheck, DamagedImages)
 {
-    EXPECT_EQ(report(check_flash("")), "0 lost: truncated header\n");
-    EXPECT_EQ(report(check_flash(kHeader.substr(0, 15))), "15 lost: truncated header\n");
-    EXPECT_EQ(report(check_flash(std::string(100, '\xff'))),
+    EXPECT_EQ(report(forms::check_flash("")), "0 lost: truncated header\n");
+    EXPECT_EQ(report(forms::check_flash(kHeader.substr(0, 15))), "15 lost: truncated header\n");
+    EXPECT_EQ(report(forms::check_flash(std::string(100, '\xff'))),
               "0 lost: bad magic 0xffffffff, not 0x004e4f52\n");
-    EXPECT_EQ(report(check_flash(kHeader)),
+    EXPECT_EQ(report(forms::check_flash(kHeader)),
               "4 lost: the length is 5, but only 0 bytes of data are there\n"
               "40 lost: the final NUL is missing\n");
-    EXPECT_EQ(report(check_flash(image_of("a=1\0"s, kHeader))),
+    EXPECT_EQ(report(forms::check_flash(image_of("a=1\0"s, kHeader))),
               "4 lost: the length is 5, but only 4 bytes of data are there\n"
               "44 lost: the final NUL is missing\n");
-    EXPECT_EQ(report(check_flash(image_of("a=2\0\0"s, kHeader))),
+    EXPECT_EQ(report(forms::check_flash(image_of("a=2\0\0"s, kHeader))),
               "8 lost: checksum 0x4598063b, but the data has 0x47deb862\n");
 }
 
 TEST(FlashCheck, ALengthBeyondEverythingIsNoOverrun)
 {
-    EXPECT_EQ(report(check_flash(image_of("a=1\0\0"s, "\0NOR\xff\xff\xff\xff\0\0\0\0\0\0\0\0"s))),
+    EXPECT_EQ(report(forms::check_flash(image_of("a=1\0\0"s, "\0NOR\xff\xff\xff\xff\0\0\0\0\0\0\0\0"s))),
               "4 lost: the length is 4294967295, but only 5 bytes of data are there\n");
 }
 

@@ -654,7 +654,7 @@ void compare_start(bench::Root &root, const std::string &format, const Lines &re
     for (const std::string &record : records) {
         setting += record + "\x01";
     }
-    SCOPED_TRACE(escape(setting));
+    SCOPED_TRACE(bench::escape(setting));
     root.write("/tmp/nvram", bench::store_bytes({{"wan_ifname", "nas0"}, {"vpn", setting}}));
     root.write("/proc/br_trigger", "");
     root.remove("/etc/ipsec.secrets");

@@ -177,7 +177,8 @@ TEST_P(WanHostile, CircuitListing)
                 deleted.push_back(line.substr(command.size()));
             }
         }
-        EXPECT_EQ(bench::unified_difference(deleted_circuits(listing), deleted), "") << escape(listing);
+        EXPECT_EQ(bench::unified_difference(deleted_circuits(listing), deleted), "")
+            << bench::escape(listing);
     }
 }
 

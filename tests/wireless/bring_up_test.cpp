@@ -395,7 +395,7 @@ TEST_P(RandomSettings, AreBroughtUpByTheRules)
         const Settings settings = random_settings(random);
         std::string shown;
         for (const auto &[key, value] : settings) {
-            shown += key + "=" + escape(value) + "\n";
+            shown += key + "=" + bench::escape(value) + "\n";
         }
         SCOPED_TRACE(shown);
         compare(settings, bring_up(root, settings));

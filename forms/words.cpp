@@ -1,4 +1,10 @@
-#include "tests/runner/text.h"
+#include "forms/words.h"
+
+#include <cstdlib>
+
+#include "forms/escapes.h"
+
+namespace forms {
 
 namespace {
 
@@ -9,25 +15,29 @@ bool needs_quotes(std::string_view word)
 
 }  // namespace
 
-bool unescape(std::string_view text, std::string &out, std::string &why)
+std::string_view take_word(std::string_view &text)
 {
-    out.clear();
-    while (!text.empty()) {
-        if (text[0] == '\\') {
-            const int byte = take_escape(text);
-            if (byte < 0) {
-                why = "a backslash begins \\n, \\t, \\\\ or \\xHH";
-                return false;
-            }
-            out += static_cast<char>(byte);
-        } else if (is_control(text[0])) {
-            why = text[0] == '\t' ? "a tab is written \\t" : "a control byte is written \\xHH";
-            return false;
-        } else {
-            out += text[0];
-            text.remove_prefix(1);
-        }
+    const size_t end = text.find(' ');
+    const std::string_view word = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return word;
+}
+
+std::string_view take_line(std::string_view &text)
+{
+    const size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return line;
+}
+
+bool read_number(std::string_view text, int &number)
+{
+    const std::string digits(text);
+    if (digits.empty() || digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
     }
+    number = atoi(digits.c_str());
     return true;
 }
 
@@ -87,3 +97,5 @@ std::vector<std::string> split_lines(std::string_view text, bool &complete)
     }
     return lines;
 }
+
+}  // namespace forms

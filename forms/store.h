@@ -1,10 +1,12 @@
-// Finds damage in settings stores and flash images.
+// Settings stores and flash images as bytes: what is damaged in them, and where the store of an image is.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace forms {
 
 // One damaged place.
 struct Damage {
@@ -14,7 +16,7 @@ struct Damage {
 };
 
 // The damage of a store, in order of place; `base` is where the store begins in its file. A key that
-// stands twice is damage, but nothing is lost by it.
+// is there twice is damage, but nothing is lost by it.
 std::vector<Damage> check_store(std::string_view store, size_t base = 0);
 
 // The damage of a flash image, its store included when there is one.
@@ -22,3 +24,5 @@ std::vector<Damage> check_flash(std::string_view image);
 
 // The store inside a flash image; as much of it as is there.
 std::string_view flash_store(std::string_view image);
+
+}  // namespace forms

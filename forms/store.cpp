@@ -1,12 +1,14 @@
-#include "tools/store_check.h"
+#include "forms/store.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <map>
 
+#include "forms/escapes.h"
 #include "rc/nvram.h"
-#include "tools/escapes.h"
+
+namespace forms {
 
 namespace {
 
@@ -26,7 +28,7 @@ FlashHeader header_of(std::string_view image)
 
 using FirstPlaces = std::map<std::string_view, size_t>;
 
-// Looks at one entry and notes where its key stands.
+// Looks at one entry and notes where its key is.
 void check_entry(std::string_view entry, size_t offset, FirstPlaces &places, std::vector<Damage> &found)
 {
     const size_t equals = entry.find('=');
@@ -105,3 +107,5 @@ std::string_view flash_store(std::string_view image)
     }
     return image.substr(kFlashDataOffset, header_of(image).length);
 }
+
+}  // namespace forms

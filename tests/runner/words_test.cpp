@@ -1,5 +1,7 @@
 // Escapes and words of the scenario format, and the difference that a failure shows.
-#include "tests/runner/text.h"
+#include "forms/words.h"
+
+#include "forms/escapes.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +13,8 @@ using Lines = std::vector<std::string>;
 
 TEST(Escapes, WriteEveryByteVisibly)
 {
-    EXPECT_EQ(escape("a\n\t\\\x01\x7f\xff b "), "a\\n\\t\\\\\\x01\\x7f\\xff b\\x20");
-    EXPECT_EQ(escape(std::string_view("\0", 1)), "\\x00");
+    EXPECT_EQ(forms::escape("a\n\t\\\x01\x7f\xff b "), "a\\n\\t\\\\\\x01\\x7f\\xff b\\x20");
+    EXPECT_EQ(forms::escape(std::string_view("\0", 1)), "\\x00");
 }
 
 TEST(Escapes, AreReadBack)
@@ -24,7 +26,7 @@ TEST(Escapes, AreReadBack)
     every += ' ';
     std::string again;
     std::string why;
-    ASSERT_TRUE(unescape(escape(every), again, why)) << why;
+    ASSERT_TRUE(forms::unescape(forms::escape(every), again, why)) << why;
     EXPECT_EQ(again, every);
 }
 
@@ -32,9 +34,9 @@ TEST(Escapes, CutShortAreRefused)
 {
     std::string out;
     std::string why;
-    EXPECT_FALSE(unescape("\\", out, why));
-    EXPECT_FALSE(unescape("\\x1", out, why));
-    EXPECT_FALSE(unescape("\\x1g", out, why));
+    EXPECT_FALSE(forms::unescape("\\", out, why));
+    EXPECT_FALSE(forms::unescape("\\x1", out, why));
+    EXPECT_FALSE(forms::unescape("\\x1g", out, why));
 }
 
 TEST(Words, AreReadBack)
@@ -42,18 +44,18 @@ TEST(Words, AreReadBack)
     const Lines words = {"a", "", "b c", "d\"e", "\n", " "};
     Lines again;
     std::string why;
-    ASSERT_TRUE(split_words(join_words(words), again, why)) << why;
+    ASSERT_TRUE(forms::split_words(forms::join_words(words), again, why)) << why;
     EXPECT_EQ(again, words);
 }
 
 TEST(LinesOfText, TellWhetherTheLastIsComplete)
 {
     bool complete = true;
-    EXPECT_EQ(split_lines("a\n\nb", complete), (Lines{"a", "", "b"}));
+    EXPECT_EQ(forms::split_lines("a\n\nb", complete), (Lines{"a", "", "b"}));
     EXPECT_FALSE(complete);
-    EXPECT_EQ(split_lines("a\n", complete), (Lines{"a"}));
+    EXPECT_EQ(forms::split_lines("a\n", complete), (Lines{"a"}));
     EXPECT_TRUE(complete);
-    EXPECT_TRUE(split_lines("", complete).empty());
+    EXPECT_TRUE(forms::split_lines("", complete).empty());
 }
 
 TEST(Difference, OfEqualListsIsEmpty)
