@@ -1,10 +1,12 @@
-#include "bench/rules_view.h"
+#include "bench/show/filter.h"
 
 #include <algorithm>
 #include <array>
 #include <vector>
 
+#include "bench/difference.h"
 #include "bench/iptables_dialect.h"
+#include "bench/show/changes.h"
 
 namespace bench {
 
@@ -167,23 +169,9 @@ class Causes {
     bool after_dmz_ = false;
 };
 
-struct ViewedRule {
-    std::string cause;
-    std::string text;
-};
-
-struct ViewedChain {
-    std::string table;
-    std::string name;
-    std::string policy = {};
-    std::vector<ViewedRule> rules = {};
-};
-
-using Chains = std::vector<ViewedChain>;
-
-ViewedChain &chain_of(Chains &chains, const RuleCommand &command)
+FilterChain &chain_of(FilterChains &chains, const RuleCommand &command)
 {
-    for (ViewedChain &chain : chains) {
+    for (FilterChain &chain : chains) {
         if (chain.table == command.table && chain.name == command.chain) {
             return chain;
         }
@@ -192,67 +180,143 @@ ViewedChain &chain_of(Chains &chains, const RuleCommand &command)
     return chains.back();
 }
 
-void take(Chains &chains, Causes &causes, const RuleCommand &command)
+void take(FilterChains &chains, Causes &causes, const RuleCommand &command)
 {
     if (command.command == 'F' || command.command == 'X' || command.command == '\0') {
         return;
     }
-    ViewedChain &chain = chain_of(chains, command);
+    FilterChain &chain = chain_of(chains, command);
     if (command.command == 'P') {
-        chain.policy = joined(command.words) + ": " + causes.of(command);
+        chain.policy = joined(command.words);
+        chain.policy_cause = causes.of(command);
     } else if (command.command == 'A' || command.command == 'I') {
-        const ViewedRule rule = {causes.of(command), joined(command.words)};
+        const FilterRule rule = {causes.of(command), joined(command.words)};
         chain.rules.insert(command.command == 'I' ? chain.rules.begin() : chain.rules.end(), rule);
     }
 }
 
-void write_chain(std::string &view, const ViewedChain &chain)
+void print_chain(FILE *out, const FilterChain &chain)
 {
-    constexpr size_t kCauseWidth = 22;
-    view += chain.table + " " + chain.name;
-    view += chain.policy.empty() ? "\n" : " (policy " + chain.policy + ")\n";
-    for (const ViewedRule &rule : chain.rules) {
-        const size_t blanks = rule.cause.size() < kCauseWidth ? kCauseWidth - rule.cause.size() : 0;
-        view += "  " + rule.cause + std::string(blanks, ' ') + " " + rule.text + "\n";
+    fprintf(out, "%s %s", chain.table.c_str(), chain.name.c_str());
+    if (!chain.policy.empty()) {
+        fprintf(out, " (policy %s: %s)", chain.policy.c_str(), chain.policy_cause.c_str());
     }
-    view += "\n";
+    fputc('\n', out);
+    for (const FilterRule &rule : chain.rules) {
+        fprintf(out, "  %-22s %s\n", rule.cause.c_str(), rule.text.c_str());
+    }
+    fputc('\n', out);
 }
 
-void write_table(std::string &view, const Chains &chains, const std::string &table)
+void print_table(FILE *out, const FilterChains &chains, const std::string &table)
 {
     std::string empty;
-    for (const ViewedChain &chain : chains) {
+    for (const FilterChain &chain : chains) {
         if (chain.table != table) {
             continue;
         }
         if (chain.rules.empty() && chain.policy.empty()) {
             empty += " " + chain.name;
         } else {
-            write_chain(view, chain);
+            print_chain(out, chain);
         }
     }
     if (!empty.empty()) {
-        view += table + ", chains without rules:" + empty + "\n\n";
+        fprintf(out, "%s, chains without rules:%s\n\n", table.c_str(), empty.c_str());
     }
+}
+
+// The chain, or one of that name without rules.
+FilterChain chain_like(const FilterChains &chains, const FilterChain &wanted)
+{
+    for (const FilterChain &chain : chains) {
+        if (chain.table == wanted.table && chain.name == wanted.name) {
+            return chain;
+        }
+    }
+    return {wanted.table, wanted.name};
+}
+
+std::vector<std::string> rule_lines(const FilterChain &chain)
+{
+    std::vector<std::string> lines;
+    for (const FilterRule &rule : chain.rules) {
+        lines.push_back(rule.cause + "  " + rule.text);
+    }
+    return lines;
+}
+
+// Without what stays and where.
+std::string changed_lines(const std::string &difference)
+{
+    std::string changed;
+    for (const std::string &line : text_lines(difference)) {
+        if (line.starts_with('+') || line.starts_with('-')) {
+            changed += line + "\n";
+        }
+    }
+    return changed;
+}
+
+std::string policy_text(const FilterChain &chain)
+{
+    return chain.policy.empty() ? "" : "policy " + chain.policy + ": " + chain.policy_cause;
+}
+
+std::string policy_difference(const FilterChain &before, const FilterChain &after)
+{
+    if (before.policy == after.policy) {
+        return "";
+    }
+    return (before.policy.empty() ? "" : "-" + policy_text(before) + "\n") +
+           (after.policy.empty() ? "" : "+" + policy_text(after) + "\n");
+}
+
+bool print_chain_difference(const Printer &printer, const FilterChain &before, const FilterChain &after)
+{
+    const std::string rules = unified_difference(rule_lines(before), rule_lines(after));
+    return print_part(
+        printer, after.table + " " + after.name,
+        policy_difference(before, after) + (printer.style.quick ? changed_lines(rules) : rules));
 }
 
 }  // namespace
 
-std::string rules_by_chain(std::string_view rules)
+FilterChains filter_chains(std::string_view rules_file)
 {
-    // The kernel's own chains come first in their table.
-    Chains chains = {
+    FilterChains chains = {
         {"nat", "PREROUTING"}, {"nat", "POSTROUTING"}, {"filter", "INPUT"}, {"filter", "FORWARD"}};
     Causes causes;
-    while (!rules.empty()) {
-        const std::string_view line = rules.substr(0, rules.find('\n'));
+    while (!rules_file.empty()) {
+        const std::string_view line = rules_file.substr(0, rules_file.find('\n'));
         take(chains, causes, parse_rule(line));
-        rules.remove_prefix(std::min(line.size() + 1, rules.size()));
+        rules_file.remove_prefix(std::min(line.size() + 1, rules_file.size()));
     }
-    std::string view;
-    write_table(view, chains, "nat");
-    write_table(view, chains, "filter");
-    return view;
+    return chains;
+}
+
+void print_filter(FILE *out, const FilterChains &chains)
+{
+    print_table(out, chains, "nat");
+    print_table(out, chains, "filter");
+}
+
+bool print_filter_difference(FILE *out, const FilterChains &before, const FilterChains &after,
+                             const Style &style)
+{
+    const Printer printer = {out, style};
+    bool any = false;
+    for (const FilterChain &chain : after) {
+        any |= print_chain_difference(printer, chain_like(before, chain), chain);
+    }
+    for (const FilterChain &chain : before) {
+        const FilterChain now = chain_like(after, chain);
+        const bool compared = std::any_of(after.begin(), after.end(), [&](const FilterChain &other) {
+            return other.table == chain.table && other.name == chain.name;
+        });
+        any |= !compared && print_chain_difference(printer, chain, now);
+    }
+    return differs_or_says_so(out, any);
 }
 
 }  // namespace bench

@@ -2,11 +2,39 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
-#include "bench/rules_view.h"
+#include "bench/show/filter.h"
 
 namespace {
+
+// What `print` prints.
+template <typename Print>
+std::string printed(const Print &print)
+{
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *out = open_memstream(&text, &size);
+    print(out);
+    fclose(out);
+    std::string whole(text, size);
+    free(text);
+    return whole;
+}
+
+std::string view_of(const std::string &rules)
+{
+    return printed([&](FILE *out) { bench::print_filter(out, bench::filter_chains(rules)); });
+}
+
+std::string difference_of(const std::string &before, const std::string &after, const bench::Style &style)
+{
+    return printed([&](FILE *out) {
+        bench::print_filter_difference(out, bench::filter_chains(before), bench::filter_chains(after), style);
+    });
+}
 
 // The cause shown for the one rule of the view that holds `text`.
 std::string cause_of(const std::string &view, const std::string &text)
@@ -19,20 +47,19 @@ std::string cause_of(const std::string &view, const std::string &text)
     return view.substr(start, view.find("  ", start) - start);
 }
 
-TEST(RulesView, GroupsByChainInTheOrderOfPackets)
+TEST(FilterView, GroupsByChainInTheOrderOfPackets)
 {
-    EXPECT_EQ(bench::rules_by_chain(
-                  "iptables -t filter -F\n"
-                  "iptables -t nat -X DMZ\n"
-                  "iptables -t nat -N DMZ\n"
-                  "iptables -t filter -N DOS\n"
-                  "iptables -t nat -A PREROUTING -j DMZ\n"
-                  "iptables -P INPUT DROP\n"
-                  "iptables -A INPUT -i lo -j ACCEPT\n"
-                  "iptables -I INPUT -i br0 -j ACCEPT\n"
-                  "iptables -P FORWARD DROP\n"
-                  "iptables -A DOS -m limit --limit 10/s -j LOG --log-level 4 --log-prefix \"[DOS] \"\n"
-                  "iptables -P FORWARD ACCEPT\n"),
+    EXPECT_EQ(view_of("iptables -t filter -F\n"
+                      "iptables -t nat -X DMZ\n"
+                      "iptables -t nat -N DMZ\n"
+                      "iptables -t filter -N DOS\n"
+                      "iptables -t nat -A PREROUTING -j DMZ\n"
+                      "iptables -P INPUT DROP\n"
+                      "iptables -A INPUT -i lo -j ACCEPT\n"
+                      "iptables -I INPUT -i br0 -j ACCEPT\n"
+                      "iptables -P FORWARD DROP\n"
+                      "iptables -A DOS -m limit --limit 10/s -j LOG --log-level 4 --log-prefix \"[DOS] \"\n"
+                      "iptables -P FORWARD ACCEPT\n"),
               "nat PREROUTING\n"
               "  always                 -j DMZ\n"
               "\n"
@@ -49,13 +76,13 @@ TEST(RulesView, GroupsByChainInTheOrderOfPackets)
               "\n");
 }
 
-TEST(RulesView, TellsTheRedirectsOfTheWebPagesApart)
+TEST(FilterView, TellsTheRedirectsOfTheWebPagesApart)
 {
     const std::string marked =
         "iptables -A LOCAL_SERVICE -m mark --mark 0x2643 -d 192.168.0.1 -p tcp --dport 80 -j ACCEPT\n";
     const std::string redirect = "iptables -t nat -A PRE_BASIC -i ppp0 -p tcp --dport 8443 ";
     const std::string to = "-d 203.0.113.9 -j DNAT --to 192.168.0.1:80\n";
-    const std::string view = bench::rules_by_chain(
+    const std::string view = view_of(
         redirect + "-s 198.51.100.1 " + to + redirect + "-s 198.51.100.2/32 " + to + redirect +
         "-m iprange --src-range 198.51.100.3-198.51.100.4 " + to + redirect + to + marked +
         "iptables -t nat -A PRE_BASIC -i br0 -p tcp --dport 80 -d 192.168.0.1 -j DNAT --to 192.168.0.1:80\n" +
@@ -70,9 +97,9 @@ TEST(RulesView, TellsTheRedirectsOfTheWebPagesApart)
     EXPECT_NE(view.find("\n  fw_acc_port ", first), std::string::npos);
 }
 
-TEST(RulesView, TellsTheRulesOfBothListsAndTheDmzApart)
+TEST(FilterView, TellsTheRulesOfBothListsAndTheDmzApart)
 {
-    const std::string view = bench::rules_by_chain(
+    const std::string view = view_of(
         "iptables -A IN_FILTER  -i ! ppp0 -j RETURN\n"
         "iptables -t nat -A NAPT   -s   0.0.0.0/0 -d 203.0.113.9 -p tcp --dport 1723:1723  -j DNAT --to "
         "192.168.0.2:1723-1723\n"
@@ -94,15 +121,35 @@ TEST(RulesView, TellsTheRulesOfBothListsAndTheDmzApart)
     EXPECT_EQ(cause_of(view, "-d 192.168.0.40 -j"), "fw_dmz_enable");
 }
 
-TEST(RulesView, SaysSoWhenItDoesNotKnowARule)
+TEST(FilterView, SaysSoWhenItDoesNotKnowARule)
 {
-    const std::string view = bench::rules_by_chain("iptables -A ELSEWHERE -j DROP\n");
+    const std::string view = view_of("iptables -A ELSEWHERE -j DROP\n");
     EXPECT_NE(view.find("filter ELSEWHERE\n  ?                      -j DROP\n"), std::string::npos);
 }
 
-TEST(RulesView, IsShortForNoRules)
+TEST(FilterView, ShowsAChangedPolicyAsAChangedPolicy)
 {
-    EXPECT_EQ(bench::rules_by_chain(""),
+    const std::string rest =
+        "iptables -A FORWARD -j SCAN\n"
+        "iptables -A FORWARD -j DOS\n";
+    EXPECT_EQ(difference_of("iptables -P FORWARD DROP\n" + rest, "iptables -P FORWARD ACCEPT\n" + rest, {}),
+              "filter FORWARD\n"
+              "  -policy DROP: always\n"
+              "  +policy ACCEPT: fw_disable, fw_acc_lan\n");
+    EXPECT_EQ(difference_of("iptables -P FORWARD DROP\n" + rest, "iptables -P FORWARD DROP\n" + rest, {}),
+              "No difference.\n");
+}
+
+TEST(FilterView, ComparesChainsThatOneSideAloneHas)
+{
+    const std::string rule = "iptables -A ELSEWHERE -j DROP\n";
+    EXPECT_EQ(difference_of("", rule, {.quick = true}), "filter ELSEWHERE\n  +?  -j DROP\n");
+    EXPECT_EQ(difference_of(rule, "", {.quick = true}), "filter ELSEWHERE\n  -?  -j DROP\n");
+}
+
+TEST(FilterView, IsShortForNoRules)
+{
+    EXPECT_EQ(view_of(""),
               "nat, chains without rules: PREROUTING POSTROUTING\n\n"
               "filter, chains without rules: INPUT FORWARD\n\n");
 }

@@ -1,0 +1,56 @@
+// What the router on the desk is to be like, as the options of a command line say it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bench/rcbench/command.h"
+#include "bench/router.h"
+
+namespace rcbench {
+
+struct RouterRequest {
+    std::optional<std::vector<bench::Setting>> settings;  // in place of the image's
+    std::vector<bench::Setting> set;
+    std::vector<std::string> unset;
+    bool blank = false;
+    std::vector<bench::NamedFile> files;
+    std::vector<std::string> removed;
+    std::vector<bench::Reply> replies;
+    std::vector<bench::Interface> interfaces;
+    std::optional<int64_t> clock;
+    bool nested = false;
+    bool emulate = false;
+    std::string program;
+    double limit = bench::Run().limit;
+    int most_pauses = bench::Run().most_pauses;
+};
+
+// Their rows; each writes into the request.
+Options router_options(const std::shared_ptr<RouterRequest> &request);
+
+// The program to run and what belongs to its processor.
+bench::Target target_of(const RouterRequest &request);
+
+// The router before its first run; with or without what --set and --unset change.
+bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes);
+
+// Adds the settings of "KEY=VALUE" or "@FILE" as given with `option`.
+void add_settings(const std::string &option, const std::string &argument,
+                  std::vector<bench::Setting> &settings);
+
+// Puts an entry in place of that with its key, or at the end.
+void put(std::vector<bench::Setting> &settings, const bench::Setting &entry);
+
+// A path of the router; refuses one that does not begin with "/", and the root itself.
+std::string router_file(const std::string &option, const std::string &path);
+
+// Notes on standard error: keys that the router does not know, most often slips. `more` are keys of other
+// origin than the request.
+void note_unknown_keys(const RouterRequest &request, const bench::Target &target,
+                       const std::vector<std::string> &more);
+
+}  // namespace rcbench

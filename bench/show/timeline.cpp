@@ -1,0 +1,224 @@
+#include "bench/show/timeline.h"
+
+#include <algorithm>
+
+namespace bench {
+
+namespace {
+
+constexpr size_t kFewCommands = 4;  // of one tool in a row; fewer stand alone
+constexpr long kShortYield = 10;    // microseconds; shorter pauses are rc's yields to daemons
+
+struct Label {
+    const char *text;
+    Tint tint;
+};
+
+Label label_of(const Event &event)
+{
+    switch (event.kind) {
+        case Kind::kShell:
+            return {"run", Tint::kCommand};
+        case Kind::kSleep:
+        case Kind::kUsleep:
+            return {"wait", Tint::kPause};
+        case Kind::kHostname:
+            return {"host", Tint::kCommand};
+        case Kind::kDomainname:
+            return {"domain", Tint::kCommand};
+        case Kind::kKlog:
+            return {"klog", Tint::kCommand};
+        case Kind::kKill:
+            return {"signal", Tint::kCommand};
+        case Kind::kTool:
+            return {"tool", Tint::kOutput};
+        case Kind::kOut:
+            break;
+    }
+    return {"out", Tint::kOutput};
+}
+
+std::string event_text(const Event &event)
+{
+    switch (event.kind) {
+        case Kind::kSleep:
+            return std::to_string(event.number) + " s";
+        case Kind::kUsleep:
+            return std::to_string(event.number) + " us";
+        case Kind::kKlog:
+            return "action " + std::to_string(event.number);
+        case Kind::kKill:
+            return std::to_string(event.signal) + " to process " + std::to_string(event.number);
+        case Kind::kTool:
+            return command_words(event.words);
+        default:
+            return escape(event.text) + (event.unended ? "   (no line end)" : "");
+    }
+}
+
+std::string base_name(const std::string &path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+// A run of rc that a script started: unlike one that rc's own command is, no line tells it yet.
+bool is_script_run(const std::vector<Event> &events, size_t at)
+{
+    const Event &event = events[at];
+    if (event.kind != Kind::kTool || event.words.empty() || base_name(event.words[0]) != "rc") {
+        return false;
+    }
+    while (at > 0 && (events[at].kind != Kind::kShell || events[at].depth != event.depth)) {
+        --at;
+    }
+    return !events[at].text.starts_with(command_words(event.words));
+}
+
+bool is_shown(const std::vector<Event> &events, size_t at, const Style &style)
+{
+    const Event &event = events[at];
+    if (style.all) {
+        return true;
+    }
+    if (event.kind == Kind::kTool) {
+        return is_script_run(events, at);
+    }
+    return event.kind != Kind::kUsleep || event.number >= kShortYield;
+}
+
+// Where an event's text begins: behind its indented label.
+size_t text_column(const Event &event, const std::string &label)
+{
+    return static_cast<size_t>(2 + 4 * event.depth) + std::max(label.size() + 1, size_t{7});
+}
+
+// The text behind its label, indented by depth.
+std::string labelled(const Event &event, const std::string &text, const Style &style)
+{
+    // Without --all the one kind of tool call that is shown is a run of rc by a script.
+    const std::string label = event.kind == Kind::kTool && !style.all ? "script" : label_of(event).text;
+    std::string line(static_cast<size_t>(2 + 4 * event.depth), ' ');
+    line += label;
+    line.resize(text_column(event, label), ' ');
+    line += text;
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+// Commands whose text rc also prints are common; such an echo stands right before or behind its command.
+bool is_echo(const std::vector<Event> &events, size_t at)
+{
+    const auto is_command = [&](size_t other) {
+        return other < events.size() && events[other].kind == Kind::kShell &&
+               events[other].text == events[at].text;
+    };
+    return events[at].kind == Kind::kOut && (is_command(at + 1) || is_command(at - 1));
+}
+
+// The events for a first look: no echoes, no empty output, no pauses under a second.
+std::vector<Event> first_look(const Trace &trace)
+{
+    std::vector<Event> seen;
+    for (size_t i = 0; i < trace.events.size(); ++i) {
+        if (is_shown(trace.events, i, {}) && trace.events[i].kind != Kind::kUsleep) {
+            seen.push_back(trace.events[i]);
+        }
+    }
+    std::vector<Event> kept;
+    for (size_t i = 0; i < seen.size(); ++i) {
+        if (!is_echo(seen, i) && !(seen[i].kind == Kind::kOut && seen[i].text.empty())) {
+            kept.push_back(seen[i]);
+        }
+    }
+    return kept;
+}
+
+std::string tool_of(const Event &event)
+{
+    if (event.kind != Kind::kShell) {
+        return "";
+    }
+    return base_name(event.text.substr(0, event.text.find(' ')));
+}
+
+// The line with its note, the line cut where both do not fit.
+std::string with_note(const std::string &line, const std::string &note, size_t columns)
+{
+    if (line.size() + note.size() <= columns) {
+        return line + note;
+    }
+    const std::string end = " ..." + note;
+    return line.substr(0, columns - std::min(columns, end.size())) + end;
+}
+
+// Several commands of one tool in a row stand in one line.
+std::vector<Line> short_timeline(const Trace &trace, const Style &style)
+{
+    const std::vector<Event> events = first_look(trace);
+    std::vector<Line> lines;
+    for (size_t i = 0; i < events.size();) {
+        const std::string tool = tool_of(events[i]);
+        size_t end = i + 1;
+        while (end < events.size() && !tool.empty() && tool_of(events[end]) == tool &&
+               events[end].depth == events[i].depth) {
+            ++end;
+        }
+        end = end - i < kFewCommands ? i + 1 : end;
+        std::string text = event_text(events[i]);
+        if (text.ends_with("\\x20")) {
+            text.erase(text.size() - 4);
+        }
+        const std::string note =
+            end - i > 1 ? "   ... and " + std::to_string(end - i - 1) + " more of " + tool : "";
+        lines.push_back(
+            {label_of(events[i]).tint, with_note(labelled(events[i], text, {}), note, short_columns(style))});
+        i = end;
+    }
+    return lines;
+}
+
+}  // namespace
+
+const char *event_label(const Event &event)
+{
+    return label_of(event).text;
+}
+
+std::vector<Line> timeline(const Trace &trace, const Style &style)
+{
+    if (style.quick) {
+        return short_timeline(trace, style);
+    }
+    std::vector<Line> lines;
+    for (size_t i = 0; i < trace.events.size(); ++i) {
+        if (is_shown(trace.events, i, style)) {
+            const Event &event = trace.events[i];
+            lines.push_back({label_of(event).tint, labelled(event, event_text(event), style)});
+        }
+    }
+    return lines;
+}
+
+std::vector<std::string> timeline_text(const Trace &trace, const Style &style)
+{
+    Style unfitted = style;
+    unfitted.columns = 0;
+    std::vector<std::string> texts;
+    for (const Line &line : timeline(trace, unfitted)) {
+        texts.push_back(line.text);
+    }
+    return texts;
+}
+
+std::string ending(const Trace &trace)
+{
+    if (trace.timed_out) {
+        return "stopped by the bench";
+    }
+    if (trace.signal != 0) {
+        return "ended by signal " + std::to_string(trace.signal);
+    }
+    return "exit status " + std::to_string(trace.status);
+}
+
+}  // namespace bench
