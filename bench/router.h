@@ -47,10 +47,10 @@ struct Error : std::runtime_error {
 // is needed to run another program.
 struct Target {
     std::filesystem::path program;   // the rc binary
-    std::filesystem::path preload;   // bench_clock shared object of the program's processor
+    std::filesystem::path preload;   // bench_preload shared object of the program's processor
     std::filesystem::path emulator;  // user-mode emulator (static); empty: the program runs natively
     std::filesystem::path library;   // directory of the emulated program's C library and loader
-    std::filesystem::path helpers;   // directory of bench_init, bench_sh, bench_tool, bench_launch
+    std::filesystem::path helpers;   // directory of bench_init and the recorders
     std::filesystem::path image;     // the bench/image directory
 };
 
@@ -58,7 +58,7 @@ struct Target {
 // variables BENCH_HELPERS, BENCH_PRELOAD and BENCH_IMAGE.
 Target host_target(const std::filesystem::path &program);
 
-// The same for a big-endian MIPS program: preload is libbench_clock.so beside the program's build
+// The same for a big-endian MIPS program: preload is libbench_preload.so beside the program's build
 // (`preload`), emulator qemu-mips-static and library /usr/mips-linux-gnu/lib (BENCH_EMULATOR,
 // BENCH_MIPS_LIBRARY).
 Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
@@ -208,7 +208,6 @@ class Root {
     void build_tree();
     void build_tools();
     void build_state(const Setup &setup);
-    void build_plan(const Setup &setup);
 
     Target target_;
     std::vector<Interface> interfaces_;

@@ -1,8 +1,8 @@
 // Text files of the image and of people, and a trace as lines.
 #include <array>
 
-#include "bench/internal.h"
 #include "bench/router.h"
+#include "bench/run/files.h"
 
 namespace bench {
 

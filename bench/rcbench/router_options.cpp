@@ -290,7 +290,7 @@ bench::Target target_of(const RouterRequest &request)
     if (!request.emulate) {
         return bench::host_target(program);
     }
-    return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_clock.so");
+    return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_preload.so");
 }
 
 void put(std::vector<bench::Setting> &settings, const bench::Setting &entry)

@@ -28,7 +28,7 @@ constexpr const char *kHelp =
     "\n"
     "  --program FILE   the rc under test (rc beside this program)\n"
     "  --direct FILE    the driver of single operations (rc-direct beside rc)\n"
-    "  --preload FILE   the library preloaded into both (../lib/libbench_clock.so beside rc)\n"
+    "  --preload FILE   the library preloaded into both (../lib/libbench_preload.so beside rc)\n"
     "  --emulate        rc is a program of the router's processor\n"
     "  --print          show what happens instead, in the form of a scenario\n"
     "  -j N             that many files at once (the number of processors)\n"
@@ -124,7 +124,7 @@ void complete_options(Options &options)
     options.program = fs::absolute(options.program);
     const fs::path beside = options.program.parent_path();
     options.direct = options.direct.empty() ? beside / "rc-direct" : fs::absolute(options.direct);
-    options.preload = options.preload.empty() ? beside.parent_path() / "lib" / "libbench_clock.so"
+    options.preload = options.preload.empty() ? beside.parent_path() / "lib" / "libbench_preload.so"
                                               : fs::absolute(options.preload);
     if (options.jobs == 0) {
         const long processors = sysconf(_SC_NPROCESSORS_ONLN);

@@ -1,11 +1,12 @@
-// What stands in a root before and after a run, and what changed between.
+#include "bench/run/snapshot.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "bench/internal.h"
+#include "bench/run/files.h"
 
 namespace fs = std::filesystem;
 
@@ -86,6 +87,33 @@ std::vector<FileChange> compare_snapshots(const Snapshot &before, const Snapshot
     }
     std::sort(changes.begin(), changes.end(),
               [](const FileChange &a, const FileChange &b) { return a.path < b.path; });
+    return changes;
+}
+
+std::vector<SettingChange> compare_settings(const std::vector<Setting> &before,
+                                            const std::vector<Setting> &after)
+{
+    const auto find = [](const std::vector<Setting> &all,
+                         const std::string &key) -> std::optional<std::string> {
+        for (const Setting &setting : all) {
+            if (setting.key == key) {
+                return setting.value;
+            }
+        }
+        return std::nullopt;
+    };
+    std::vector<SettingChange> changes;
+    for (const Setting &setting : after) {
+        const std::optional<std::string> old = find(before, setting.key);
+        if (old != setting.value) {
+            changes.push_back({setting.key, old, setting.value});
+        }
+    }
+    for (const Setting &setting : before) {
+        if (!find(after, setting.key)) {
+            changes.push_back({setting.key, setting.value, std::nullopt});
+        }
+    }
     return changes;
 }
 

@@ -1,6 +1,6 @@
 // /usr/sbin/rc and /sbin/rc in the root: a run of rc started by a command. It is only recorded, or really
 // run with a standard output file of its own, as the caller of the bench chose.
-#include "bench/inside.h"
+#include "bench/run/inside/inside.h"
 
 namespace {
 
@@ -51,6 +51,6 @@ int main(int count, char **words)
     setenv(inside::kCommandName, "0", 1);
     setenv(inside::kDirectName, "1", 1);
     inside::run_program(program, program.path, words);
-    perror("bench_launch: cannot run rc");
+    perror("bench_rc_recorder: cannot run rc");
     return 127;
 }

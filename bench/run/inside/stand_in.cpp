@@ -1,7 +1,7 @@
 // The stand-in for every platform tool: notes the words it is called with and plays the prepared answer.
 #include <sys/wait.h>
 
-#include "bench/inside.h"
+#include "bench/run/inside/inside.h"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "bench/run/record.h"
+
 // Reads the record of a run: puts standard output lines in their places among the entries, and the events
 // of runs started by rc behind the commands that started them.
 #include <charconv>
@@ -6,8 +8,7 @@
 
 #include <sys/wait.h>
 
-#include "bench/inside.h"
-#include "bench/internal.h"
+#include "bench/run/inside/inside.h"
 
 namespace bench {
 

@@ -1,6 +1,6 @@
 // /bin/sh in the root: notes the exact text of a command that rc gives to the shell, then becomes the real
 // shell. Scripts and the commands of commands are passed on without a note.
-#include "bench/inside.h"
+#include "bench/run/inside/inside.h"
 
 int main(int count, char **words)
 {
@@ -16,6 +16,6 @@ int main(int count, char **words)
     unsetenv(inside::kDirectName);
     unsetenv("LD_PRELOAD");
     execv(inside::kShell, words);
-    perror("bench_sh: cannot run the shell");
+    perror("bench_shell_recorder: cannot run the shell");
     return 127;
 }

@@ -1,0 +1,150 @@
+// Process 1 of a run's namespace: makes the network interfaces, starts the program, and ends only when
+// every process of the namespace has ended, so that commands in the background finish and are recorded.
+// After the time limit it kills what is left.
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+#include "bench/run/inside/inside.h"
+#include "bench/run/inside/interfaces.h"
+
+namespace {
+
+struct Plan {
+    char *words[inside::kMostWords + 1];
+    size_t count;
+    long limit_ms;
+};
+
+bool read_plan(Plan &plan)
+{
+    inside::Fields fields = inside::read_fields(inside::kRunFile);
+    char *letter = nullptr;
+    char *value = nullptr;
+    size_t length = 0;
+    bool interfaces = false;
+    while (inside::next_field(fields, letter, length) && inside::next_field(fields, value, length)) {
+        if (*letter == 'a' && plan.count < inside::kMostWords) {
+            plan.words[plan.count++] = value;
+        } else if (*letter == 'l') {
+            plan.limit_ms = atol(value);
+        } else if (*letter == 'i') {
+            interfaces = true;
+            if (!inside::make_interface(value)) {
+                return false;
+            }
+        }
+    }
+    if (interfaces) {
+        inside::forbid_sending();
+    }
+    return true;
+}
+
+bool redirect(int fd, const char *path, int flags)
+{
+    const int opened = open(path, flags, 0600);
+    if (opened < 0 || dup2(opened, fd) < 0) {
+        fprintf(stderr, "bench_init: cannot open %s: %s\n", path, strerror(errno));
+        return false;
+    }
+    if (opened != fd) {
+        close(opened);
+    }
+    return true;
+}
+
+[[noreturn]] void become_program(const Plan &plan, const sigset_t &mask)
+{
+    static inside::Program program;
+    inside::read_program(program);
+    setenv(inside::kRunName, "0", 1);
+    setenv(inside::kCommandName, "0", 1);
+    setenv(inside::kDirectName, "1", 1);
+    sigprocmask(SIG_SETMASK, &mask, nullptr);
+    if (program.first != nullptr) {
+        inside::run_program(program, program.first, plan.words);
+    }
+    fprintf(stderr, "bench_init: cannot run %s: %s\n", program.first == nullptr ? "nothing" : program.first,
+            strerror(errno));
+    _exit(127);
+}
+
+// Milliseconds since some point in the past.
+long now_ms()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+
+// Collects every process that has ended; true when none is left.
+bool collect(pid_t program)
+{
+    for (;;) {
+        int status = 0;
+        const pid_t ended = waitpid(-1, &status, WNOHANG);
+        if (ended == program) {
+            char text[16];
+            snprintf(text, sizeof text, "%d", status);
+            inside::write_record(inside::kEntryExit, text);
+        } else if (ended < 0) {
+            return errno == ECHILD;
+        } else if (ended == 0) {
+            return false;
+        }
+    }
+}
+
+void wait_for_all(pid_t program, long limit_ms, const sigset_t &child_signal)
+{
+    const long end = now_ms() + limit_ms;
+    bool killed = false;
+    while (!collect(program)) {
+        const long left = end - now_ms();
+        if (left <= 0 && !killed) {
+            inside::write_record(inside::kEntryLimit, "");
+            kill(-1, SIGKILL);
+            killed = true;
+        }
+        const long wait_ms = killed || left <= 0 ? 1000 : left;
+        const timespec wait = {wait_ms / 1000, (wait_ms % 1000) * 1000000};
+        (void)sigtimedwait(&child_signal, nullptr, &wait);  // woken by a child or by time: both look again
+    }
+}
+
+}  // namespace
+
+int main()
+{
+    static Plan plan;
+    plan.limit_ms = 20000;
+    sigset_t child_signal;
+    sigset_t before;
+    sigemptyset(&child_signal);
+    sigaddset(&child_signal, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &child_signal, &before);
+    umask(022);
+    inside::loopback_up();
+    if (!read_plan(plan)) {
+        return 2;
+    }
+    if (!redirect(STDIN_FILENO, "/dev/null", O_RDONLY) ||
+        !redirect(STDOUT_FILENO, "/.bench/out.0", O_WRONLY | O_APPEND | O_CREAT) ||
+        !redirect(STDERR_FILENO, inside::kErrors, O_WRONLY | O_APPEND | O_CREAT)) {
+        return 2;
+    }
+    inside::write_record(inside::kEntryReady, "");
+    const pid_t program = fork();
+    if (program == 0) {
+        become_program(plan, before);
+    }
+    if (program < 0) {
+        perror("bench_init: cannot start a process");
+        return 2;
+    }
+    wait_for_all(program, plan.limit_ms, child_signal);
+    return 0;
+}

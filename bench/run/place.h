@@ -1,0 +1,18 @@
+// Where roots are made, and how they go: directories of their own, locked while in use.
+#pragma once
+
+#include <filesystem>
+
+namespace bench {
+
+// A new empty directory: in memory (/dev/shm) where there is room, else under $TMPDIR or /tmp. Roots of
+// processes that were killed are removed on the way.
+std::filesystem::path make_directory_for_root();
+
+// Takes the lock that says that a root is in use; it ends with the process. -1: somebody has it.
+int lock_root(const std::filesystem::path &directory);
+
+// Removes what a run may have left, directories without permissions included.
+void remove_tree(const std::filesystem::path &directory);
+
+}  // namespace bench

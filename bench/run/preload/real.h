@@ -1,0 +1,36 @@
+// Preloaded into rc, so that what it asks of the C library is answered by the bench: pauses return at once
+// and are recorded, the clock can stand still, calls that would change the machine are recorded in place of
+// being done, and local time follows the root's /etc/TZ. Built for the processor of rc; never loaded into
+// anything else.
+//
+// Environment, set by the bench: BENCH_CLOCK, seconds since 1970; BENCH_FAIL, recorded calls fail;
+// BENCH_PAUSES, the most pauses of one run.
+#pragma once
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "bench/run/inside/inside.h"
+
+namespace preload {
+
+// The C library's own function of that name.
+template <typename Function>
+Function *real(const char *name)
+{
+    void *found = dlsym(RTLD_NEXT, name);
+    Function *function = nullptr;
+    memcpy(&function, &found, sizeof function);
+    return function;
+}
+
+inline void record_number(char kind, long number)
+{
+    char text[24];
+    snprintf(text, sizeof text, "%ld", number);
+    inside::write_record(kind, text);
+}
+
+}  // namespace preload

@@ -1,0 +1,84 @@
+#include "bench/run/run_file.h"
+
+#include <cstdio>
+
+#include "bench/run/files.h"
+
+namespace bench {
+
+namespace {
+
+void add_pair(std::string &out, char letter, std::string_view value)
+{
+    add_field(out, std::string(1, letter));
+    add_field(out, value);
+}
+
+std::string interface_text(const Interface &interface, size_t number)
+{
+    char hardware[32];
+    snprintf(hardware, sizeof hardware, "02:00:00:00:00:%02zx", number & 0xff);
+    return interface.name + " " + (interface.address.empty() ? "-" : interface.address) + " " +
+           std::to_string(interface.bits) + " " +
+           (interface.hardware.empty() ? hardware : interface.hardware);
+}
+
+// The words before the program: a checker, or the emulator with the preloaded library for the emulated
+// program alone.
+std::vector<std::string> prefix_words(const Target &target, const Run &run)
+{
+    std::vector<std::string> words;
+    for (const std::string &word : run.wrapper) {
+        words.push_back(words.empty() ? "/.bench/workstation" + word : word);
+    }
+    if (!target.emulator.empty()) {
+        for (const char *word :
+             {"/.bench/emulator", "-0", "%0", "-L", "/.bench/library", "-E", "LD_PRELOAD=/.bench/preload"}) {
+            words.emplace_back(word);
+        }
+    }
+    return words;
+}
+
+}  // namespace
+
+std::string run_file(const Target &target, const Run &run, const std::vector<Interface> &interfaces)
+{
+    std::string out;
+    add_pair(out, 'P', "/.bench/rc");
+    add_pair(out, 'R', run.program.empty() ? "/.bench/rc" : "/.bench/program");
+    for (const std::string &word : prefix_words(target, run)) {
+        add_pair(out, 'p', word);
+    }
+    for (const std::string &word : run.words) {
+        add_pair(out, 'a', word);
+    }
+    // The program must set the search path itself: this one is not enough for its commands.
+    add_pair(out, 'e', "PATH=/bin");
+    if (target.emulator.empty()) {
+        add_pair(out, 'e', "LD_PRELOAD=/.bench/preload");
+    }
+    if (run.clock) {
+        add_pair(out, 'e', "BENCH_CLOCK=" + std::to_string(*run.clock));
+    }
+    if (run.calls_fail) {
+        add_pair(out, 'e', "BENCH_FAIL=1");
+    }
+    add_pair(out, 'e', "BENCH_PAUSES=" + std::to_string(run.most_pauses));
+    if (!run.wrapper.empty()) {
+        add_pair(out, 'e', "VALGRIND_LIB=/.bench/workstation/usr/libexec/valgrind");
+    }
+    for (const std::string &variable : run.environment) {
+        add_pair(out, 'e', variable);
+    }
+    if (run.nested) {
+        add_pair(out, 'n', "1");
+    }
+    add_pair(out, 'l', std::to_string(static_cast<long>(run.limit * 1000)));
+    for (size_t i = 0; i < interfaces.size(); i++) {
+        add_pair(out, 'i', interface_text(interfaces[i], i + 1));
+    }
+    return out;
+}
+
+}  // namespace bench
