@@ -14,9 +14,34 @@
 #include "rc/rc.h"
 #include "rc/wireless/wireless.h"
 
+namespace {
+
+// Takes the predefined services of a new firmware. The flag stays for the next boot where they cannot be read
+// or stored.
+void take_new_services()
+{
+    Bytes defaults;
+    if (!read_store(kDefaultsPath, defaults)) {
+        return;
+    }
+    const std::string services(store_find(defaults.view(), "fw_services_def").value_or(""));
+    nvram_set("fw_services_def", services);
+    if (nvram_get_fun("fw_services_def", kStorePath) == services) {
+        nvram_set("upgrade_default", "0");
+        (void)nvram_commit();
+    }
+}
+
+}  // namespace
+
 int rc_init()
 {
-    if (nvram_load() != 0) {
+    int loaded = nvram_load();
+    if (loaded != 0) {
+        // Before the defaults replace what the user set, the flash gets a second chance.
+        loaded = nvram_load();
+    }
+    if (loaded != 0) {
         // Deliberate: the command ends in a line end; the copy below does not, and is busybox's.
         SYSTEM("/bin/cp %s %s\n", kDefaultsPath, kStorePath);
         (void)nvram_commit();
@@ -27,9 +52,7 @@ int rc_init()
         (void)nvram_commit();
     }
     if (nvram_on("upgrade_default")) {
-        nvram_set("fw_services_def", nvram_get_fun("fw_services_def", kDefaultsPath).value_or(""));
-        nvram_set("upgrade_default", "0");
-        (void)nvram_commit();
+        take_new_services();
     }
     nvram_set("wifi_present", wifi_init() == 0 ? "1" : "0");
     return 0;

@@ -6,6 +6,9 @@
 // Everything a run of rc does. Returns the exit status, or ends the process itself after the usage text.
 int rc_main(int word_count, char **words);
 
+// Makes descriptors and signals what a run needs, whatever its caller left. The first step of a run.
+void prepare_process();
+
 // Row scans over one table; a null name means every row. 0: done (or nameless scan ended), 1: name not
 // found, -1: an operation returned a negative value and ended the scan.
 int rc_start(const Service *table, const char *name);

@@ -11,9 +11,11 @@
 #include "rc/nvram.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -103,6 +105,9 @@ ssize_t read_all(int fd, char *buffer, size_t size)
     size_t done = 0;
     while (done < size) {
         const ssize_t got = read(fd, buffer + done, size - done);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
         if (got < 0) {
             return -1;
         }
@@ -112,19 +117,6 @@ ssize_t read_all(int fd, char *buffer, size_t size)
         done += static_cast<size_t>(got);
     }
     return static_cast<ssize_t>(done);
-}
-
-// Writes as much as the file takes; what a full disk refuses is lost.
-void write_all(int fd, const char *data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t put = write(fd, data, size);
-        if (put <= 0) {
-            return;
-        }
-        data += put;
-        size -= static_cast<size_t>(put);
-    }
 }
 
 // The part of readFileBin between open and close.
@@ -146,23 +138,78 @@ long read_measured(int fd, Bytes &out)
     return static_cast<long>(got);
 }
 
-// Reads the working copy; false when it is missing or empty.
+// The part of readFileBin after the open. Result: the size, or -1.
+long read_and_close(int fd, Bytes &out)
+{
+    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected, and there is
+    // nothing to unlock.
+    (void)!lockf(fd, F_LOCK, 0);
+    const long size = read_measured(fd, out);
+    (void)close(fd);
+    return size;
+}
+
+// Whether the empty entry that closes a store is there. Behind it may stand the end of a longer store that
+// another run wrote to the same file.
+bool is_whole(std::string_view store)
+{
+    const size_t size = store.size();
+    const char *data = store.data();
+    return size > 0 && (data[0] == '\0' || (size > 1 && data[size - 1] == '\0' && data[size - 2] == '\0') ||
+                        memmem(data, size, "\0", 2) != nullptr);
+}
+
+// Whether another process holds its writer's lock. Otherwise this one has a reader's until it closes the
+// file, and writers wait.
+bool has_writer(int fd)
+{
+    struct flock lock = {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(fd, F_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES);
+}
+
+// Reads the working copy; one that is missing has no entries. False when it is there and cannot be read.
+//
+// A writer empties the file before it fills it, so one that is not whole is read again, ten times at most
+// and a millisecond apart. If it stays so, it is taken as it is, and nothing is waited for any more.
 bool read_working_copy(Bytes &store)
 {
-    return readFileBin(kStorePath, store) > 0;
+    constexpr int kTries = 10;
+    static bool patient = true;
+    for (int tries = 1;; ++tries) {
+        store = {};
+        const int fd = open(kStorePath, O_RDONLY);
+        if (fd < 0) {
+            return errno == ENOENT;
+        }
+        const bool settled = !patient || !has_writer(fd);
+        if (read_and_close(fd, store) < 0) {
+            return false;
+        }
+        if (!patient || (settled && is_whole(store.view()))) {
+            return true;
+        }
+        patient = tries < kTries;
+        if (patient) {
+            // Not one of the pauses, which belong to what rc does.
+            (void)poll(nullptr, 0, 1);
+        }
+    }
 }
 
 // Writes header and data to the open flash and reads the data back as far as that is possible. True when
-// the data in memory still has the header's checksum.
+// the data in memory still has the header's checksum. Where the header cannot be written nothing else is, and
+// what the flash held stays valid.
 bool write_flash(int fd, Bytes &store)
 {
     const FlashHeader header = {kFlashMagic, static_cast<uint32_t>(store.size), crc32(store.view())};
     unsigned char bytes[kFlashHeaderSize];
     write_flash_header(header, bytes);
-    (void)lseek(fd, 0, SEEK_SET);
-    write_all(fd, reinterpret_cast<const char *>(bytes), sizeof bytes);
-    (void)lseek(fd, kFlashDataOffset, SEEK_SET);
-    write_all(fd, store.data.get(), store.size);
+    if (lseek(fd, 0, SEEK_SET) == 0 && write_all(fd, {reinterpret_cast<const char *>(bytes), sizeof bytes}) &&
+        lseek(fd, kFlashDataOffset, SEEK_SET) == static_cast<off_t>(kFlashDataOffset)) {
+        (void)write_all(fd, store.view());
+    }
     // Deliberate: the descriptor is write-only, so this read cannot succeed, the buffer keeps what was
     // just written and its checksum stands.
     (void)lseek(fd, kFlashDataOffset, SEEK_SET);
@@ -262,12 +309,7 @@ long readFileBin(const char *path, Bytes &out)
     if (fd < 0) {
         return -1;
     }
-    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected, and there is
-    // nothing to unlock.
-    (void)!lockf(fd, F_LOCK, 0);
-    const long size = read_measured(fd, out);
-    (void)close(fd);
-    return size;
+    return read_and_close(fd, out);
 }
 
 int writeFileBin(const char *path, std::string_view data)
@@ -278,33 +320,38 @@ int writeFileBin(const char *path, std::string_view data)
         return fd;
     }
     (void)!lockf(fd, F_LOCK, 0);
-    write_all(fd, data.data(), data.size());
+    (void)write_all(fd, data);
     (void)!lockf(fd, F_ULOCK, 0);
     return close(fd);
+}
+
+bool read_store(const char *path, Bytes &store)
+{
+    store = {};
+    const int fd = open(path, O_RDONLY);
+    return fd < 0 ? errno == ENOENT : read_and_close(fd, store) >= 0;
 }
 
 std::optional<std::string> nvram_get_fun(const char *key, const char *path)
 {
     Bytes store;
-    if (readFileBin(path, store) <= 0) {
-        return std::nullopt;
-    }
+    (void)read_store(path, store);
     const auto value = store_find(store.view(), key);
-    if (!value) {
-        return std::nullopt;
-    }
-    return std::string(*value);
+    return value ? std::optional<std::string>(*value) : std::nullopt;
 }
 
 std::optional<std::string> nvram_get(const char *key)
 {
-    auto value = nvram_get_fun(key, kStorePath);
-    if (!value) {
-        value = nvram_get_fun(key, kDefaultsPath);
-        if (value) {
-            // Deliberate: a default that is read becomes part of the working copy.
-            nvram_set(key, *value);
-        }
+    Bytes store;
+    const bool known = read_working_copy(store);
+    if (const auto value = store_find(store.view(), key)) {
+        return std::string(*value);
+    }
+    auto value = nvram_get_fun(key, kDefaultsPath);
+    if (value && known) {
+        // Deliberate: a default that is read becomes part of the working copy, unless that may hold another
+        // value which could not be read.
+        nvram_set(key, *value);
     }
     return value;
 }
@@ -312,9 +359,9 @@ std::optional<std::string> nvram_get(const char *key)
 void nvram_set(const char *key, std::string_view value)
 {
     Bytes store;
-    // A missing or empty store is a store without entries.
-    const std::string_view old = read_working_copy(store) ? store.view() : std::string_view();
-    (void)writeFileBin(kStorePath, store_replace(old, key, value));
+    if (read_working_copy(store)) {
+        (void)writeFileBin(kStorePath, store_replace(store.view(), key, value));
+    }
 }
 
 void my_nvram_get(const char *key, char *destination, size_t size)
@@ -332,7 +379,7 @@ int nvram_commit()
         return 1;
     }
     Bytes store;
-    if (!read_working_copy(store)) {
+    if (!read_working_copy(store) || store.size == 0) {
         (void)close(fd);
         return 5;
     }

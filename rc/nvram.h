@@ -19,14 +19,14 @@ constexpr const char *kFlashPath = "/dev/mtdblock/3";
 // ---- access by key: what services use ----------------------------------------------------------------
 
 // The value of `key` from the working copy, else from the defaults, else none. A value found only in the
-// defaults is first added to the working copy (not committed).
+// defaults is first added to the working copy (not committed), unless that is there and cannot be read.
 std::optional<std::string> nvram_get(const char *key);
 
 // The value of `key` in the store file at `path`, or none (missing file, empty file or missing key).
 std::optional<std::string> nvram_get_fun(const char *key, const char *path);
 
 // Sets `key` in the working copy, in place if it is there, else at the end. Nothing is reported: a store
-// that cannot be written keeps what it held, or is cut short by a full disk.
+// that cannot be read or opened keeps what it held, a full disk cuts it short.
 void nvram_set(const char *key, std::string_view value);
 
 // Copies the value of `key` (empty when missing) into `destination`, cut to size - 1 characters. Does
@@ -40,7 +40,7 @@ void my_nvram_get(const char *key, char (&destination)[N])
 }
 
 // Writes the working copy to flash. 0: written; 1: flash could not be opened or the check failed;
-// 5: working copy missing or empty, flash untouched.
+// 5: working copy missing, empty or unreadable, flash untouched.
 int nvram_commit();
 
 // Restores the working copy from flash. 0: done; 1: flash could not be opened; 2: bad magic;
@@ -59,6 +59,10 @@ struct Bytes {
 
 // Reads a whole file. Result: its size in bytes, or -1 when it cannot be opened, measured or read.
 [[nodiscard]] long readFileBin(const char *path, Bytes &out);
+
+// Reads a store file; one that is missing has no entries. False, with no entries, when it is there and
+// cannot be read.
+[[nodiscard]] bool read_store(const char *path, Bytes &store);
 
 // Replaces a file: opened with create and truncate (mode 0600), locked, written, unlocked, closed.
 // Result: of the close, or the negative result of the failed open. A short write is not reported.

@@ -239,6 +239,7 @@ void rc_usage()
 
 int rc_main(int word_count, char **words)
 {
+    prepare_process();
     // What rc prints and what its commands print stand in the order in which they happened.
     (void)setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     char **verb = find_verb(word_count, words);
@@ -250,7 +251,7 @@ int rc_main(int word_count, char **words)
     }
     (void)setenv("PATH", "/bin:/sbin:/usr/sbin:/usr/bin", 1);
     const bool init = same(*verb, "init");
-    if ((init || !file_exists(kStorePath)) && rc_init() < 0) {
+    if ((init || file_missing(kStorePath)) && rc_init() < 0) {
         (void)puts("nvram error!!\n");
         return 1;
     }

@@ -194,6 +194,15 @@ struct Descriptor {
 
 [[nodiscard]] bool file_exists(const char *path);
 
+// Whether there is no such file: not that it cannot be looked at for another reason.
+[[nodiscard]] bool file_missing(const char *path);
+
+// Writes all of `data`; false when the file does not take it whole.
+[[nodiscard]] bool write_all(int fd, std::string_view data);
+
+// The decimal number that stands next in the file, read in 64 bits on every processor; 0 when there is none.
+[[nodiscard]] long long read_number(FILE *file);
+
 // Deletes a file; one that is not there is no error.
 void remove_file(const char *path);
 

@@ -26,7 +26,7 @@ namespace {
 
 constexpr const char *kUptime = "/proc/uptime";
 constexpr const char *kWanAddressRecord = "/tmp/wan_ipaddr";
-constexpr unsigned long kMarkerSeconds = 10;
+constexpr uint32_t kMarkerSeconds = 10;
 
 struct MarkerPath {
     char text[128];
@@ -39,14 +39,10 @@ MarkerPath marker_path(const char *name)
     return path;
 }
 
-// The first whole number of a file that is already open, 0 when it holds none.
-unsigned long first_number(FILE *file)
+// The whole number at the start of a file, cut to 32 bits; 0 when there is none.
+uint32_t first_number(FILE *file)
 {
-    long number = 0;
-    if (fscanf(file, "%ld", &number) != 1) {
-        return 0;
-    }
-    return static_cast<unsigned long>(number);
+    return static_cast<uint32_t>(read_number(file));
 }
 
 // Copies the uptime to the marker's own path, for a tree whose /var does not live under /tmp.
@@ -121,8 +117,8 @@ int rc_add_running(const char *name)
         if (!uptime || !marker) {
             return 0;
         }
-        const unsigned long now = first_number(uptime.get());
-        const unsigned long then = first_number(marker.get());
+        const uint32_t now = first_number(uptime.get());
+        const uint32_t then = first_number(marker.get());
         // Deliberate: a stale marker is neither refreshed nor removed, so until the action ends and
         // removes it, no further run is held off.
         return then + kMarkerSeconds >= now ? 1 : 0;

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdlib>
@@ -215,6 +216,31 @@ Descriptor::~Descriptor()
 bool file_exists(const char *path)
 {
     return access(path, F_OK) == 0;
+}
+
+bool file_missing(const char *path)
+{
+    return access(path, F_OK) != 0 && errno == ENOENT;
+}
+
+bool write_all(int fd, std::string_view data)
+{
+    while (!data.empty()) {
+        const ssize_t put = write(fd, data.data(), data.size());
+        if (put > 0) {
+            data.remove_prefix(static_cast<size_t>(put));
+        } else if (put == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+long long read_number(FILE *file)
+{
+    long long number = 0;
+    (void)!fscanf(file, "%lld", &number);
+    return number;
 }
 
 void remove_file(const char *path)

@@ -25,12 +25,13 @@ std::string device_identifier()
     if (!address) {
         return "824ff22b-8c7d-41c5-a131-44f534e12555";
     }
-    unsigned bytes[6] = {};
-    (void)!fscanf(address.get(), "%x %x %x %x %x %x", &bytes[0], &bytes[1], &bytes[2], &bytes[3], &bytes[4],
-                  &bytes[5]);
-    std::string identifier;
-    append_format(identifier, "824ff22b-8c7d-41c5-a131-%02x%02x%02x%02x%02x%02x", bytes[0], bytes[1],
-                  bytes[2], bytes[3], bytes[4], bytes[5]);
+    unsigned long long bytes[6] = {};
+    (void)!fscanf(address.get(), "%llx %llx %llx %llx %llx %llx", &bytes[0], &bytes[1], &bytes[2], &bytes[3],
+                  &bytes[4], &bytes[5]);
+    std::string identifier = "824ff22b-8c7d-41c5-a131-";
+    for (const unsigned long long byte : bytes) {
+        append_format(identifier, "%02x", static_cast<unsigned>(byte));
+    }
     return identifier;
 }
 

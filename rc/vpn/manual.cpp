@@ -38,8 +38,8 @@ bool create_script(const char *path, const std::string &script)
         return false;
     }
     // A full disk shortens the script, nobody is told.
-    (void)!write(fd, script.data(), script.size());
-    close(fd);
+    (void)write_all(fd, script);
+    (void)close(fd);
     return true;
 }
 

@@ -80,10 +80,7 @@ bool refused_for_good()
     if (!log) {
         return false;
     }
-    int result = 0;
-    if (fscanf(log.get(), "%d", &result) != 1) {
-        return false;
-    }
+    const int result = static_cast<int>(read_number(log.get()));
     for (const int final_result : kFinalResults) {
         if (result == final_result) {
             return true;

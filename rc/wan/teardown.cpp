@@ -37,10 +37,10 @@ void remove_circuit_interface(bool routed)
 void end_other_bring_up()
 {
     const File record = open_file("/var/run/my_pid", "r");
-    long long number = 0;
-    if (!record || fscanf(record.get(), "%lld", &number) != 1) {
+    if (!record) {
         return;
     }
+    const long long number = read_number(record.get());
     // 0 and negative numbers would signal whole groups of processes, larger ones name no process.
     if (number <= 0 || number > INT_MAX || number == getpid()) {
         return;

@@ -5,6 +5,7 @@
 #include "tests/direct.h"
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -195,6 +196,34 @@ int direct_nvram_set_full(int count, char **words)
     return 0;
 }
 
+// Standard output that nobody reads.
+bool leave_unread()
+{
+    int ends[2];
+    return pipe(ends) == 0 && dup2(ends[1], STDOUT_FILENO) == STDOUT_FILENO && close(ends[0]) == 0 &&
+           close(ends[1]) == 0;
+}
+
+// caller KIND WORDS: becomes the program WORDS as a caller would start it that has closed its output
+// ("closed"), does not read it ("unread"), ignores that ("unread-ignored"), or ignores its children
+// ("children").
+int direct_caller(int count, char **words)
+{
+    if (count < 2) {
+        return 2;
+    }
+    const std::string_view kind = words[0];
+    const bool made = kind == "closed"           ? close(STDOUT_FILENO) == 0
+                      : kind == "children"       ? signal(SIGCHLD, SIG_IGN) != SIG_ERR
+                      : kind == "unread"         ? leave_unread()
+                      : kind == "unread-ignored" ? leave_unread() && signal(SIGPIPE, SIG_IGN) != SIG_ERR
+                                                 : false;
+    if (made) {
+        execv(words[1], words + 1);
+    }
+    return 2;
+}
+
 }  // namespace
 
 const DirectOperation kFrameOperations[] = {
@@ -220,5 +249,6 @@ const DirectOperation kFrameOperations[] = {
     {"boot_env_set", direct_boot_env},
     {"factory_data", direct_factory_data},
     {"version_letter", direct_version_letter},
+    {"caller", direct_caller},
     {nullptr, nullptr},
 };
