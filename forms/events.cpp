@@ -192,7 +192,7 @@ bool expand_trace_line(std::string_view line, std::vector<std::string> &plain, s
     return false;
 }
 
-std::vector<std::string> shorten_trace(const std::vector<std::string> &plain)
+std::vector<std::string> shorten_trace(const std::vector<std::string> &plain, std::vector<size_t> *starts)
 {
     std::vector<std::string> lines;
     for (size_t at = 0; at < plain.size();) {
@@ -200,6 +200,9 @@ std::vector<std::string> shorten_trace(const std::vector<std::string> &plain)
         size_t count = join_frame(plain, at, joined);
         count = count != 0 ? count : join_command(plain, at, joined);
         lines.push_back(joined);
+        if (starts != nullptr) {
+            starts->push_back(at);
+        }
         at += count != 0 ? count : 1;
     }
     return lines;

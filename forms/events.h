@@ -1,6 +1,7 @@
 // What happened in a run, as records and as the lines of a trace.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,6 +40,8 @@ std::string event_line(const Event &event);
                                      std::string &why);
 
 // The inverse for a whole trace: joins plain lines into SYSTEM, MY_SYSTEM and frame where they fit.
-std::vector<std::string> shorten_trace(const std::vector<std::string> &plain);
+// `starts`, when given, tells for each of its lines at which plain line it begins.
+std::vector<std::string> shorten_trace(const std::vector<std::string> &plain,
+                                       std::vector<size_t> *starts = nullptr);
 
 }  // namespace forms

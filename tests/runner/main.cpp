@@ -1,37 +1,39 @@
-// Runs scenario files: scenario [OPTIONS] FILE...
+// Runs scenario files: scenario [OPTIONS] FILE|DIRECTORY...
 //
-// Each file is run in a process of its own, several at once; their reports come out in the order of the
-// files. Exit status: 0 all passed, 1 some failed, 2 wrong input.
+// Exit status: 0 all cases passed, 1 some failed, 2 wrong input, 3 it could not be run.
 #include <getopt.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <exception>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "tests/runner/runner.h"
+#include "tests/runner/jobs.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr const char *kHelp =
-    "usage: scenario [OPTIONS] FILE...\n"
-    "Runs scenario files (tests/README.md) and shows where what happened differs from what they expect.\n"
+    "usage: scenario [OPTIONS] FILE|DIRECTORY...\n"
+    "Runs the cases of scenario files (tests/README.md), of a directory all of its *.scenario, and shows "
+    "where\n"
+    "what happened differs from what they expect.\n"
     "\n"
+    "  --case NAME      only the cases of that name\n"
+    "  --expand         run nothing, show every case in full\n"
+    "  --print          show what happens instead, in the form of a scenario\n"
     "  --program FILE   the rc under test (rc beside this program)\n"
     "  --direct FILE    the driver of single operations (rc-direct beside rc)\n"
     "  --preload FILE   the library preloaded into both (../lib/libbench_preload.so beside rc)\n"
     "  --emulate        rc is a program of the router's processor\n"
-    "  --print          show what happens instead, in the form of a scenario\n"
-    "  -j N             that many files at once (the number of processors)\n"
+    "  -j N             that many cases at once (the number of processors)\n"
     "  --help           this text\n";
 
 struct Options {
@@ -39,20 +41,10 @@ struct Options {
     fs::path direct;
     fs::path preload;
     bool emulate = false;
-    bool print = false;
-    int jobs = 0;
+    bool expand = false;
+    std::string only;  // the name of a case
+    JobOptions jobs{0, false, ""};
     std::vector<std::string> files;
-    std::string again;  // this program and its options, as a shell reads them
-};
-
-// One file, read and ready to run, and its process while it does.
-struct Job {
-    Scenario scenario;
-    int report = -1;  // descriptor of a file in memory
-    pid_t process = -1;
-    bool done = false;
-    bool passed = false;
-    int signal = 0;  // that ended the process
 };
 
 [[noreturn]] void refuse(const std::string &why)
@@ -62,19 +54,6 @@ struct Job {
 }
 
 // ---- options --------------------------------------------------------------------------------------------
-
-std::string shell_word(const std::string &word)
-{
-    const char *plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._-+=:,@%";
-    if (!word.empty() && word.find_first_not_of(plain) == std::string::npos) {
-        return word;
-    }
-    std::string quoted = "'";
-    for (const char c : word) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
 
 int read_jobs(const char *text)
 {
@@ -102,10 +81,16 @@ void read_option(int option, Options &options)
             options.emulate = true;
             break;
         case 's':
-            options.print = true;
+            options.jobs.print = true;
+            break;
+        case 'x':
+            options.expand = true;
+            break;
+        case 'c':
+            options.only = optarg;
             break;
         case 'j':
-            options.jobs = read_jobs(optarg);
+            options.jobs.processes = read_jobs(optarg);
             break;
         case 'h':
             fputs(kHelp, stdout);
@@ -126,15 +111,25 @@ void complete_options(Options &options)
     options.direct = options.direct.empty() ? beside / "rc-direct" : fs::absolute(options.direct);
     options.preload = options.preload.empty() ? beside.parent_path() / "lib" / "libbench_preload.so"
                                               : fs::absolute(options.preload);
-    if (options.jobs == 0) {
+    if (options.jobs.processes == 0) {
         const long processors = sysconf(_SC_NPROCESSORS_ONLN);
-        options.jobs = processors > 0 ? static_cast<int>(processors) : 1;
+        options.jobs.processes = processors > 0 ? static_cast<int>(processors) : 1;
     }
-    for (const fs::path &file : {options.program, options.preload}) {
-        if (access(file.c_str(), R_OK) != 0) {
-            refuse("cannot read " + file.string() + ": " + strerror(errno));
+}
+
+// The words of the command that runs one case again: all but the files and the chosen case.
+std::string again_words(const Options &options, char **argv, int words)
+{
+    std::string again;
+    for (int i = 0; i < words; i++) {
+        const std::string word = argv[i];
+        if (word == "--case") {
+            i++;
+        } else if (word != "--case=" + options.only) {
+            again += shell_word(word) + " ";
         }
     }
+    return again;
 }
 
 Options read_options(int argc, char **argv)
@@ -142,7 +137,8 @@ Options read_options(int argc, char **argv)
     static const option kLong[] = {
         {"program", required_argument, nullptr, 'p'}, {"direct", required_argument, nullptr, 'd'},
         {"preload", required_argument, nullptr, 'l'}, {"emulate", no_argument, nullptr, 'e'},
-        {"print", no_argument, nullptr, 's'},         {"jobs", required_argument, nullptr, 'j'},
+        {"print", no_argument, nullptr, 's'},         {"expand", no_argument, nullptr, 'x'},
+        {"case", required_argument, nullptr, 'c'},    {"jobs", required_argument, nullptr, 'j'},
         {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
     };
     Options options;
@@ -154,45 +150,82 @@ Options read_options(int argc, char **argv)
         refuse("no scenario file is given; see scenario --help");
     }
     // getopt has moved the files behind the options.
-    for (int i = 0; i < optind; i++) {
-        options.again += shell_word(argv[i]) + " ";
-    }
+    options.jobs.again = again_words(options, argv, optind);
     complete_options(options);
     return options;
 }
 
 // ---- files ----------------------------------------------------------------------------------------------
 
-std::string read_file(const std::string &path)
+bool read_file(const std::string &path, std::string &text, std::string &why)
 {
     FILE *file = fopen(path.c_str(), "r");
     if (file == nullptr) {
-        refuse("cannot read " + path + ": " + strerror(errno));
+        why = "cannot read " + path + ": " + strerror(errno);
+        return false;
     }
-    std::string text;
+    text.clear();
     char piece[65536];
     size_t got = 0;
     while ((got = fread(piece, 1, sizeof piece, file)) > 0) {
         text.append(piece, got);
     }
-    const bool failed = ferror(file) != 0;
+    why = ferror(file) != 0 ? "cannot read " + path : "";
     fclose(file);
-    if (failed) {
-        refuse("cannot read " + path);
+    return why.empty();
+}
+
+// The files given, and those of the directories given, in the order of their names.
+std::vector<std::string> find_files(const std::vector<std::string> &given)
+{
+    std::vector<std::string> files;
+    for (const std::string &name : given) {
+        std::error_code error;
+        if (!fs::is_directory(name, error)) {
+            files.push_back(name);
+            continue;
+        }
+        std::vector<std::string> found;
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(name, error)) {
+            if (entry.path().extension() == ".scenario") {
+                found.push_back(entry.path().lexically_normal().string());
+            }
+        }
+        if (error || found.empty()) {
+            refuse(error ? "cannot read " + name + ": " + error.message() : "no *.scenario in " + name);
+        }
+        std::sort(found.begin(), found.end());
+        files.insert(files.end(), found.begin(), found.end());
     }
-    return text;
+    return files;
+}
+
+bool add_jobs(const Options &options, const CaseFile &file, std::vector<Job> &jobs, std::string &why)
+{
+    for (const Case &one : file.cases) {
+        Job job{&file, &one, {}};
+        if (!read_scenario(file, one, job.scenario, why) ||
+            (!options.jobs.print && !check_expectations(file, job.scenario, why))) {
+            return false;
+        }
+        if (options.only.empty() || one.name == options.only) {
+            jobs.push_back(std::move(job));
+        }
+    }
+    return true;
 }
 
 // Reads all files. Every wrong one gets its line, then nothing is run.
-std::vector<Job> read_scenarios(const Options &options)
+std::vector<Job> read_all(const Options &options, std::deque<CaseFile> &files)
 {
-    std::vector<Job> jobs(options.files.size());
+    std::vector<Job> jobs;
     bool good = true;
-    for (size_t i = 0; i < jobs.size(); i++) {
+    for (const std::string &path : find_files(options.files)) {
+        std::string text;
         std::string why;
-        Scenario &scenario = jobs[i].scenario;
-        if (!parse_scenario(options.files[i], read_file(options.files[i]), scenario, why) ||
-            (!options.print && !check_expectations(scenario, why))) {
+        CaseFile &file = files.emplace_back();
+        if (!read_file(path, text, why) || !read_cases(path, text, read_file, file, why) ||
+            !add_jobs(options, file, jobs, why)) {
             fprintf(stderr, "scenario: %s\n", why.c_str());
             good = false;
         }
@@ -200,107 +233,26 @@ std::vector<Job> read_scenarios(const Options &options)
     if (!good) {
         exit(2);
     }
+    if (jobs.empty()) {
+        refuse("no case is named " + options.only);
+    }
     return jobs;
 }
 
-// ---- running --------------------------------------------------------------------------------------------
-
-// The body of a file's process: writes its report and returns its exit status, 2 when it could not be run.
-int run_job(const Programs &programs, const Options &options, const Job &job)
+void print_expanded(const std::vector<Job> &jobs)
 {
-    std::string report;
-    bool passed = false;
-    int status = 1;
-    try {
-        if (options.print) {
-            report = print_scenario(programs, job.scenario);
-            passed = true;
-        } else {
-            passed = run_scenario(programs, job.scenario, report);
-        }
-    } catch (const std::exception &error) {
-        report = std::string("it could not be run: ") + error.what() + "\n";
-        status = 2;
-    }
-    if (!passed) {
-        report = "FAILED " + job.scenario.path + "\n# " + job.scenario.title + "\n" + report +
-                 "again: " + options.again + shell_word(job.scenario.path) + "\n";
-    }
-    const bool written =
-        write(job.report, report.data(), report.size()) == static_cast<ssize_t>(report.size());
-    return passed && written ? 0 : status;
-}
-
-void start_job(const Programs &programs, const Options &options, Job &job)
-{
-    job.report = memfd_create("report", MFD_CLOEXEC);
-    if (job.report < 0) {
-        refuse(std::string("cannot make a report: ") + strerror(errno));
-    }
-    fflush(nullptr);
-    job.process = fork();
-    if (job.process < 0) {
-        refuse(std::string("cannot start a process: ") + strerror(errno));
-    }
-    if (job.process == 0) {
-        _exit(run_job(programs, options, job));
+    for (const Job &job : jobs) {
+        printf("%s%s", &job == jobs.data() ? "" : "\n", expanded_case(*job.file, *job.one).c_str());
     }
 }
 
-void print_report(Job &job)
+Programs make_programs(const Options &options)
 {
-    char piece[65536];
-    ssize_t got = 0;
-    (void)lseek(job.report, 0, SEEK_SET);
-    while ((got = read(job.report, piece, sizeof piece)) > 0) {
-        fwrite(piece, 1, static_cast<size_t>(got), stdout);
-    }
-    close(job.report);
-    if (job.signal != 0) {
-        printf("FAILED %s\nits process was ended by signal %d\n", job.scenario.path.c_str(), job.signal);
-    }
-}
-
-void wait_for_one(std::vector<Job> &jobs, size_t started)
-{
-    int status = 0;
-    const pid_t ended = waitpid(-1, &status, 0);
-    for (size_t i = 0; i < started; i++) {
-        if (jobs[i].process == ended) {
-            jobs[i].done = true;
-            jobs[i].passed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-            jobs[i].signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    for (const fs::path &file : {options.program, options.preload}) {
+        if (access(file.c_str(), R_OK) != 0) {
+            refuse("cannot read " + file.string() + ": " + strerror(errno));
         }
     }
-}
-
-// Runs all; returns how many passed.
-size_t run_jobs(const Programs &programs, const Options &options, std::vector<Job> &jobs)
-{
-    size_t started = 0;
-    size_t running = 0;
-    size_t printed = 0;
-    size_t passed = 0;
-    while (printed < jobs.size()) {
-        for (; started < jobs.size() && running < static_cast<size_t>(options.jobs); started++, running++) {
-            start_job(programs, options, jobs[started]);
-        }
-        wait_for_one(jobs, started);
-        running--;
-        for (; printed < started && jobs[printed].done; printed++) {
-            print_report(jobs[printed]);
-            passed += jobs[printed].passed ? 1 : 0;
-        }
-    }
-    return passed;
-}
-
-}  // namespace
-
-int main(int argc, char **argv)
-{
-    const Options options = read_options(argc, argv);
-    std::vector<Job> jobs = read_scenarios(options);
     Programs programs;
     programs.direct = options.direct;
     try {
@@ -310,8 +262,22 @@ int main(int argc, char **argv)
         refuse(error.what());
     }
     programs.target.preload = options.preload;
-    const size_t passed = run_jobs(programs, options, jobs);
-    if (!options.print) {
+    return programs;
+}
+
+}  // namespace
+
+int main(int argc, char **argv)
+{
+    const Options options = read_options(argc, argv);
+    std::deque<CaseFile> files;
+    const std::vector<Job> jobs = read_all(options, files);
+    if (options.expand) {
+        print_expanded(jobs);
+        return 0;
+    }
+    const size_t passed = run_jobs(make_programs(options), options.jobs, jobs);
+    if (!options.jobs.print) {
         printf("%zu passed, %zu failed\n", passed, jobs.size() - passed);
     }
     return passed == jobs.size() ? 0 : 1;

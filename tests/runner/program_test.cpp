@@ -68,14 +68,15 @@ TEST_F(RunnerProgram, ShowsEveryDifferenceAndHowToRunItAgain)
 {
     const std::string path = file("bad.scenario", kFailing);
     const Result result = run(path);
-    EXPECT_EQ(result.output,
-              "FAILED " + path +
-                  "\n# messages off, badly\nline 3: run printk start\nexit: expected 3, actual 0\n"
-                  "--- expected trace\n+++ actual trace\n@@ -1,2 +1,2 @@\n frame printk start\n"
-                  "-klog 7\n+klog 6\n/etc/none: not there\n"
-                  "/tmp/nvram: still there\nsetting a: expected a=2, actual a=1\n"
-                  "setting a: expected none, actual a=1\nagain: " SCENARIO_TOOL " " +
-                  path + "\n0 passed, 1 failed\n");
+    EXPECT_EQ(result.output, "FAILED " + path + "\n# messages off, badly\n" + path +
+                                 ":3: run printk start\n" + path +
+                                 ":7: exit: expected 3, actual 0\n"
+                                 "--- expected trace\n+++ actual trace\n@@ " +
+                                 path + ":6 @@\n frame printk start\n-klog 7\n+klog 6\n" + path +
+                                 ":8: /etc/none: not there\n" + path + ":11: /tmp/nvram: still there\n" +
+                                 path + ":9: setting a: expected a=2, actual a=1\n" + path +
+                                 ":10: setting a: expected none, actual a=1\nagain: " SCENARIO_TOOL " " +
+                                 path + "\n0 passed, 1 failed\n");
     EXPECT_EQ(result.status, 1);
 }
 
@@ -153,6 +154,70 @@ TEST_F(RunnerProgram, WhatItPrintsPasses)
     const std::string again = file("again.scenario", setup + run("--print " + path).output);
     const Result result = run(again);
     EXPECT_EQ(result.output, "1 passed, 0 failed\n");
+}
+
+const char *const kThree =
+    "# messages\nrun printk start\ntrace\n| frame printk start\n| klog 6\n\n"
+    "case on\nunchanged\n\ncases name | level\n| seven | 7\n| eight | 8\nset a=$level\n"
+    "change trace\n|- klog 6\n|+ klog $level\n";
+
+TEST_F(RunnerProgram, GivesAResultForEveryCase)
+{
+    const std::string path = file("x.scenario", kThree);
+    const Result result = run("-j 1 " + path);
+    EXPECT_NE(result.output.find("FAILED " + path + " --case seven\n# messages\n"), std::string::npos)
+        << result.output;
+    EXPECT_NE(
+        result.output.find("@@ " + path +
+                           ":16 @@\n frame printk start\n-klog 8\n+klog 6\nagain: " SCENARIO_TOOL " -j 1 " +
+                           path + " --case eight\n1 passed, 2 failed\n"),
+        std::string::npos)
+        << result.output;
+    EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(RunnerProgram, NamesTheLineOfTheBase)
+{
+    const std::string base = file("base.scenario", kFailing);
+    const std::string path = file("x.scenario", "# t\nlike base\nset b=2\nunchanged\n");
+    EXPECT_NE(run(path).output.find("@@ " + base + ":6 @@\n frame printk start\n-klog 7\n"),
+              std::string::npos);
+}
+
+TEST_F(RunnerProgram, RunsOneCaseAgain)
+{
+    const std::string path = file("x.scenario", kThree);
+    EXPECT_EQ(run(path + " --case on").output, "1 passed, 0 failed\n");
+    const Result again = run("--case eight " + path);
+    EXPECT_NE(again.output.find("again: " SCENARIO_TOOL " " + path + " --case eight\n0 passed, 1 failed\n"),
+              std::string::npos)
+        << again.output;
+    EXPECT_EQ(run(path + " --case none").output, "scenario: no case is named none\n");
+    EXPECT_EQ(run(path + " --case none").status, 2);
+}
+
+TEST_F(RunnerProgram, ShowsEveryCaseInFull)
+{
+    const std::string path = file("x.scenario", kThree);
+    const Result result = run("--expand " + path);
+    const std::string start = "run printk start\ntrace\n| frame printk start\n| klog ";
+    EXPECT_EQ(result.output, "# messages\n# " + path + " --case on\n" + start + "6\n\n# messages\n# " + path +
+                                 " --case seven\nset a=7\n" + start + "7\n\n# messages\n# " + path +
+                                 " --case eight\nset a=8\n" + start + "8\n");
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(RunnerProgram, TakesTheScenariosOfADirectory)
+{
+    std::filesystem::create_directory(folder_ + "/more");
+    file("more/b.scenario", kFailing);
+    file("more/a.scenario", kPassing);
+    file("more/text", "not a scenario");
+    file("c.scenario", kPassing);
+    const Result result = run(folder_);
+    EXPECT_NE(result.output.find("\n2 passed, 1 failed\n"), std::string::npos) << result.output;
+    std::filesystem::create_directory(folder_ + "/none");
+    EXPECT_EQ(run(folder_ + "/none").output, "scenario: no *.scenario in " + folder_ + "/none\n");
 }
 
 }  // namespace

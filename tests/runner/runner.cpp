@@ -1,6 +1,7 @@
 #include "tests/runner/runner.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <optional>
 
@@ -120,45 +121,93 @@ Lines shown_lines(std::string_view bytes)
     return lines;
 }
 
-void add_difference(std::string &report, const std::string &what, const Lines &expected, const Lines &actual)
+// The difference of two lists of lines; each piece is headed by the place of the expected line where it
+// begins.
+struct Comparison {
+    const CaseFile &file;
+    std::string report{};
+
+    void say(Place place, const std::string &text) { report += file.where(place) + ": " + text + "\n"; }
+    void add_difference(const std::string &what, const Lines &expected, const Lines &actual,
+                        const std::vector<Place> &places, Place otherwise);
+};
+
+// Index of the first expected line that a piece of the difference is about. `rest` begins at its "@@" line.
+size_t differing_line(std::string_view rest)
 {
-    report +=
-        "--- expected " + what + "\n+++ actual " + what + "\n" + bench::unified_difference(expected, actual);
+    size_t index = strtoul(std::string(rest.substr(4, 12)).c_str(), nullptr, 10) - 1;
+    for (rest.remove_prefix(rest.find('\n') + 1); !rest.empty() && rest[0] == ' '; index++) {
+        rest.remove_prefix(rest.find('\n') + 1);
+    }
+    return index;
 }
 
-void compare_trace(const Run &run, const bench::Trace &trace, std::string &report)
+void Comparison::add_difference(const std::string &what, const Lines &expected, const Lines &actual,
+                                const std::vector<Place> &places, Place otherwise)
+{
+    report += "--- expected " + what + "\n+++ actual " + what + "\n";
+    const std::string difference = bench::unified_difference(expected, actual);
+    std::string_view rest = difference;
+    while (!rest.empty()) {
+        const size_t end = rest.find('\n') + 1;
+        if (rest.substr(0, 2) == "@@") {
+            const size_t index = differing_line(rest);
+            const Place place = index < places.size() ? places[index]
+                                : places.empty()      ? otherwise
+                                                      : places.back();
+            report += "@@ " + file.where(place) + " @@\n";
+        } else {
+            report += rest.substr(0, end);
+        }
+        rest.remove_prefix(end);
+    }
+}
+
+void compare_trace(const Run &run, const bench::Trace &trace, Comparison &comparison)
 {
     const Lines actual = plain_lines(trace);
-    if (run.trace && *run.trace != actual) {
-        add_difference(report, "trace", forms::shorten_trace(*run.trace), forms::shorten_trace(actual));
+    if (!run.trace || *run.trace == actual) {
+        return;
     }
+    std::vector<size_t> starts;
+    const Lines expected = forms::shorten_trace(*run.trace, &starts);
+    std::vector<Place> places;
+    places.reserve(starts.size());
+    for (const size_t start : starts) {
+        places.push_back(run.trace_places[start]);
+    }
+    comparison.add_difference("trace", expected, forms::shorten_trace(actual), places, run.trace_place);
 }
 
-void compare_status(const Run &run, const bench::Trace &trace, std::string &report)
+void compare_status(const Run &run, const bench::Trace &trace, Comparison &comparison)
 {
+    const Place place = run.status ? run.status_place : run.place;
     if (trace.timed_out) {
-        report += "it did not end in time and was killed\n";
+        comparison.say(place, "it did not end in time and was killed");
     } else if (trace.signal != 0) {
-        report += "it was ended by signal " + std::to_string(trace.signal) + "\n";
+        comparison.say(place, "it was ended by signal " + std::to_string(trace.signal));
     } else if (const int expected = run.status.value_or(0); expected != trace.status) {
-        report +=
-            "exit: expected " + std::to_string(expected) + ", actual " + std::to_string(trace.status) + "\n";
+        comparison.say(
+            place, "exit: expected " + std::to_string(expected) + ", actual " + std::to_string(trace.status));
     }
 }
 
-void compare_files(const Run &run, const bench::Root &root, std::string &report)
+void compare_files(const Run &run, const bench::Root &root, Comparison &comparison)
 {
     for (const ExpectedFile &file : run.files) {
         const std::optional<std::string> actual = root.read(file.path);
         if (!actual) {
-            report +=
-                file.path + ": " + (root.exists(file.path) ? "not a readable file" : "not there") + "\n";
+            comparison.say(file.place, escape(file.path) + ": " +
+                                           (root.exists(file.path) ? "not a readable file" : "not there"));
         } else if (*actual != file.bytes) {
-            add_difference(report, escape(file.path), shown_lines(file.bytes), shown_lines(*actual));
+            comparison.add_difference(escape(file.path), shown_lines(file.bytes), shown_lines(*actual),
+                                      file.places, file.place);
         }
     }
-    for (const std::string &path : run.gone) {
-        report += root.exists(path) ? escape(path) + ": still there\n" : "";
+    for (const AbsentFile &file : run.gone) {
+        if (root.exists(file.path)) {
+            comparison.say(file.place, escape(file.path) + ": still there");
+        }
     }
 }
 
@@ -167,20 +216,23 @@ std::string shown_setting(const std::string &key, const std::optional<std::strin
     return value ? escape(key + "=" + *value) : "none";
 }
 
-void compare_settings(const Run &run, const bench::Root &root, std::string &report)
+void compare_setting(Place place, const std::string &key, const std::optional<std::string> &expected,
+                     const bench::Root &root, Comparison &comparison)
 {
-    for (const forms::Setting &entry : run.settings) {
-        const std::optional<std::string> actual = root.setting(entry.key);
-        if (actual != entry.value) {
-            report += "setting " + escape(entry.key) + ": expected " + shown_setting(entry.key, entry.value) +
-                      ", actual " + shown_setting(entry.key, actual) + "\n";
-        }
+    const std::optional<std::string> actual = root.setting(key);
+    if (actual != expected) {
+        comparison.say(place, "setting " + escape(key) + ": expected " + shown_setting(key, expected) +
+                                  ", actual " + shown_setting(key, actual));
     }
-    for (const std::string &key : run.unset) {
-        if (const std::optional<std::string> actual = root.setting(key)) {
-            report +=
-                "setting " + escape(key) + ": expected none, actual " + shown_setting(key, actual) + "\n";
-        }
+}
+
+void compare_settings(const Run &run, const bench::Root &root, Comparison &comparison)
+{
+    for (const ExpectedSetting &setting : run.settings) {
+        compare_setting(setting.place, setting.entry.key, setting.entry.value, root, comparison);
+    }
+    for (const AbsentSetting &setting : run.unset) {
+        compare_setting(setting.place, setting.key, std::nullopt, root, comparison);
     }
 }
 
@@ -191,13 +243,15 @@ std::string run_directive(const Run &run)
 }
 
 // What differs after one run, empty when nothing does.
-std::string compare_run(const Run &run, const bench::Trace &trace, const bench::Root &root)
+std::string compare_run(const CaseFile &file, const Run &run, const bench::Trace &trace,
+                        const bench::Root &root)
 {
-    std::string report;
-    compare_status(run, trace, report);
-    compare_trace(run, trace, report);
-    compare_files(run, root, report);
-    compare_settings(run, root, report);
+    Comparison comparison{file};
+    compare_status(run, trace, comparison);
+    compare_trace(run, trace, comparison);
+    compare_files(run, root, comparison);
+    compare_settings(run, root, comparison);
+    std::string &report = comparison.report;
     if (!report.empty() && !trace.errors.empty()) {
         report += "on standard error:\n" + trace.errors + (trace.errors.back() == '\n' ? "" : "\n");
     }
@@ -264,14 +318,15 @@ std::string changes_text(const bench::Trace &trace, const bench::Root &root)
 
 }  // namespace
 
-bool run_scenario(const Programs &programs, const Scenario &scenario, std::string &report)
+bool run_scenario(const Programs &programs, const CaseFile &file, const Scenario &scenario,
+                  std::string &report)
 {
     bench::Root root(programs.target, bench_setup(scenario.setup));
     for (const Run &run : scenario.runs) {
         const bench::Trace trace = root.run(bench_run(programs, scenario.setup, run));
-        const std::string differences = compare_run(run, trace, root);
+        const std::string differences = compare_run(file, run, trace, root);
         if (!differences.empty()) {
-            report += "line " + std::to_string(run.line) + ": " + run_directive(run) + "\n" + differences;
+            report += file.where(run.place) + ": " + run_directive(run) + "\n" + differences;
         }
     }
     return report.empty();

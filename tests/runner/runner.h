@@ -13,8 +13,10 @@ struct Programs {
     std::filesystem::path direct;  // the driver of operations that no command reaches
 };
 
-// True when everything is as expected; else `report` tells, run by run, what differs.
-bool run_scenario(const Programs &programs, const Scenario &scenario, std::string &report);
+// True when everything is as expected; else `report` tells, run by run, what differs and which line expects
+// it.
+bool run_scenario(const Programs &programs, const CaseFile &file, const Scenario &scenario,
+                  std::string &report);
 
 // What happened, written as the runs and expectations of a scenario.
 std::string print_scenario(const Programs &programs, const Scenario &scenario);

@@ -1,5 +1,6 @@
 #include "tests/runner/scenario.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -13,33 +14,20 @@ using forms::read_number;
 using forms::take_word;
 using forms::unescape;
 
-// A directive with the "|" lines below it.
-struct BodyLine {
-    int line;
-    std::string text;
-};
-
-struct Directive {
-    int line = 0;
-    std::string name;
-    std::string rest;
-    std::vector<BodyLine> body;
-};
-
 // The place of the reader: the scenario so far and, when something is wrong, where and what.
 struct Reader {
     Scenario &scenario;
-    int line = 0;
-    std::string why;
+    Place place{};
+    std::string why{};
 
     bool refuse(std::string text)
     {
         why = std::move(text);
         return false;
     }
-    bool refuse_at(int at, std::string text)
+    bool refuse_at(Place at, std::string text)
     {
-        line = at;
+        place = at;
         return refuse(std::move(text));
     }
     Run &run() { return scenario.runs.back(); }
@@ -80,7 +68,7 @@ bool read_body(Reader &reader, const Directive &directive, std::string &bytes)
     for (const BodyLine &body : directive.body) {
         std::string line;
         if (!unescape(body.text, line, reader.why)) {
-            return reader.refuse_at(body.line, reader.why);
+            return reader.refuse_at(body.place, reader.why);
         }
         bytes += line + "\n";
     }
@@ -246,7 +234,7 @@ bool on_nested(Reader &reader, const Directive &directive)
 bool add_run(Reader &reader, const Directive &directive, RunKind kind, bool needs_word)
 {
     Run &run = reader.scenario.runs.emplace_back();
-    run.line = directive.line;
+    run.place = directive.place;
     run.kind = kind;
     if (!forms::split_words(directive.rest, run.words, reader.why)) {
         return false;
@@ -279,13 +267,15 @@ bool on_trace(Reader &reader, const Directive &directive)
     if (reader.run().trace) {
         return reader.refuse("trace is given twice for one run");
     }
-    std::vector<std::string> plain;
+    Run &run = reader.run();
+    run.trace.emplace();
+    run.trace_place = directive.place;
     for (const BodyLine &body : directive.body) {
-        if (!forms::expand_trace_line(body.text, plain, reader.why)) {
-            return reader.refuse_at(body.line, reader.why);
+        if (!forms::expand_trace_line(body.text, *run.trace, reader.why)) {
+            return reader.refuse_at(body.place, reader.why);
         }
+        run.trace_places.resize(run.trace->size(), body.place);
     }
-    reader.run().trace = std::move(plain);
     return true;
 }
 
@@ -299,33 +289,46 @@ bool on_exit(Reader &reader, const Directive &directive)
         return reader.refuse("exit is given twice for one run");
     }
     reader.run().status = status;
+    reader.run().status_place = directive.place;
     return true;
 }
 
 bool on_expect(Reader &reader, const Directive &directive)
 {
     ExpectedFile &file = reader.run().files.emplace_back();
+    file.place = directive.place;
+    for (const BodyLine &body : directive.body) {
+        file.places.push_back(body.place);
+    }
     return read_path(reader, directive.rest, file.path) && read_body(reader, directive, file.bytes);
 }
 
 bool on_expect_bytes(Reader &reader, const Directive &directive)
 {
-    return read_path_and_bytes(reader, directive.rest, reader.run().files.emplace_back());
+    ExpectedFile &file = reader.run().files.emplace_back();
+    file.place = directive.place;
+    return read_path_and_bytes(reader, directive.rest, file);
 }
 
 bool on_gone(Reader &reader, const Directive &directive)
 {
-    return read_path(reader, directive.rest, reader.run().gone.emplace_back());
+    AbsentFile &file = reader.run().gone.emplace_back();
+    file.place = directive.place;
+    return read_path(reader, directive.rest, file.path);
 }
 
 bool on_setting(Reader &reader, const Directive &directive)
 {
-    return read_entry(reader, directive.rest, reader.run().settings.emplace_back());
+    ExpectedSetting &setting = reader.run().settings.emplace_back();
+    setting.place = directive.place;
+    return read_entry(reader, directive.rest, setting.entry);
 }
 
 bool on_unset(Reader &reader, const Directive &directive)
 {
-    std::string &key = reader.run().unset.emplace_back();
+    AbsentSetting &setting = reader.run().unset.emplace_back();
+    setting.place = directive.place;
+    std::string &key = setting.key;
     if (!unescape(directive.rest, key, reader.why)) {
         return false;
     }
@@ -334,41 +337,37 @@ bool on_unset(Reader &reader, const Directive &directive)
 
 // ---- the directives -------------------------------------------------------------------------------------
 
-enum class Place { before, run, after };
-
 struct DirectiveRow {
     const char *name;
-    Place place;
-    bool takes_body;
     bool (*read)(Reader &, const Directive &);
 };
 
 constexpr DirectiveRow kDirectives[] = {
-    {"set", Place::before, false, on_set},
-    {"default", Place::before, false, on_default},
-    {"defaults", Place::before, false, on_defaults},
-    {"no", Place::before, false, on_no},
-    {"file", Place::before, true, on_file},
-    {"bytes", Place::before, false, on_bytes},
-    {"remove", Place::before, false, on_remove},
-    {"directory", Place::before, false, on_directory},
-    {"interface", Place::before, false, on_interface},
-    {"reply", Place::before, true, on_reply},
-    {"status-reply", Place::before, true, on_status_reply},
-    {"effect", Place::before, false, on_effect},
-    {"clock", Place::before, false, on_clock},
-    {"at", Place::before, false, on_at},
-    {"nested", Place::before, false, on_nested},
-    {"run", Place::run, false, on_run},
-    {"argv0", Place::run, false, on_argv0},
-    {"direct", Place::run, false, on_direct},
-    {"trace", Place::after, true, on_trace},
-    {"exit", Place::after, false, on_exit},
-    {"expect", Place::after, true, on_expect},
-    {"expect-bytes", Place::after, false, on_expect_bytes},
-    {"gone", Place::after, false, on_gone},
-    {"setting", Place::after, false, on_setting},
-    {"unset", Place::after, false, on_unset},
+    {"set", on_set},
+    {"default", on_default},
+    {"defaults", on_defaults},
+    {"no", on_no},
+    {"file", on_file},
+    {"bytes", on_bytes},
+    {"remove", on_remove},
+    {"directory", on_directory},
+    {"interface", on_interface},
+    {"reply", on_reply},
+    {"status-reply", on_status_reply},
+    {"effect", on_effect},
+    {"clock", on_clock},
+    {"at", on_at},
+    {"nested", on_nested},
+    {"run", on_run},
+    {"argv0", on_argv0},
+    {"direct", on_direct},
+    {"trace", on_trace},
+    {"exit", on_exit},
+    {"expect", on_expect},
+    {"expect-bytes", on_expect_bytes},
+    {"gone", on_gone},
+    {"setting", on_setting},
+    {"unset", on_unset},
 };
 
 const DirectiveRow *find_directive(const std::string &name)
@@ -381,70 +380,18 @@ const DirectiveRow *find_directive(const std::string &name)
     return nullptr;
 }
 
+// The arrangement of cases is dealt with before a scenario is read.
 bool read_directive(Reader &reader, const Directive &directive)
 {
-    reader.line = directive.line;
+    reader.place = directive.place;
     const DirectiveRow *row = find_directive(directive.name);
     if (row == nullptr) {
         return reader.refuse("unknown directive \"" + directive.name + "\"");
     }
-    if (row->place == Place::before && !reader.scenario.runs.empty()) {
-        return reader.refuse(directive.name + " stands before the first run");
-    }
-    if (row->place == Place::after && reader.scenario.runs.empty()) {
-        return reader.refuse(directive.name + " stands after a run");
-    }
-    if (!row->takes_body && !directive.body.empty()) {
-        return reader.refuse_at(directive.body[0].line, directive.name + " takes no | lines");
-    }
     return row->read(reader, directive);
 }
 
-// ---- the file -------------------------------------------------------------------------------------------
-
-// Sorts one raw line into `directives`.
-bool sort_line(Reader &reader, std::string_view line, std::vector<Directive> &directives)
-{
-    if (line.empty()) {
-        return true;
-    }
-    if (line.back() == ' ' || line.back() == '\t') {
-        return reader.refuse("a blank at the end of a line is written \\x20");
-    }
-    if (line.back() == '\r') {
-        return reader.refuse("lines end in a line feed alone");
-    }
-    if (line[0] == '#') {
-        if (reader.scenario.title.empty()) {
-            line.remove_prefix(line.size() > 1 && line[1] == ' ' ? 2 : 1);
-            reader.scenario.title = line;
-        }
-        return true;
-    }
-    if (line[0] == '|') {
-        if (directives.empty()) {
-            return reader.refuse("a | line belongs to a directive above it");
-        }
-        line.remove_prefix(line.size() > 1 && line[1] == ' ' ? 2 : 1);
-        directives.back().body.push_back({reader.line, std::string(line)});
-        return true;
-    }
-    const std::string_view name = take_word(line);
-    directives.push_back({reader.line, std::string(name), std::string(line), {}});
-    return true;
-}
-
-bool sort_lines(Reader &reader, std::string_view text, std::vector<Directive> &directives)
-{
-    bool complete = true;
-    for (const std::string &line : forms::split_lines(text, complete)) {
-        reader.line++;
-        if (!sort_line(reader, line, directives)) {
-            return false;
-        }
-    }
-    return true;
-}
+// ---- the whole ------------------------------------------------------------------------------------------
 
 bool expects_something(const Run &run)
 {
@@ -456,9 +403,6 @@ bool expects_something(const Run &run)
 bool check_whole(Reader &reader)
 {
     const Setup &setup = reader.scenario.setup;
-    if (reader.scenario.title.empty()) {
-        return reader.refuse_at(1, "no comment says what the scenario shows");
-    }
     if (setup.no_store && !setup.settings.empty()) {
         return reader.refuse("\"no store\" and set exclude each other");
     }
@@ -474,39 +418,28 @@ bool check_whole(Reader &reader)
     return true;
 }
 
-bool read_scenario(Reader &reader, std::string_view text)
-{
-    std::vector<Directive> directives;
-    if (!sort_lines(reader, text, directives)) {
-        return false;
-    }
-    for (const Directive &directive : directives) {
-        if (!read_directive(reader, directive)) {
-            return false;
-        }
-    }
-    return check_whole(reader);
-}
-
 }  // namespace
 
-bool parse_scenario(const std::string &path, std::string_view text, Scenario &scenario, std::string &why)
+bool read_scenario(const CaseFile &file, const Case &one, Scenario &scenario, std::string &why)
 {
     scenario = {};
-    scenario.path = path;
-    Reader reader{scenario, 0, ""};
-    if (read_scenario(reader, text)) {
+    scenario.title = one.title;
+    Reader reader{scenario};
+    const bool good =
+        std::all_of(one.directives.begin(), one.directives.end(),
+                    [&reader](const Directive &directive) { return read_directive(reader, directive); });
+    if (good && check_whole(reader)) {
         return true;
     }
-    why = path + ":" + std::to_string(reader.line) + ": " + reader.why;
+    why = file.where(reader.place) + ": " + reader.why;
     return false;
 }
 
-bool check_expectations(const Scenario &scenario, std::string &why)
+bool check_expectations(const CaseFile &file, const Scenario &scenario, std::string &why)
 {
     for (const Run &run : scenario.runs) {
         if (!expects_something(run)) {
-            why = scenario.path + ":" + std::to_string(run.line) + ": nothing is expected of this run";
+            why = file.where(run.place) + ": nothing is expected of this run";
             return false;
         }
     }

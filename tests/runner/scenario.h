@@ -1,6 +1,6 @@
-// A scenario file as it stands: what is there before the run, the runs, and what each must leave behind.
+// A scenario: what is there before the run, the runs, and what each must leave behind.
 //
-// The format is described in tests/README.md; this is its one reader.
+// The format is described in tests/README.md; this reads the directives of one case.
 #pragma once
 
 #include <optional>
@@ -10,6 +10,7 @@
 
 #include "forms/replies.h"
 #include "forms/settings.h"
+#include "tests/runner/cases.h"
 
 enum class FileKind { content, missing, directory };
 
@@ -50,31 +51,50 @@ enum class RunKind { words, argv0, direct };
 struct ExpectedFile {
     std::string path;
     std::string bytes;
+    Place place;                // of the directive
+    std::vector<Place> places;  // of the lines, when it is written in lines
+};
+
+struct AbsentFile {
+    std::string path;
+    Place place;
+};
+
+struct ExpectedSetting {
+    forms::Setting entry;
+    Place place;
+};
+
+struct AbsentSetting {
+    std::string key;
+    Place place;
 };
 
 // One run and what it must leave behind. A trace is kept in its plain lines: SYSTEM, MY_SYSTEM and frame
 // are already replaced by what they are short for, and every line is escaped.
 struct Run {
-    int line = 0;
+    Place place;
     RunKind kind = RunKind::words;
     std::vector<std::string> words;
     std::optional<std::vector<std::string>> trace;
+    Place trace_place;
+    std::vector<Place> trace_places;  // of its plain lines
     std::optional<int> status;
+    Place status_place;
     std::vector<ExpectedFile> files;
-    std::vector<std::string> gone;
-    std::vector<forms::Setting> settings;
-    std::vector<std::string> unset;
+    std::vector<AbsentFile> gone;
+    std::vector<ExpectedSetting> settings;
+    std::vector<AbsentSetting> unset;
 };
 
 struct Scenario {
-    std::string path;
     std::string title;
     Setup setup;
     std::vector<Run> runs;
 };
 
-// Reads the text of a scenario file. On failure `why` is "PATH:LINE: what is wrong".
-bool parse_scenario(const std::string &path, std::string_view text, Scenario &scenario, std::string &why);
+// Reads a case. On failure `why` is "PATH:LINE: what is wrong".
+bool read_scenario(const CaseFile &file, const Case &one, Scenario &scenario, std::string &why);
 
 // A run that expects nothing would pass whatever happens: true when every run expects something.
-bool check_expectations(const Scenario &scenario, std::string &why);
+bool check_expectations(const CaseFile &file, const Scenario &scenario, std::string &why);

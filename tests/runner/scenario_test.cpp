@@ -7,19 +7,34 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+bool no_base(const std::string &path, std::string &, std::string &why)
+{
+    why = "cannot read " + path;
+    return false;
+}
+
+// The first case of a file without a base.
+bool parse(const std::string &text, CaseFile &file, Scenario &scenario, std::string &why)
+{
+    return read_cases("x.scenario", text, no_base, file, why) &&
+           read_scenario(file, file.cases[0], scenario, why);
+}
+
 Scenario parsed(const std::string &text)
 {
+    CaseFile file;
     Scenario scenario;
     std::string why;
-    EXPECT_TRUE(parse_scenario("x.scenario", text, scenario, why)) << why;
+    EXPECT_TRUE(parse(text, file, scenario, why)) << why;
     return scenario;
 }
 
 std::string refusal(const std::string &text)
 {
+    CaseFile file;
     Scenario scenario;
     std::string why;
-    EXPECT_FALSE(parse_scenario("x.scenario", text, scenario, why));
+    EXPECT_FALSE(parse(text, file, scenario, why));
     return why;
 }
 
@@ -57,10 +72,12 @@ TEST(ScenarioFile, WithoutRunIsRefused)
 TEST(ScenarioFile, RunWithoutExpectationIsRefused)
 {
     std::string why;
-    EXPECT_TRUE(check_expectations(parsed("# t\nrun a\nexit 0\n"), why));
-    EXPECT_FALSE(check_expectations(parsed("# t\nrun a\ntrace\nrun b\n"), why));
+    EXPECT_TRUE(check_expectations(CaseFile{"x.scenario", "", {}}, parsed("# t\nrun a\nexit 0\n"), why));
+    EXPECT_FALSE(
+        check_expectations(CaseFile{"x.scenario", "", {}}, parsed("# t\nrun a\ntrace\nrun b\n"), why));
     EXPECT_EQ(why, "x.scenario:4: nothing is expected of this run");
-    EXPECT_FALSE(check_expectations(parsed("# t\nrun a\nrun b\nexit 0\n"), why));
+    EXPECT_FALSE(
+        check_expectations(CaseFile{"x.scenario", "", {}}, parsed("# t\nrun a\nrun b\nexit 0\n"), why));
     EXPECT_EQ(why, "x.scenario:2: nothing is expected of this run");
 }
 
@@ -72,7 +89,7 @@ TEST(ScenarioFile, UnknownDirectiveIsRefused)
 
 TEST(ScenarioFile, RawTrailingBlankIsRefused)
 {
-    const char *why = "x.scenario:2: a blank at the end of a line is written \\x20";
+    const char *why = "x.scenario:2: a space at the end of a line is written \\x20";
     EXPECT_EQ(refusal("# t\nset a=b \nrun\nexit 0\n"), why);
     EXPECT_EQ(refusal("# t\nset a=b\t\nrun\nexit 0\n"), why);
     EXPECT_EQ(refusal("# t\n| \nrun\nexit 0\n"), why);
@@ -85,12 +102,12 @@ TEST(ScenarioFile, CarriageReturnIsRefused)
 
 TEST(ScenarioFile, SetupAfterARunIsRefused)
 {
-    EXPECT_EQ(refusal("# t\nrun\nexit 0\nset a=b\n"), "x.scenario:4: set stands before the first run");
+    EXPECT_EQ(refusal("# t\nrun\nexit 0\nset a=b\n"), "x.scenario:4: set is written before the first run");
 }
 
 TEST(ScenarioFile, ExpectationBeforeTheRunIsRefused)
 {
-    EXPECT_EQ(refusal("# t\nexit 0\nrun\n"), "x.scenario:2: exit stands after a run");
+    EXPECT_EQ(refusal("# t\nexit 0\nrun\n"), "x.scenario:2: exit is written after a run");
 }
 
 TEST(ScenarioFile, BodyLinesBelongToADirective)
@@ -144,7 +161,7 @@ TEST(ScenarioSetup, DefaultsAreEntriesOrTheImages)
 TEST(ScenarioSetup, FileLinesAreWhole)
 {
     const Scenario scenario =
-        parsed("# t\nfile /a\n| one\n|two\n|  three\n|\n# a comment between\n| \\x20\nrun\nexit 0\n");
+        parsed("# t\nfile /a\n| one\n| two\n|  three\n|\n# a comment between\n| \\x20\nrun\nexit 0\n");
     ASSERT_EQ(scenario.setup.files.size(), 1U);
     EXPECT_EQ(scenario.setup.files[0].path, "/a");
     EXPECT_EQ(scenario.setup.files[0].bytes, "one\ntwo\n three\n\n \n");
@@ -239,7 +256,7 @@ TEST(ScenarioRun, EachHasItsOwnExpectations)
     EXPECT_FALSE(scenario.runs[1].trace);
     EXPECT_EQ(scenario.runs[1].status, 255);
     EXPECT_EQ(scenario.runs[2].kind, RunKind::argv0);
-    EXPECT_EQ(scenario.runs[2].gone, (Lines{"/a"}));
+    EXPECT_EQ(scenario.runs[2].gone[0].path, "/a");
     EXPECT_EQ(scenario.runs[3].kind, RunKind::direct);
     EXPECT_EQ(refusal("# t\nargv0\n"), "x.scenario:2: argv0 needs a word");
     EXPECT_EQ(refusal("# t\ndirect\n"), "x.scenario:2: direct needs a word");
@@ -254,8 +271,8 @@ TEST(ScenarioExpectation, FilesSettingsAndAbsences)
     EXPECT_EQ(run.files[0].bytes, "x\n");
     EXPECT_EQ(run.files[1].bytes, "x");
     EXPECT_EQ(run.files[2].bytes, "");
-    EXPECT_EQ(run.settings[0].value, "v=w");
-    EXPECT_EQ(run.unset, (Lines{"l"}));
+    EXPECT_EQ(run.settings[0].entry.value, "v=w");
+    EXPECT_EQ(run.unset[0].key, "l");
     EXPECT_EQ(refusal("# t\nrun\nunset a=b\n"), "x.scenario:3: unset KEY expected");
     EXPECT_EQ(refusal("# t\nrun\nexit x\n"), "x.scenario:3: exit N expected, N at most 255");
     EXPECT_EQ(refusal("# t\nrun\nexit 0\nexit 0\n"), "x.scenario:4: exit is given twice for one run");
