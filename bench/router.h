@@ -6,10 +6,8 @@
 //     setup.settings = {{"lan_if", "br0"}, {"lan_ipaddr", "192.168.1.1"}};
 //     setup.replies.push_back({"adslctl", "info", "Status: Showtime\n"});
 //     bench::Root root(target, setup);
-//     bench::Run run;
-//     run.words = {"rc", "lan", "start"};
-//     bench::Trace trace = root.run(run);                  // again and again in the same root
-//     for (const std::string &line : bench::trace_lines(trace)) puts(line.c_str());
+//     bench::Trace trace = root.rc("lan start");           // again and again in the same root
+//     for (const std::string &command : trace.commands()) puts(command.c_str());
 //     std::optional<std::string> tz = root.read("/etc/TZ");
 //
 // A run is isolated (mount, process, network, host-name and IPC namespaces, the root directory as "/"; as
@@ -163,6 +161,13 @@ struct Trace {
     std::vector<FileChange> files;        // by path; without the bench's own and links to tools
     std::vector<SettingChange> settings;  // of /tmp/nvram, in store order, removed ones last
     double seconds = 0;                   // how long it took
+
+    // The commands given to the shell, in order, those of nested runs too.
+    std::vector<std::string> commands() const;
+    // The lines of standard output, in order, of nested runs too.
+    std::vector<std::string> lines() const;
+    // The change of a file of the root, or null.
+    const FileChange *file(std::string_view path) const;
 };
 
 // ---- the root -------------------------------------------------------------------------------------------
@@ -179,6 +184,8 @@ class Root {
     Root &operator=(const Root &) = delete;
 
     Trace run(const Run &run);
+    // rc with these words, one space between them: rc("wan start"). `like` says everything else.
+    Trace rc(std::string_view words, Run like = {});
 
     // A shell command in the root, with its tools and interfaces, for looking and arranging; its standard
     // output. Nothing of it is in a trace.
@@ -196,6 +203,8 @@ class Root {
     // The entries of the working copy, or of another store file; none when there is no such file.
     std::optional<std::vector<Setting>> settings(std::string_view path = "/tmp/nvram") const;
     std::optional<std::string> setting(std::string_view key) const;
+    // Changes entries of the working copy, each in its place or at the end, as a user's page does.
+    void set(const std::vector<Setting> &changes);
 
     // Leaves the directory behind at the end.
     void keep();
@@ -215,6 +224,9 @@ class Root {
     bool keep_ = false;
     int lock_ = -1;  // held while the root is in use
 };
+
+// Puts an entry in the place of that with its key, or at the end.
+void set_entry(std::vector<Setting> &settings, const Setting &entry);
 
 // ---- text forms -----------------------------------------------------------------------------------------
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace perf {
 
@@ -77,31 +78,39 @@ void add_line(std::string &text, const Cells &row, const std::array<size_t, kCol
     text += line + "\n";
 }
 
-std::string quoted(const std::string &text)
+template <typename Value>
+nlohmann::ordered_json or_null(const std::optional<Value> &value)
 {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-        }
-        out += c;
-    }
-    return out + "\"";
+    return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json(nullptr);
 }
 
-std::string json_number(const std::optional<double> &value)
+nlohmann::ordered_json word_or_null(const std::string &text)
 {
-    if (!value) {
-        return "null";
-    }
-    char text[64];
-    snprintf(text, sizeof text, "%.6g", *value);
-    return *value >= 1e6 ? std::to_string(std::llround(*value)) : text;
+    return text.empty() ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(text);
 }
 
-std::string json_word(const std::string &text)
+// As precise as anybody can measure.
+std::optional<double> rounded(const std::optional<double> &value)
 {
-    return text.empty() ? "null" : quoted(text);
+    if (!value || *value >= 1e6 || *value == 0) {
+        return value ? std::optional<double>(std::round(*value)) : value;
+    }
+    const double unit = std::pow(10, std::floor(std::log10(std::fabs(*value))) - 5);
+    return std::round(*value / unit) * unit;
+}
+
+nlohmann::ordered_json json_of(const Figure &figure)
+{
+    return {{"group", figure.group},
+            {"name", figure.name},
+            {"unit", figure.unit},
+            {"rc", or_null(rounded(figure.ours))},
+            {"median", or_null(rounded(figure.median))},
+            {"against", word_or_null(figure.against)},
+            {"other", or_null(rounded(figure.other))},
+            {"ratio", or_null(rounded(figure.ratio))},
+            {"goal", word_or_null(figure.goal)},
+            {"met", or_null(figure.met)}};
 }
 
 }  // namespace
@@ -131,19 +140,11 @@ std::string as_text(const std::vector<Figure> &figures)
 
 std::string as_json(const std::vector<Figure> &figures)
 {
-    std::string text = "[";
-    const char *lead = "\n";
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
     for (const Figure &figure : figures) {
-        text += lead;
-        text += "  {\"group\": " + quoted(figure.group) + ", \"name\": " + quoted(figure.name) +
-                ", \"unit\": " + quoted(figure.unit) + ", \"rc\": " + json_number(figure.ours) +
-                ", \"median\": " + json_number(figure.median) +
-                ", \"against\": " + json_word(figure.against) + ", \"other\": " + json_number(figure.other) +
-                ", \"ratio\": " + json_number(figure.ratio) + ", \"goal\": " + json_word(figure.goal) +
-                ", \"met\": " + (figure.met ? (*figure.met ? "true" : "false") : "null") + "}";
-        lead = ",\n";
+        list.push_back(json_of(figure));
     }
-    return text + "\n]\n";
+    return list.dump(2) + "\n";
 }
 
 bool all_met(const std::vector<Figure> &figures)

@@ -1,137 +1,110 @@
 // Runs the benchmarks and prints their table.
 
-#include <getopt.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
+#include <vector>
 
 #include "bench/perf/perf.h"
+#include "forms/escapes.h"
+#include "forms/files.h"
+#include "forms/program.h"
 
 namespace {
 
-constexpr const char *kHelp =
-    R"(usage: perf [OPTIONS] [GROUP...]
+using Words = std::vector<std::string>;
 
-Measures rc and prints one table: figure, what it is measured against in the same run, ratio, goal. GROUP is
-rules, settings, starting or memory; without one all are run.
+struct Group {
+    const char *name;
+    void (*measure)(const bench::Target &, const perf::Effort &, std::vector<perf::Figure> &);
+};
 
-  --json           JSON in place of text
-  --json-to FILE   JSON into a file, beside the text
-  --runs N         runs of each program (40)
-  --program FILE   another rc
-  -h, --help       this text
-
-Exit status: 0 when everything could be measured, whether or not the goals are met; 1 when something could
-not; 2 for wrong words.
-)";
-
-enum Code { kJson = 256, kJsonTo, kRuns, kProgram };
-
-constexpr option kOptions[] = {
-    {"json", no_argument, nullptr, kJson},       {"json-to", required_argument, nullptr, kJsonTo},
-    {"runs", required_argument, nullptr, kRuns}, {"program", required_argument, nullptr, kProgram},
-    {"help", no_argument, nullptr, 'h'},         {nullptr, 0, nullptr, 0},
+constexpr Group kGroups[] = {
+    {"rules", perf::rule_build},
+    {"settings", perf::settings},
+    {"starting", perf::starting},
+    {"memory", perf::memory},
 };
 
 struct Wish {
     bool json = false;
-    const char *json_file = nullptr;
+    std::string json_file;
     perf::Effort effort;
-    const char *program = PERF_RC;
-    std::vector<std::string> groups;
-
-    bool wants(const char *group) const
-    {
-        return groups.empty() || std::find(groups.begin(), groups.end(), group) != groups.end();
-    }
+    std::string program = PERF_RC;
 };
 
-[[noreturn]] void refuse(const std::string &why)
+int number_of_runs(const std::string &text)
 {
-    fprintf(stderr, "perf: %s; perf --help lists what it takes\n", why.c_str());
-    exit(2);
+    const int number = atoi(text.c_str());
+    if (number < 1) {
+        throw forms::usage_error("--runs " + forms::shown(text) + ": a number from 1 is needed");
+    }
+    return number;
 }
 
-void read_option(int code, Wish &wish)
+forms::Program program(Wish &wish)
 {
-    switch (code) {
-        case kJson:
-            wish.json = true;
-            break;
-        case kJsonTo:
-            wish.json_file = optarg;
-            break;
-        case kRuns:
-            wish.effort.runs = atoi(optarg);
-            if (wish.effort.runs < 1) {
-                refuse(std::string("a number of runs wanted in --runs ") + optarg);
-            }
-            break;
-        case kProgram:
-            wish.program = optarg;
-            break;
-        case 'h':
-            fputs(kHelp, stdout);
-            exit(0);
-        default:
-            refuse("wrong option");
+    using Text = const std::string &;
+    return {
+        .name = "perf",
+        .usage = {"[OPTIONS] [GROUP...]"},
+        .about = R"(
+Measures rc and prints one table: figure, what it is measured against in the same run, ratio, goal. GROUP is
+rules, settings, starting or memory; without one all are run. Goals that are not met do not change the exit
+status.
+)",
+        .options =
+            {
+                {.name = "json", .help = "JSON in place of text", .take = [&](Text) { wish.json = true; }},
+                {.name = "json-to",
+                 .argument = "FILE",
+                 .help = "JSON into a file, beside the text",
+                 .take = [&](Text file) { wish.json_file = file; }},
+                {.name = "runs",
+                 .argument = "N",
+                 .help = "runs of each program (40)",
+                 .take = [&](Text text) { wish.effort.runs = number_of_runs(text); }},
+                {.name = "program",
+                 .argument = "FILE",
+                 .help = "another rc",
+                 .take = [&](Text file) { wish.program = file; }},
+            },
+    };
+}
+
+void refuse_unknown_groups(const Words &groups)
+{
+    for (const std::string &group : groups) {
+        if (std::none_of(std::begin(kGroups), std::end(kGroups),
+                         [&](const Group &known) { return group == known.name; })) {
+            throw forms::usage_error("unknown group \"" + forms::shown(group) + "\"");
+        }
     }
 }
 
-Wish read_words(int count, char **words)
+int run(const Words &arguments)
 {
     Wish wish;
-    int code = 0;
-    while ((code = getopt_long(count, words, "h", kOptions, nullptr)) != -1) {
-        read_option(code, wish);
-    }
-    for (int i = optind; i < count; i++) {
-        wish.groups.emplace_back(words[i]);
-        const std::string &group = wish.groups.back();
-        if (group != "rules" && group != "settings" && group != "starting" && group != "memory") {
-            refuse("unknown group " + group);
-        }
-    }
-    return wish;
-}
-
-void run(const Wish &wish)
-{
+    const Words groups = forms::read_options(program(wish), arguments);
+    refuse_unknown_groups(groups);
     const bench::Target target = bench::host_target(wish.program);
     std::vector<perf::Figure> figures;
-    if (wish.wants("rules")) {
-        perf::rule_build(target, wish.effort, figures);
-    }
-    if (wish.wants("settings")) {
-        perf::settings(target, wish.effort, figures);
-    }
-    if (wish.wants("starting")) {
-        perf::starting(target, wish.effort, figures);
-    }
-    if (wish.wants("memory")) {
-        perf::memory(target, wish.effort, figures);
-    }
-    fputs((wish.json ? perf::as_json(figures) : perf::as_text(figures)).c_str(), stdout);
-    if (wish.json_file != nullptr) {
-        FILE *file = fopen(wish.json_file, "w");
-        if (file == nullptr || fputs(perf::as_json(figures).c_str(), file) < 0 || fclose(file) != 0) {
-            throw bench::Error(std::string("cannot write ") + wish.json_file + ": " + strerror(errno));
+    for (const Group &group : kGroups) {
+        if (groups.empty() || std::find(groups.begin(), groups.end(), group.name) != groups.end()) {
+            group.measure(target, wish.effort, figures);
         }
     }
+    (void)fputs((wish.json ? perf::as_json(figures) : perf::as_text(figures)).c_str(), stdout);
+    if (!wish.json_file.empty()) {
+        forms::replace_file(wish.json_file, perf::as_json(figures));
+    }
+    return forms::kDone;
 }
 
 }  // namespace
 
-int main(int count, char **words)
+int main(int argc, char **argv)
 {
-    try {
-        run(read_words(count, words));
-    } catch (const std::exception &error) {
-        fprintf(stderr, "perf: %s\n", error.what());
-        return 1;
-    }
-    return 0;
+    return forms::run_program("perf", argc, argv, run);
 }

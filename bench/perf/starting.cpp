@@ -1,6 +1,7 @@
 // Starting up, rc's own share of `rc start`, and peak memory.
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 #include "bench/perf/measuring.h"
@@ -11,6 +12,7 @@ namespace perf {
 namespace {
 
 constexpr const char *kStartGroup = "Starting";
+constexpr const char *kBenchGroup = "The bench";
 constexpr const char *kMemoryGroup = "Peak memory, settings of 64 KiB";
 
 bench::Setup usual_router(const bench::Target &target)
@@ -110,6 +112,31 @@ void add_share(const bench::Target &target, bench::Root &root, const Effort &eff
     figures.push_back(share(name.c_str(), own, all, "with its commands"));
 }
 
+// What everybody who tests waits for: a root built, one run in it, all taken down again.
+void add_bench(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures)
+{
+    using Clock = std::chrono::steady_clock;
+    std::vector<double> times;
+    for (int i = 0; i < effort.runs; i++) {
+        const Clock::time_point begin = Clock::now();
+        {
+            bench::Root root(target, usual_router(target));
+            (void)root.rc("list");
+        }
+        times.push_back(std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
+    }
+    const Spread all = spread(times);
+    Figure figure;
+    figure.group = kBenchGroup;
+    figure.name = "a root and \"rc list\" in it, wall time";
+    figure.unit = "us";
+    figure.ours = all.least;
+    figure.median = all.median;
+    figure.goal = "<= 50 ms";
+    figure.met = all.least <= 50000;
+    figures.push_back(figure);
+}
+
 // Settings that grow until a store of them would be full.
 struct Growing {
     std::vector<bench::Setting> settings;
@@ -158,6 +185,7 @@ void starting(const bench::Target &target, const Effort &effort, std::vector<Fig
     bench::Root root(target, usual_router(target));
     add_usage(root, effort, figures);
     add_share(target, root, effort, figures);
+    add_bench(target, effort, figures);
 }
 
 void memory(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures)

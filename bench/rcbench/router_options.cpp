@@ -293,17 +293,6 @@ bench::Target target_of(const RouterRequest &request)
     return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_preload.so");
 }
 
-void put(std::vector<bench::Setting> &settings, const bench::Setting &entry)
-{
-    for (bench::Setting &there : settings) {
-        if (there.key == entry.key) {
-            there.value = entry.value;
-            return;
-        }
-    }
-    settings.push_back(entry);
-}
-
 bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
 {
     bench::Setup setup;
@@ -312,7 +301,7 @@ bench::Setup setup_of(const RouterRequest &request, const bench::Target &target,
     std::vector<bench::Setting> settings = request.settings.value_or(setup.defaults);
     if (with_changes) {
         for (const bench::Setting &entry : request.set) {
-            put(settings, entry);
+            bench::set_entry(settings, entry);
         }
         erase(settings, request.unset);
         erase(setup.defaults, request.unset);

@@ -42,9 +42,6 @@ bench::Setup setup_of(const RouterRequest &request, const bench::Target &target,
 void add_settings(const std::string &option, const std::string &argument,
                   std::vector<bench::Setting> &settings);
 
-// Puts an entry in place of that with its key, or at the end.
-void put(std::vector<bench::Setting> &settings, const bench::Setting &entry);
-
 // A path of the router; refuses one that does not begin with "/", and the root itself.
 std::string router_file(const std::string &option, const std::string &path);
 

@@ -53,11 +53,7 @@ std::vector<std::string> changed_keys(const std::vector<WishedRun> &runs)
 bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished)
 {
     if (!wished.changes.empty()) {
-        std::vector<bench::Setting> settings = root.settings().value_or(std::vector<bench::Setting>{});
-        for (const bench::Setting &entry : wished.changes) {
-            put(settings, entry);
-        }
-        root.write("/tmp/nvram", bench::store_bytes(settings));
+        root.set(wished.changes);
     }
     bench::Run run;
     run.words = wished.words;

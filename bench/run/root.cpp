@@ -66,17 +66,6 @@ const char *helper_for(const std::string &kind)
     return kind == "rc" ? "/.bench/bin/bench_rc_recorder" : nullptr;
 }
 
-void put_setting(std::vector<Setting> &settings, const Setting &setting)
-{
-    const auto same = std::find_if(settings.begin(), settings.end(),
-                                   [&](const Setting &other) { return other.key == setting.key; });
-    if (same == settings.end()) {
-        settings.push_back(setting);
-    } else {
-        same->value = setting.value;
-    }
-}
-
 }  // namespace
 
 Root::Root(const Target &target, const Setup &setup)
@@ -180,7 +169,7 @@ void Root::build_state(const Setup &setup)
     std::vector<Setting> defaults =
         setup.image_defaults ? image_settings(target_.image) : std::vector<Setting>{};
     for (const Setting &setting : setup.defaults) {
-        put_setting(defaults, setting);
+        set_entry(defaults, setting);
     }
     write("/etc/default", store_bytes(defaults));
     if (setup.settings) {

@@ -311,17 +311,6 @@ class Ground {
     std::vector<bench::Setting> rich_;
 };
 
-Lines commands_of(const bench::Trace &trace)
-{
-    Lines commands;
-    for (const bench::Event &event : trace.events) {
-        if (event.kind == bench::Kind::kShell) {
-            commands.push_back(event.text);
-        }
-    }
-    return commands;
-}
-
 // What the run wrote or made anew, the store in any case.
 Lines written_files(const bench::Trace &trace)
 {
@@ -350,7 +339,7 @@ TEST_P(Faults, FilesCannotBeWritten)
     const bench::Trace usual = ground.run(ground.rich(), [](bench::Root &) {});
     ground.expect_end(usual, "no fault");
     const Lines written = written_files(usual);
-    const Lines commands = commands_of(usual);
+    const Lines commands = usual.commands();
 
     const auto all = [&](auto spoil_one) {
         return [&written, spoil_one](bench::Root &root) {
@@ -375,8 +364,7 @@ TEST_P(Faults, FilesCannotBeWritten)
             ground.run(ground.rich(), [&](bench::Root &root) { fill_disk(root, path); });
         ground.expect_end(full, path + " on a full disk");
         if (!is_read_back(path)) {
-            EXPECT_EQ(bench::unified_difference(commands, commands_of(full)), "")
-                << path << " on a full disk";
+            EXPECT_EQ(bench::unified_difference(commands, full.commands()), "") << path << " on a full disk";
         }
         ground.expect_end(ground.run(ground.rich(), [&](bench::Root &root) { root.make_directory(path); }),
                           path + " a directory");

@@ -34,9 +34,7 @@ std::string rules_of(const Settings &settings, bool image_defaults = false)
     setup.settings = settings;
     setup.interfaces = {{"ppp0", "203.0.113.9", 32, ""}};
     bench::Root root(built_rc(), setup);
-    bench::Run run;
-    run.words = {"rc", "firewall", "create"};
-    (void)root.run(run);
+    (void)root.rc("firewall create");
     return root.read("/tmp/rules").value_or("");
 }
 

@@ -14,13 +14,6 @@
 
 namespace {
 
-bench::Trace run_rc(bench::Root &root, const char *service, const char *action)
-{
-    bench::Run run;
-    run.words = {"rc", service, action};
-    return root.run(run);
-}
-
 bench::Setup lan_setup()
 {
     bench::Setup setup;
@@ -87,7 +80,7 @@ TEST(RealTools, DhcpClientGetsWhatTheConfigurationSays)
     setup.settings->push_back({"wan_dns1", "10.0.0.53"});
     setup.settings->push_back({"wan_dns2", "10.0.1.53"});
     bench::Root root(built_rc(), setup);
-    ASSERT_EQ(run_rc(root, "dhcpd", "create").status, 0);
+    ASSERT_EQ(root.rc("dhcpd create").status, 0);
     const Directory directory;
     // The lines behind keep the real server's own files in the directory, and tell it of a client of its own:
     // to any other it would offer an address only after asking the network for two seconds.
@@ -129,9 +122,9 @@ TEST(RealTools, RoutesReachTheKernelAndLeaveIt)
     const Directory directory;
     std::string script;
     for (const char *action : {"start", "stop"}) {
-        for (const bench::Event &event : run_rc(root, "route", action).events) {
-            if (event.kind == bench::Kind::kShell && event.text.rfind("/sbin/route ", 0) == 0) {
-                script += "busybox " + event.text.substr(strlen("/sbin/")) + "\n";
+        for (const std::string &command : root.rc(std::string("route ") + action).commands()) {
+            if (command.starts_with("/sbin/route ")) {
+                script += "busybox " + command.substr(strlen("/sbin/")) + "\n";
             }
         }
         script += "busybox ip route | grep via | tr -s ' ' | sort\n";

@@ -278,9 +278,7 @@ void check_one(unsigned seed)
     apply_list(entries, model);
 
     bench::Root root(built_rc(), setup);
-    bench::Run run;
-    run.words = {"rc", "dhcpd", "create"};
-    const bench::Trace trace = root.run(run);
+    const bench::Trace trace = root.rc("dhcpd create");
     EXPECT_EQ(trace.status, 0);
     EXPECT_EQ(bench::escape(trace.output), bench::escape(model.output)) << "seed " << seed;
     EXPECT_EQ(bench::escape(root.read("/var/udhcpd.leases").value_or("(none)")), bench::escape(model.bytes()))

@@ -658,9 +658,7 @@ void compare_start(bench::Root &root, const std::string &format, const Lines &re
     root.write("/tmp/nvram", bench::store_bytes({{"wan_ifname", "nas0"}, {"vpn", setting}}));
     root.write("/proc/br_trigger", "");
     root.remove("/etc/ipsec.secrets");
-    bench::Run run;
-    run.words = {"rc", "vpn", "start"};
-    const bench::Trace trace = root.run(run);
+    const bench::Trace trace = root.rc("vpn start");
     EXPECT_EQ(trace.status, 0);
 
     const Expected expected = expected_start(format, records);

@@ -168,11 +168,9 @@ TEST_P(WanHostile, CircuitListing)
         setup.settings->push_back({"wan_ifname", "nas0"});
         setup.replies = {{"atmctl", "operate vcc --show", listing}};
         bench::Root root(built_rc(), setup);
-        bench::Run run;
-        run.words = {"rc", "wan", "stop"};
         Lines deleted;
         const std::string command = "sh /usr/sbin/atmctl operate vcc --delete ";
-        for (const std::string &line : bench::trace_lines(root.run(run))) {
+        for (const std::string &line : bench::trace_lines(root.rc("wan stop"))) {
             if (line.starts_with(command)) {
                 deleted.push_back(line.substr(command.size()));
             }

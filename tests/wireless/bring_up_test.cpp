@@ -335,17 +335,11 @@ Happened bring_up(bench::Root &root, const Settings &settings)
         entries.push_back({key, value});
     }
     root.write("/tmp/nvram", bench::store_bytes(entries));
-    bench::Run run;
-    run.words = {"rc", "wlan", "start"};
-    const bench::Trace trace = root.run(run);
+    const bench::Trace trace = root.rc("wlan start");
     EXPECT_EQ(trace.status, 0);
     Happened happened;
     happened.output = trace.output;
-    for (const bench::Event &event : trace.events) {
-        if (event.kind == bench::Kind::kShell) {
-            happened.commands.push_back(event.text);
-        }
-    }
+    happened.commands = trace.commands();
     return happened;
 }
 
