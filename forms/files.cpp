@@ -44,7 +44,8 @@ Failure cannot_write(const std::string &path, const std::string &why)
 
 std::string size_text(size_t bytes)
 {
-    return std::to_string(bytes >> 20) + " MiB";
+    return bytes < size_t{1} << 20 ? std::to_string(bytes >> 10) + " KiB"
+                                   : std::to_string(bytes >> 20) + " MiB";
 }
 
 std::string why_not_file(mode_t mode, BlockDevices devices)
@@ -65,7 +66,11 @@ int open_input(const std::string &path, BlockDevices devices)
     if (path == "-") {
         return STDIN_FILENO;
     }
-    if (const std::string why = why_unusable(path, devices); !why.empty()) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+        throw cannot_read(path, strerror(errno));
+    }
+    if (const std::string why = why_not_file(status.st_mode, devices); !why.empty()) {
         throw cannot_read(path, why);
     }
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
@@ -101,14 +106,15 @@ std::string folder_of(const std::string &path)
 }
 
 // 0, or the error.
-int write_whole(int fd, std::string_view bytes)
+int write_whole(int fd, off_t offset, std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const ssize_t written = write(fd, bytes.data(), bytes.size());
+        const ssize_t written = pwrite(fd, bytes.data(), bytes.size(), offset);
         if (written < 0 && errno != EINTR) {
             return errno;
         }
         bytes.remove_prefix(written < 0 ? 0 : static_cast<size_t>(written));
+        offset += written < 0 ? 0 : written;
     }
     return 0;
 }
@@ -170,6 +176,37 @@ bool read_status(const std::string &path, struct stat &old)
     return true;
 }
 
+size_t end_of(const std::vector<Patch> &patches)
+{
+    size_t end = 0;
+    for (const Patch &patch : patches) {
+        end = std::max(end, patch.offset + patch.bytes.size());
+    }
+    return end;
+}
+
+// Makes sure that `size` bytes can be written; a plain file grows to them.
+void make_room(const std::string &path, int fd, size_t size)
+{
+    struct stat status = {};
+    const bool is_known = fstat(fd, &status) == 0;
+    if (is_known && S_ISBLK(status.st_mode)) {
+        const off_t end = lseek(fd, 0, SEEK_END);
+        if (end < static_cast<off_t>(size)) {
+            throw cannot_write(path, "the device has " + std::to_string(end) + " bytes, " +
+                                         std::to_string(size) + " are needed");
+        }
+        return;
+    }
+    if (!is_known || !S_ISREG(status.st_mode)) {
+        throw cannot_write(path, "it is no plain file or block device");
+    }
+    if (const int error = posix_fallocate(fd, 0, static_cast<off_t>(size)); error != 0) {
+        const bool is_back = ftruncate(fd, status.st_size) == 0;
+        throw cannot_write(path, std::string(strerror(error)) + (is_back ? "; it is as it was" : ""));
+    }
+}
+
 void flush_folder(const std::string &path)
 {
     const Descriptor folder(open(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -182,15 +219,6 @@ void flush_folder(const std::string &path)
 std::string input_name(const std::string &path)
 {
     return path == "-" ? "standard input" : path;
-}
-
-std::string why_unusable(const std::string &path, BlockDevices devices)
-{
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0) {
-        return errno == ENOENT ? "" : strerror(errno);
-    }
-    return why_not_file(status.st_mode, devices);
 }
 
 std::string read_input(const std::string &path, size_t limit, BlockDevices devices)
@@ -237,7 +265,7 @@ void replace_file(const std::string &path, std::string_view bytes)
     if (exists) {
         keep_status(beside, old, path);
     }
-    const int error = write_whole(beside.fd, bytes);
+    const int error = write_whole(beside.fd, 0, bytes);
     if (error != 0 || fsync(beside.fd) != 0) {
         throw cannot_write(path, std::string(strerror(error != 0 ? error : errno)) + "; it is as it was");
     }
@@ -246,6 +274,33 @@ void replace_file(const std::string &path, std::string_view bytes)
     }
     beside.is_renamed = true;
     flush_folder(target);
+}
+
+void patch_file(const std::string &path, const std::vector<Patch> &patches)
+{
+    const size_t size = end_of(patches);
+    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    if (file.fd < 0 && errno == ENOENT) {
+        std::string bytes(size, '\0');
+        for (const Patch &patch : patches) {
+            bytes.replace(patch.offset, patch.bytes.size(), patch.bytes);
+        }
+        replace_file(path, bytes);
+        return;
+    }
+    if (file.fd < 0) {
+        throw cannot_write(path, strerror(errno));
+    }
+    make_room(path, file.fd, size);
+    for (const Patch &patch : patches) {
+        if (const int error = write_whole(file.fd, static_cast<off_t>(patch.offset), patch.bytes);
+            error != 0) {
+            throw cannot_write(path, std::string(strerror(error)) + "; what it holds now is damaged");
+        }
+    }
+    if (fsync(file.fd) != 0) {
+        throw cannot_write(path, std::string(strerror(errno)) + "; what it holds now may be damaged");
+    }
 }
 
 }  // namespace forms

@@ -15,6 +15,7 @@ namespace forms {
 constexpr size_t kStoreLimit = size_t{1} << 20;
 constexpr size_t kFlashLimit = size_t{16} << 20;
 constexpr size_t kLeasesLimit = size_t{1} << 20;
+constexpr size_t kVpnLimit = size_t{64} << 10;
 constexpr size_t kTextLimit = size_t{4} << 20;
 constexpr size_t kFileLimit = size_t{16} << 20;  // contents of any other kind
 
@@ -33,8 +34,14 @@ std::string input_name(const std::string &path);
 // as it is. A symbolic link is followed; mode and owner are kept; a new file has mode 0600.
 void replace_file(const std::string &path, std::string_view bytes);
 
-// Why the file at `path` (it need not exist) is neither a plain file nor, when allowed, a block device;
-// empty: it is.
-std::string why_unusable(const std::string &path, BlockDevices devices);
+// Bytes for one place of a file.
+struct Patch {
+    size_t offset;
+    std::string_view bytes;
+};
+
+// Writes the patches into a plain file or a block device, in their order; other bytes stay. There is room
+// for all of them before the first one is written. A missing file is made, zero where nothing is written.
+void patch_file(const std::string &path, const std::vector<Patch> &patches);
 
 }  // namespace forms

@@ -219,7 +219,13 @@ void open_missing_descriptors()
     }
 }
 
-void on_signal(int /*signal*/) {}
+// Why a write failed, where a signal said so.
+volatile sig_atomic_t write_error = 0;
+
+void on_signal(int signal)
+{
+    write_error = signal == SIGPIPE ? EPIPE : EFBIG;
+}
 
 // A write that fails is an error to report, not the end. Handlers, because programs started from here get
 // the default action back.
@@ -249,15 +255,17 @@ int call(const std::function<int(const Words &)> &work, const Words &arguments)
     return kFailed;
 }
 
-// Writes what is left of standard output. Result: 0, or why not all of it could be written.
-int finish_output()
+// Writes what is left of standard output; true when all of it was written. Else `error` is why, or 0: the C
+// library has forgotten the cause of an earlier failure.
+bool finish_output(int &error)
 {
     const bool failed = ferror(stdout) != 0;
     errno = 0;
-    if (fflush(stdout) == 0 && !failed) {
-        return fclose(stdout) == 0 || errno == EBADF ? 0 : errno;
+    if (fflush(stdout) == 0 && !failed && (fclose(stdout) == 0 || errno == EBADF)) {
+        return true;
     }
-    return errno == 0 ? EIO : errno;
+    error = errno != 0 ? errno : write_error;
+    return false;
 }
 
 }  // namespace
@@ -322,12 +330,13 @@ int run_program(const char *name, int argc, char **argv,
     keep_write_errors();
     const Words arguments = argc > 1 ? Words(argv + 1, argv + argc) : Words();
     const int status = call(work, arguments);
-    const int error = finish_output();
-    if (error == 0) {
+    int error = 0;
+    if (finish_output(error)) {
         return status;
     }
     if (error != EPIPE) {
-        say(std::string("cannot write standard output: ") + strerror(error));
+        say(std::string("cannot write standard output: ") +
+            (error == 0 ? "is the disk full?" : strerror(error)));
     }
     return kFailed;
 }

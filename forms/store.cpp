@@ -6,7 +6,6 @@
 #include <map>
 
 #include "forms/escapes.h"
-#include "rc/nvram.h"
 
 namespace forms {
 
@@ -17,13 +16,6 @@ std::string hex_word(uint32_t word)
     char text[16];
     (void)snprintf(text, sizeof text, "0x%08x", static_cast<unsigned>(word));
     return text;
-}
-
-FlashHeader header_of(std::string_view image)
-{
-    unsigned char bytes[kFlashHeaderSize] = {};
-    memcpy(bytes, image.data(), std::min(image.size(), sizeof bytes));
-    return read_flash_header(bytes);
 }
 
 using FirstPlaces = std::map<std::string_view, size_t>;
@@ -74,12 +66,26 @@ std::vector<Damage> check_store(std::string_view store, size_t base)
     return found;
 }
 
+FlashHeader flash_header(std::string_view image)
+{
+    unsigned char bytes[kFlashHeaderSize] = {};
+    memcpy(bytes, image.data(), std::min(image.size(), sizeof bytes));
+    return read_flash_header(bytes);
+}
+
+std::string flash_header_bytes(std::string_view store)
+{
+    unsigned char bytes[kFlashHeaderSize];
+    write_flash_header({kFlashMagic, static_cast<uint32_t>(store.size()), crc32(store)}, bytes);
+    return {bytes, bytes + sizeof bytes};
+}
+
 std::vector<Damage> check_flash(std::string_view image)
 {
     if (image.size() < kFlashHeaderSize) {
         return {{image.size(), true, "truncated header"}};
     }
-    const FlashHeader header = header_of(image);
+    const FlashHeader header = flash_header(image);
     if (header.magic != kFlashMagic) {
         return {{0, true, "bad magic " + hex_word(header.magic) + ", not " + hex_word(kFlashMagic)}};
     }
@@ -105,7 +111,7 @@ std::string_view flash_store(std::string_view image)
     if (image.size() <= kFlashDataOffset) {
         return {};
     }
-    return image.substr(kFlashDataOffset, header_of(image).length);
+    return image.substr(kFlashDataOffset, flash_header(image).length);
 }
 
 }  // namespace forms

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "rc/nvram.h"
+
 namespace forms {
 
 // One damaged place.
@@ -24,5 +26,11 @@ std::vector<Damage> check_flash(std::string_view image);
 
 // The store inside a flash image; as much of it as is there.
 std::string_view flash_store(std::string_view image);
+
+// The header fields of an image; of one that is shorter than a header, with zeros for what is missing.
+FlashHeader flash_header(std::string_view image);
+
+// The header that belongs to a store: the first bytes of its image.
+std::string flash_header_bytes(std::string_view store);
 
 }  // namespace forms

@@ -148,12 +148,12 @@ TEST_F(Vpnconf, RefusesOtherSizes)
 {
     write(two_policies(), 5471);
     EXPECT_EQ(call("show " + path_).output,
-              "vpnconf: " + path_ + ": no vpn.conf, it has 5471 bytes instead of 5472\n");
+              "vpnconf: cannot read " + path_ + ": no vpn.conf, it has 5471 bytes instead of 5472\n");
     write(two_policies(), 5472, "more");
     const Result result = call("show " + path_);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.output,
-              "vpnconf: " + path_ + ": no vpn.conf, it has at least 5473 bytes instead of 5472\n");
+              "vpnconf: cannot read " + path_ + ": no vpn.conf, it has 5476 bytes instead of 5472\n");
 }
 
 TEST_F(Vpnconf, RefusesWhatItCannotRead)
@@ -163,7 +163,7 @@ TEST_F(Vpnconf, RefusesWhatItCannotRead)
     EXPECT_EQ(result.output, "vpnconf: cannot read " + folder_ + "/none: No such file or directory\n");
     result = call("show " + folder_);
     EXPECT_EQ(result.status, 2);
-    EXPECT_EQ(result.output, "vpnconf: cannot read " + folder_ + ": Is a directory\n");
+    EXPECT_EQ(result.output, "vpnconf: cannot read " + folder_ + ": it is a directory\n");
 }
 
 TEST_F(Vpnconf, RefusesOtherWords)
