@@ -24,34 +24,56 @@ constexpr int kLarge = 1000;
 constexpr int kHuge = 5000;
 constexpr int kHugeFiles = 32;
 
-std::string access_rules(int count)
+// Whose services the rules name.
+enum class Services {
+    kImage,  // eight of those that the image's defaults have
+    kOwn,    // as many of the user's own as there are rules, each named by one rule
+};
+
+std::string own_service(int i)
+{
+    return "SERVICE-" + std::to_string(i);
+}
+
+std::string access_rules(int count, Services services)
 {
     constexpr const char *kServices[] = {"HTTP", "FTP", "SMTP", "POP3", "SSH", "TELNET", "IMAP", "SMB"};
     std::string list;
     for (int i = 0; i < count; i++) {
-        list += std::string("1:") + kServices[i % std::size(kServices)] + (i % 2 == 0 ? ":0" : ":2") +
-                ":192.168.0." + std::to_string(2 + i % 250) + ":0.0.0.0/0:0\x01";
+        list += "1:" + (services == Services::kOwn ? own_service(i) : kServices[i % std::size(kServices)]) +
+                (i % 2 == 0 ? ":0" : ":2") + ":192.168.0." + std::to_string(2 + i % 250) + ":0.0.0.0/0:0\x01";
     }
     return list;
 }
 
-std::vector<bench::Setting> with_rules(std::vector<bench::Setting> settings, int count)
+std::string definitions(int count)
+{
+    std::string list;
+    for (int i = 0; i < count; i++) {
+        list += own_service(i) + ":tcp:" + std::to_string(1024 + i) + "-" + std::to_string(1024 + i) + "\x01";
+    }
+    return list;
+}
+
+std::vector<bench::Setting> with_rules(std::vector<bench::Setting> settings, int count, Services services)
 {
     for (bench::Setting &setting : settings) {
         if (setting.key == "fw_in_rules") {
             setting.value.clear();
         } else if (setting.key == "fw_out_rules") {
-            setting.value = access_rules(count);
+            setting.value = access_rules(count, services);
+        } else if (setting.key == "fw_services" && services == Services::kOwn) {
+            setting.value = definitions(count);
         }
     }
     return settings;
 }
 
-bench::Setup router(const bench::Target &target, int count)
+bench::Setup router(const bench::Target &target, int count, Services services)
 {
     bench::Setup setup;
     setup.image_defaults = true;
-    setup.settings = with_rules(bench::image_settings(target.image), count);
+    setup.settings = with_rules(bench::image_settings(target.image), count, services);
     setup.interfaces = {{"ppp0", "203.0.113.10", 32}, {"br0", "192.168.0.1", 24}};
     return setup;
 }
@@ -105,7 +127,8 @@ struct Case {
     Samples ours = {};
     Samples floors = {};
 
-    Case(const bench::Target &target, int rule_count) : count(rule_count), root(target, router(target, count))
+    Case(const bench::Target &target, int rule_count, Services services = Services::kImage)
+        : count(rule_count), root(target, router(target, count, services))
     {
         (void)measure(root, {kBuild}, {});
         reads = count_reads(root);
@@ -147,11 +170,10 @@ Figure compared(const std::string &name, const char *unit, double ours, double o
     return figure;
 }
 
-void count_instructions(Case &one, double goal, std::vector<Figure> &figures)
+void count_instructions(Case &one, const std::string &name, double goal, std::vector<Figure> &figures)
 {
     const double ours = instructions(one.root, kBuild);
-    Figure figure =
-        compared(name_of(one.count, "instructions"), "instr", ours, instructions(one.root, one.floor));
+    Figure figure = compared(name, "instr", ours, instructions(one.root, one.floor));
     if (goal > 0) {
         figure.goal = "<= " + std::to_string(static_cast<int>(goal / 1e6)) + ",000,000";
         figure.met = ours <= goal;
@@ -246,9 +268,11 @@ void rule_build(const bench::Target &target, const Effort &effort, std::vector<F
     Case small(target, kSmall);
     Case large(target, kLarge);
     Case huge(target, kHuge);
-    count_instructions(smallest, 1e6, figures);
-    count_instructions(small, 0, figures);
-    count_instructions(large, 6e6, figures);
+    Case own(target, kLarge, Services::kOwn);
+    count_instructions(smallest, name_of(kSmallest, "instructions"), 1e6, figures);
+    count_instructions(small, name_of(kSmall, "instructions"), 0, figures);
+    count_instructions(large, name_of(kLarge, "instructions"), 6e6, figures);
+    count_instructions(own, name_of(kLarge, "1,000 definitions, instr"), 5e6, figures);
     measure_times({&smallest, &small, &large, &huge}, effort.runs);
     for (const Case *one : {&smallest, &small, &large, &huge}) {
         add_time(*one, figures);

@@ -12,6 +12,7 @@
 // A rule of a service that nobody defined is built from what the search left behind, which is why the
 // definitions keep book of the fields they set.
 
+#include <bit>
 #include <cstring>
 
 #include "rc/firewall/internal.h"
@@ -108,14 +109,34 @@ bool next_definition(std::string_view &list, std::string_view &record, size_t co
     return found;
 }
 
-size_t count_definitions(std::string_view list)
+// A place of an index for this name: where it is, or the empty one where it would be.
+uint32_t &index_place(FwServiceList &list, const char *name)
 {
-    size_t count = 0;
-    std::string_view record;
-    while (next_definition(list, record, count)) {
-        ++count;
+    uint32_t hash = 2166136261U;
+    for (const char *c = name; *c != '\0'; ++c) {
+        hash = (hash ^ static_cast<unsigned char>(*c)) * 16777619U;
     }
-    return count;
+    const size_t last = list.index.size() - 1;
+    size_t place = (hash ^ hash >> 15) & last;
+    while (list.index[place] != 0 &&
+           strcmp(list.definitions[list.index[place] - 1].service.name, name) != 0) {
+        place = (place + 1) & last;
+    }
+    return list.index[place];
+}
+
+// At least half of the index stays empty, so that a search is short.
+void index_names(FwServiceList &list)
+{
+    list.index.resize(std::bit_ceil(2 * list.definitions.size() + 1));
+    for (uint32_t i = 0; i < list.definitions.size(); ++i) {
+        const FwDefinition &definition = list.definitions[i];
+        if (definition.fields > 0) {
+            if (uint32_t &place = index_place(list, definition.service.name); place == 0) {
+                place = i + 1;
+            }
+        }
+    }
 }
 
 // ---- records ------------------------------------------------------------------------------------------
@@ -171,11 +192,10 @@ const char *address_template(AddressForm source, AddressForm destination)
 
 const char *router_address(FwServices &services)
 {
-    if (!services.have_address) {
+    if (!services.address) {
         services.address = services.wan_address();
-        services.have_address = true;
     }
-    return services.address.c_str();
+    return services.address->c_str();
 }
 
 void fill_matches(const Rule &rule, FwServices &services, Pieces &pieces)
@@ -348,51 +368,48 @@ AddressForm ip_type(std::string_view address)
     return contains(address, "-") ? AddressForm::kRange : AddressForm::kSingle;
 }
 
-FwServiceList parse_services(std::string_view list)
+void parse_services(std::string_view text, FwServiceList &list)
 {
-    FwServiceList parsed;
-    const size_t count = count_definitions(list);
-    if (count == 0) {
-        return parsed;
-    }
-    parsed.definitions.reset(new FwDefinition[count]);
     FwDefinition walked = {};
     std::string_view record;
-    while (next_definition(list, record, parsed.count)) {
+    while (next_definition(text, record, list.definitions.size())) {
         const int fields = parse_service(std::string(record).c_str(), walked.service);
         walked.fields = fields > walked.fields ? fields : walked.fields;
-        parsed.definitions[parsed.count++] = walked;
+        list.definitions.push_back(walked);
     }
-    return parsed;
+    index_names(list);
+    list.parsed = true;
 }
 
-int search_serv(const FwServiceList &list, FwService &service, const char *name)
+int search_serv(FwServiceList &list, FwService &service, const char *name)
 {
-    for (size_t i = 0; i < list.count; ++i) {
-        const FwDefinition &definition = list.definitions[i];
-        // Before the first definition with a name, the walk still holds the name it began with.
-        const char *current = definition.fields > 0 ? definition.service.name : service.name;
-        if (current[0] == name[0] && strcmp(current, name) == 0) {
-            take_fields(service, definition);
-            return 0;
-        }
+    if (list.definitions.empty()) {
+        return -1;
     }
-    if (list.count > 0) {
-        take_fields(service, list.definitions[list.count - 1]);
+    // Before the first definition with a name, the walk still holds the name it began with.
+    if (list.definitions.front().fields == 0 && strcmp(service.name, name) == 0) {
+        return 0;
     }
+    if (const uint32_t place = index_place(list, name); place != 0) {
+        take_fields(service, list.definitions[place - 1]);
+        return 0;
+    }
+    take_fields(service, list.definitions.back());
     return -1;
 }
 
 int get_serv(FwServices &services, const char *name, FwService &service)
 {
-    if (!services.have_lists) {
-        services.user = parse_services(services.setting("fw_services"));
-        services.built_in = parse_services(services.setting("fw_services_def"));
-        services.have_lists = true;
+    if (!services.user.parsed) {
+        parse_services(services.setting("fw_services"), services.user);
     }
     if (search_serv(services.user, service, name) == 0) {
-        // Deliberate: as if it were not found; nobody asks, the service counts.
+        // Deliberate: as if it were not found; callers ignore the result, the service counts.
         return -1;
+    }
+    // Not read before it is needed: the first read adds the list to the working copy.
+    if (!services.built_in.parsed) {
+        parse_services(services.setting("fw_services_def"), services.built_in);
     }
     return search_serv(services.built_in, service, name);
 }

@@ -1,11 +1,13 @@
 // What the packet filter's own files, and the tests, call of each other.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // ---- the sections of the rule set, in the order in which create_firewall_cfg writes them ------------
 
@@ -39,24 +41,28 @@ struct FwService {
     int last_port;
 };
 
-// A list of service definitions, parsed once. Definition i holds what a record that was empty at the start
-// of the list holds after walking it as far as i; of its fields, only the first `fields` (in the order of
-// FwService) were set on that way.
+// What a record that was empty at the start of a list of definitions holds after walking it as far as this
+// one; of its fields, only the first `fields` (in the order of FwService) were set on that way.
 struct FwDefinition {
     FwService service;
     int fields;
 };
 
+// A list of service definitions, parsed once and indexed by name.
 struct FwServiceList {
-    std::unique_ptr<FwDefinition[]> definitions;
-    size_t count = 0;
+    std::vector<FwDefinition> definitions;
+    // By hash of the name, a power of two of places: 0, or one more than the place of the first definition
+    // after which the walk holds the name.
+    std::vector<uint32_t> index;
+    bool parsed = false;
 };
 
-FwServiceList parse_services(std::string_view list);
+// Fills an empty list.
+void parse_services(std::string_view text, FwServiceList &list);
 
-// Walks the list as if parsing every definition into `service` in turn. 0: stopped at the first whose name
-// is `name`; -1: the list ended, `service` holds what the walk left.
-int search_serv(const FwServiceList &list, FwService &service, const char *name);
+// As if walking the list and parsing every definition into `service` in turn. 0: stopped at the first after
+// which its name is `name`; -1: the list ended, `service` holds what the walk left.
+int search_serv(FwServiceList &list, FwService &service, const char *name);
 
 // What access rules are built from. The functions are asked only when a rule needs the answer, and once.
 struct FwServices {
@@ -64,9 +70,7 @@ struct FwServices {
     std::string (*wan_address)();
     FwServiceList user = {};
     FwServiceList built_in = {};
-    std::string address = {};
-    bool have_lists = false;
-    bool have_address = false;
+    std::optional<std::string> address = {};
 };
 
 // -1: found among the user's definitions; 0: found among the built-in ones; -1: found nowhere.

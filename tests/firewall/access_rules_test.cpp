@@ -120,6 +120,7 @@ struct Model {
     std::string built_in;
     std::string router;
     std::string lines;
+    bool needs_built_in = false;
 
     void line(const char *format, ...) __attribute__((format(printf, 2, 3)))
     {
@@ -271,6 +272,7 @@ struct Model {
                 continue;
             }
             if (!search(user, service, rule.service)) {
+                needs_built_in = true;
                 search(built_in, service, rule.service);
             }
             rule_lines(rule, service, outbound);
@@ -438,12 +440,32 @@ void compare(unsigned seed)
     for (const auto &[what, count] : asked) {
         ASSERT_EQ(count, 1) << what << " was asked for again, seed " << seed;
     }
+    ASSERT_EQ(asked.contains("fw_services_def"), model.needs_built_in) << "seed " << seed;
 }
 
 TEST(AccessRules, RandomListsAreBuiltAsTheyAreMeant)
 {
     for (unsigned seed = 1; seed <= 6000 && !HasFatalFailure(); ++seed) {
         compare(seed);
+    }
+}
+
+// Long lists of few and of many names, whole and broken, so that an index by name has work to do.
+TEST(AccessRules, LongListsAreBuiltAsTheyAreMeant)
+{
+    for (unsigned seed = 1; seed <= 40; ++seed) {
+        Dice dice(seed);
+        const int names = dice.one_in(3) ? 3 : 300;
+        const auto name = [&] { return "S" + std::to_string(dice.below(names)); };
+        settings.clear();
+        settings["fw_services"] = dice.list(
+            300, [&] { return dice.damaged(name() + ":" + dice.protocol() + ":" + dice.number() + "-9"); });
+        settings["fw_services_def"] =
+            dice.list(300, [&] { return dice.damaged(name() + ":tcp:" + dice.number() + "-9"); });
+        const std::string rules =
+            dice.list(200, [&] { return "1:" + name() + ":2:192.168.0.2:192.168.0.9:2"; });
+        Model model = {settings["fw_services"], settings["fw_services_def"], "", ""};
+        ASSERT_EQ(build(rules, Direction::kOutbound), model.build(rules, true)) << "seed " << seed;
     }
 }
 
@@ -493,14 +515,21 @@ TEST(AccessRules, OutboundRulesNeverAskForTheRoutersAddress)
     EXPECT_EQ(asked["fw_services_def"], 1);
 }
 
-TEST(AccessRules, BothServiceListsAreAskedForAtTheFirstEnabledRule)
+TEST(AccessRules, TheUsersServicesAreAskedForAtTheFirstEnabledRule)
 {
     settings = {{"fw_services", "FTP:tcp:20-21\x01"}};
     (void)build("0:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
     EXPECT_EQ(asked.count("fw_services"), 0U);
-    EXPECT_EQ(asked.count("fw_services_def"), 0U);
     (void)build("1:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
     EXPECT_EQ(asked["fw_services"], 1);
+}
+
+TEST(AccessRules, TheBuiltInServicesAreAskedForWhenANameIsNotAmongTheUsers)
+{
+    settings = {{"fw_services", "FTP:tcp:20-21\x01"}};
+    (void)build("1:FTP:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
+    EXPECT_EQ(asked.count("fw_services_def"), 0U);
+    (void)build("1:WEB:2:192.168.0.2:0.0.0.0/0:0\x01", Direction::kOutbound);
     EXPECT_EQ(asked["fw_services_def"], 1);
 }
 
@@ -521,6 +550,13 @@ TEST(AccessRules, BothDirectionsShareOneReading)
 
 // ---- looking services up --------------------------------------------------------------------------------
 
+int search(const char *list, FwService &service, const char *name)
+{
+    FwServiceList parsed;
+    parse_services(list, parsed);
+    return search_serv(parsed, service, name);
+}
+
 TEST(Services, TheUsersDefinitionEndsTheSearchAndCountsAsNotFound)
 {
     settings = {{"fw_services", "FTP:udp:1-2\x01"},
@@ -538,7 +574,7 @@ TEST(Services, TheUsersDefinitionEndsTheSearchAndCountsAsNotFound)
 TEST(Services, AnEmptyListLeavesTheServiceAsItWas)
 {
     FwService service = {"GAME", "udp", 1, 2};
-    EXPECT_EQ(search_serv(parse_services(""), service, "OTHER"), -1);
+    EXPECT_EQ(search("", service, "OTHER"), -1);
     EXPECT_STREQ(service.name, "GAME");
     EXPECT_STREQ(service.protocol, "udp");
     EXPECT_EQ(service.first_port, 1);
@@ -548,7 +584,7 @@ TEST(Services, AnEmptyListLeavesTheServiceAsItWas)
 TEST(Services, AShortDefinitionSetsOnlyTheFieldsItHas)
 {
     FwService service = {"GAME", "udp", 1, 2};
-    EXPECT_EQ(search_serv(parse_services("WEB:tcp:80\x01MAIL:both\x01"), service, "MAIL"), 0);
+    EXPECT_EQ(search("WEB:tcp:80\x01MAIL:both\x01", service, "MAIL"), 0);
     EXPECT_STREQ(service.name, "MAIL");
     EXPECT_STREQ(service.protocol, "both");
     EXPECT_EQ(service.first_port, 80);
@@ -558,14 +594,14 @@ TEST(Services, AShortDefinitionSetsOnlyTheFieldsItHas)
 TEST(Services, AnUnreadableDefinitionStillComparesTheNameThatIsThere)
 {
     FwService service = {"GAME", "udp", 1, 2};
-    EXPECT_EQ(search_serv(parse_services(":tcp:5-6\x01GAME:tcp:5-6\x01"), service, "GAME"), 0);
+    EXPECT_EQ(search(":tcp:5-6\x01GAME:tcp:5-6\x01", service, "GAME"), 0);
     EXPECT_STREQ(service.protocol, "udp");
 }
 
 TEST(Services, NamesAndProtocolsKeepWhatFits)
 {
     FwService service = {};
-    EXPECT_EQ(search_serv(parse_services("ABCDEFGHIJKLMNOP:bothways:1-2\x01"), service, "ABCDEFGHIJKLMN"), 0);
+    EXPECT_EQ(search("ABCDEFGHIJKLMNOP:bothways:1-2\x01", service, "ABCDEFGHIJKLMN"), 0);
     EXPECT_STREQ(service.name, "ABCDEFGHIJKLMN");
     EXPECT_STREQ(service.protocol, "both");
     EXPECT_EQ(service.last_port, 2);

@@ -4,7 +4,12 @@
 // given as "-" is a null pointer.
 #include "tests/direct.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -109,6 +114,36 @@ int direct_read_file(int count, char **words)
     return count == 1 ? print_number(readFileBin(words[0], bytes)) : 2;
 }
 
+// lock_and_write PATH OWN OTHERS: holds the lock of the file while another process writes OTHERS into it with
+// writeFileBin, puts OWN into it and lets the lock go. What the other writes comes after that.
+int direct_lock_and_write(int count, char **words)
+{
+    const int fd = count == 3 ? open(words[0], O_RDWR) : -1;
+    if (fd < 0 || lockf(fd, F_LOCK, 0) != 0) {
+        return 2;
+    }
+    const pid_t other = fork();
+    if (other == 0) {
+        _exit(writeFileBin(words[0], words[2]));
+    }
+    // The other one empties the file before it asks for the lock; a tenth of a second is more than it takes
+    // to write what it has to.
+    struct stat state = {};
+    while (fstat(fd, &state) == 0 && state.st_size != 0 && waitpid(other, nullptr, WNOHANG) == 0) {
+        (void)sched_yield();
+    }
+    (void)poll(nullptr, 0, 100);
+    (void)fstat(fd, &state);
+    (void)printf("%ld bytes while locked\n", static_cast<long>(state.st_size));
+    (void)!write(fd, words[1], strlen(words[1]));
+    (void)lseek(fd, 0, SEEK_SET);
+    (void)!lockf(fd, F_ULOCK, 0);
+    int status = 0;
+    (void)waitpid(other, &status, 0);
+    (void)close(fd);
+    return print_number(status);
+}
+
 // writeFileBin PATH TEXT
 int direct_write_file(int count, char **words)
 {
@@ -152,6 +187,23 @@ int direct_add_running(int count, char **words)
 int direct_del_running(int count, char **words)
 {
     return count == 1 ? print_number(rc_del_running(word_or_null(words[0]))) : 2;
+}
+
+// Lets no descriptor be opened any more, and error messages go to standard output.
+void run_out_of_descriptors()
+{
+    (void)dup2(STDOUT_FILENO, STDERR_FILENO);
+    rlimit limit = {};
+    (void)getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = 3;
+    (void)setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// getIPAddress_no_socket INTERFACE
+int direct_address_no_socket(int count, char **words)
+{
+    run_out_of_descriptors();
+    return count == 1 ? print_text(getIPAddress(words[0])) : 2;
 }
 
 // getIPAddress INTERFACE
@@ -239,12 +291,14 @@ const DirectOperation kFrameOperations[] = {
     {"nvram_load", direct_nvram_load},
     {"readFileBin", direct_read_file},
     {"writeFileBin", direct_write_file},
+    {"lock_and_write", direct_lock_and_write},
     {"SYSTEM", direct_system},
     {"MY_SYSTEM", direct_my_system},
     {"myPipe", direct_my_pipe},
     {"rc_add_running", direct_add_running},
     {"rc_del_running", direct_del_running},
     {"getIPAddress", direct_address},
+    {"getIPAddress_no_socket", direct_address_no_socket},
     {"check_wanIp", direct_check_address},
     {"boot_env_set", direct_boot_env},
     {"factory_data", direct_factory_data},
