@@ -159,8 +159,7 @@ int check_sche()
     (void)next_record(list, record);
     const SchedulePeriod period = parse_period(std::string(record).c_str());
     (void)printf("%d:%d\n", period.start_hour, period.start_minute);
-    const time_t seconds = time(nullptr);
-    const tm *local = localtime(&seconds);
+    const tm *local = router_time(time(nullptr));
     return local != nullptr && period_open(period, *local) ? 1 : 0;
 }
 

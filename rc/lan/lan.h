@@ -1,6 +1,8 @@
 // The LAN's services, as the service table and other folders call them.
 #pragma once
 
+#include <ctime>
+
 int start_lan();
 
 // 0, or -1 when the kernel refuses.
@@ -9,6 +11,10 @@ int stop_printk();
 
 // Writes /etc/TZ and prints what it wrote; an unknown zone leaves the file alone. Always 0.
 int start_timezone();
+
+// The time by the rule in the first line of /etc/TZ, by UTC when that is no rule in POSIX form, the same with
+// every C library. Leaves no TZ in the environment. The result lives until the next conversion.
+const tm *router_time(time_t seconds);
 
 // 0; -1 when /etc/syslog.conf cannot be created.
 int create_syslog();

@@ -1,10 +1,14 @@
-// Time zone: writes the POSIX rule of the chosen zone where the C library looks for it.
+// Time zone: writes the POSIX rule of the chosen zone to /etc/TZ, and tells the local time by it.
 //
 // Reads:  fw_time_zone time_daylight time_zone
 // Writes: /etc/TZ
 // Runs:   echo
 // Needs:  -
+//
+// Only some C libraries look at /etc/TZ by themselves, and they differ where a rule names a summer time
+// without dates. So the conversion here hands them a whole rule, in the environment and for itself alone.
 
+#include <cstdlib>
 #include <cstring>
 
 #include "rc/lan/lan.h"
@@ -107,7 +111,111 @@ void apply_zone(const TimeZone &zone, int saving)
     (void)printf("/bin/echo %s > /etc/TZ\n", reported.c_str());
 }
 
+// ---- rules in POSIX form: each function moves past one part, or finds that it is not there ---------------
+
+// Digits of a number from `least` to `most`.
+bool pass_number(const char *&at, int least, int most)
+{
+    int number = 0;
+    const char *end = at;
+    for (; *end >= '0' && *end <= '9' && number <= most; ++end) {
+        number = 10 * number + (*end - '0');
+    }
+    const bool passed = end != at && number >= least && number <= most;
+    at = end;
+    return passed;
+}
+
+bool pass_char(const char *&at, char expected)
+{
+    if (*at != expected) {
+        return false;
+    }
+    ++at;
+    return true;
+}
+
+bool is_letter(char c)
+{
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+// Three letters or more, or as many letters, digits and signs between "<" and ">".
+bool pass_name(const char *&at)
+{
+    const bool quoted = pass_char(at, '<');
+    const char *begin = at;
+    while (is_letter(*at) || (quoted && ((*at >= '0' && *at <= '9') || *at == '+' || *at == '-'))) {
+        ++at;
+    }
+    return at - begin >= 3 && (!quoted || pass_char(at, '>'));
+}
+
+// hh, hh:mm or hh:mm:ss
+bool pass_time(const char *&at)
+{
+    return pass_number(at, 0, 24) &&
+           (!pass_char(at, ':') ||
+            (pass_number(at, 0, 59) && (!pass_char(at, ':') || pass_number(at, 0, 59))));
+}
+
+bool pass_offset(const char *&at)
+{
+    (void)(pass_char(at, '+') || pass_char(at, '-'));
+    return pass_time(at);
+}
+
+// Mm.w.d, Jn or n, and a time behind "/".
+bool pass_date(const char *&at)
+{
+    bool passed = false;
+    if (pass_char(at, 'M')) {
+        passed = pass_number(at, 1, 12) && pass_char(at, '.') && pass_number(at, 1, 5) &&
+                 pass_char(at, '.') && pass_number(at, 0, 6);
+    } else if (pass_char(at, 'J')) {
+        passed = pass_number(at, 1, 365);
+    } else {
+        passed = pass_number(at, 0, 365);
+    }
+    return passed && (!pass_char(at, '/') || pass_time(at));
+}
+
+// A zone's rule, completed where it names a summer time without dates; plain UTC for any other text.
+std::string complete_rule(const char *text)
+{
+    const char *at = text;
+    if (!pass_name(at) || !pass_offset(at)) {
+        return "UTC0";
+    }
+    if (*at == '\0') {
+        return text;
+    }
+    if (!pass_name(at) || (*at != ',' && *at != '\0' && !pass_offset(at))) {
+        return "UTC0";
+    }
+    if (*at == '\0') {
+        return std::string(text) + ",M3.2.0,M11.1.0";
+    }
+    const bool dated = pass_char(at, ',') && pass_date(at) && pass_char(at, ',') && pass_date(at);
+    return dated && *at == '\0' ? text : "UTC0";
+}
+
 }  // namespace
+
+const tm *router_time(time_t seconds)
+{
+    char line[128] = "";
+    if (const File file = open_file("/etc/TZ", "r")) {
+        (void)!fgets(line, sizeof line, file.get());
+    }
+    // Of a line that does not fit, nothing counts.
+    const bool whole = strlen(line) + 1 < sizeof line;
+    line[strcspn(line, "\n")] = '\0';
+    (void)setenv("TZ", complete_rule(whole ? line : "").c_str(), 1);
+    const tm *local = localtime(&seconds);
+    (void)unsetenv("TZ");
+    return local;
+}
 
 int start_timezone()
 {

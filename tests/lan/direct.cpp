@@ -103,6 +103,19 @@ int direct_create_httpd_cfg(int count, char **)
     return count == 0 ? print_result(create_httpd_cfg()) : 2;
 }
 
+// router_times SECONDS...: the zone of the settings, then the local time at each of these moments.
+int direct_router_times(int count, char **words)
+{
+    (void)start_timezone();
+    for (int i = 0; i < count; ++i) {
+        char text[32] = "";
+        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M %w",
+                       router_time(static_cast<time_t>(atoll(words[i]))));
+        (void)puts(text);
+    }
+    return getenv("TZ") == nullptr ? 0 : 1;
+}
+
 }  // namespace
 
 const DirectOperation kLanOperations[] = {
@@ -113,6 +126,7 @@ const DirectOperation kLanOperations[] = {
     {"change_lease", direct_change_lease},
     {"dhcp_write_leases", direct_dhcp_write_leases},
     {"search_leases", direct_search_leases},
+    {"router_times", direct_router_times},
     {"create_syslog", direct_create_syslog},
     {"create_dhcp_server_cfg", direct_create_dhcp_server_cfg},
     {"create_httpd_cfg", direct_create_httpd_cfg},

@@ -1,7 +1,6 @@
 // Preloaded into rc, so that what it asks of the C library is answered by the bench: pauses return at once
 // and are recorded, the clock can stand still, calls that would change the machine are recorded in place of
-// being done, and local time follows the root's /etc/TZ. Built for the processor of rc; never loaded into
-// anything else.
+// being done. Built for the processor of rc; never loaded into anything else.
 //
 // Environment, set by the bench: BENCH_CLOCK, seconds since 1970; BENCH_FAIL, recorded calls fail;
 // BENCH_PAUSES, the most pauses of one run.
