@@ -243,7 +243,7 @@ bool make_all_cases(Reader &reader)
     bool common_changed = false;
     bool common_alone = false;
     for (const Part &part : reader.parts) {
-        common_alone = common_alone || part.own.empty();
+        common_alone = common_alone || (part.own.empty() && part.head.name != "case");
         if ((part.head.name != "like" && !part.head.name.empty() && !check_names(reader, part, names)) ||
             !make_cases(reader, part, common_changed)) {
             return false;
