@@ -31,7 +31,7 @@ struct PauseSetup {
     std::string command;
 };
 
-// Everything that stands before the first run.
+// Everything before the first run.
 struct Setup {
     std::vector<forms::Setting> settings;
     std::vector<forms::Setting> defaults;
