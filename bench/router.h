@@ -111,6 +111,8 @@ struct Run {
     // more; the first is 1). A pause of a millisecond or more first lets the commands in the background end.
     std::map<int, std::string> pauses;
     std::vector<std::string> environment;  // "NAME=value" for the program, beside the bench's own
+    // A library of the program's processor, preloaded before the bench's; empty: none.
+    std::filesystem::path guest;
     // Words put before the program: a checker of the workstation by its path and its options, such as
     // /usr/bin/valgrind.bin --tool=callgrind --callgrind-out-file=/tmp/calls. Implies `system_view`. A
     // checker that is a script loses the preloaded library.

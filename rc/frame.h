@@ -9,6 +9,12 @@ int rc_main(int word_count, char **words);
 // Makes descriptors and signals what a run needs, whatever its caller left. The first step of a run.
 void prepare_process();
 
+// The service tables, in the order in which a name is looked up: the general one, the group that follows a
+// new WAN address, the rest.
+extern const Service kGeneral[];
+extern const Service kWanGroup[];
+extern const Service kLastTable[];
+
 // Row scans over one table; a null name means every row. 0: done (or nameless scan ended), 1: name not
 // found, -1: an operation returned a negative value and ended the scan.
 int rc_start(const Service *table, const char *name);

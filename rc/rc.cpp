@@ -22,8 +22,6 @@
 #include "rc/wan/wan.h"
 #include "rc/wireless/wireless.h"
 
-namespace {
-
 // clang-format off
 
 // The general table: what the router always runs. Also the first table a name is looked up in.
@@ -66,6 +64,8 @@ constexpr Service kLastTable[] = {
 };
 
 // clang-format on
+
+namespace {
 
 bool same(const char *left, const char *right)
 {

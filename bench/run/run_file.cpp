@@ -23,6 +23,12 @@ std::string interface_text(const Interface &interface, size_t number)
            (interface.hardware.empty() ? hardware : interface.hardware);
 }
 
+// The libraries that come before the program's own, as the loader's variable.
+std::string preload_variable(const Run &run)
+{
+    return run.guest.empty() ? "LD_PRELOAD=/.bench/preload" : "LD_PRELOAD=/.bench/guest:/.bench/preload";
+}
+
 // The words before the program: a checker, or the emulator with the preloaded library for the emulated
 // program alone.
 std::vector<std::string> prefix_words(const Target &target, const Run &run)
@@ -32,10 +38,10 @@ std::vector<std::string> prefix_words(const Target &target, const Run &run)
         words.push_back(words.empty() ? "/.bench/workstation" + word : word);
     }
     if (!target.emulator.empty()) {
-        for (const char *word :
-             {"/.bench/emulator", "-0", "%0", "-L", "/.bench/library", "-E", "LD_PRELOAD=/.bench/preload"}) {
+        for (const char *word : {"/.bench/emulator", "-0", "%0", "-L", "/.bench/library", "-E"}) {
             words.emplace_back(word);
         }
+        words.push_back(preload_variable(run));
     }
     return words;
 }
@@ -56,7 +62,7 @@ std::string run_file(const Target &target, const Run &run, const std::vector<Int
     // The program must set the search path itself: this one is not enough for its commands.
     add_pair(out, 'e', "PATH=/bin");
     if (target.emulator.empty()) {
-        add_pair(out, 'e', "LD_PRELOAD=/.bench/preload");
+        add_pair(out, 'e', preload_variable(run));
     }
     if (run.clock) {
         add_pair(out, 'e', "BENCH_CLOCK=" + std::to_string(*run.clock));

@@ -57,6 +57,9 @@ std::vector<std::string> sandbox_words(const Target &target, const fs::path &roo
     add_words(words, {"--ro-bind", platform().shell, inside::kShell});
     add_words(words, {"--ro-bind", platform().busybox, "/.bench/busybox"});
     add_words(words, {"--ro-bind", target.preload, "/.bench/preload"});
+    if (!run.guest.empty()) {
+        add_words(words, {"--ro-bind", fs::absolute(run.guest), "/.bench/guest"});
+    }
     add_words(words, {"--ro-bind", target.program, "/.bench/rc"});
     if (!run.program.empty()) {
         add_words(words, {"--ro-bind", fs::absolute(run.program), "/.bench/program"});

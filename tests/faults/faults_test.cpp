@@ -12,102 +12,11 @@
 
 #include "bench/difference.h"
 #include "bench/router.h"
+#include "tests/faults/verbs.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
-
-struct Verb {
-    const char *service;  // empty: all services of the general table
-    const char *action;   // empty: none
-    const char *mode = "pppoe";
-    const char *before = "";  // a service that is started first, in a run without faults
-};
-
-constexpr Verb kVerbs[] = {
-    {"init", ""},
-    {"list", ""},
-    {"", "start"},
-    {"", "stop"},
-    {"", "restart"},
-    {"", "create"},
-    {"lan", "start"},
-    {"adsl", "start"},
-    {"timezone", "start"},
-    {"printk", "start"},
-    {"printk", "stop"},
-    {"syslogd", "start"},
-    {"syslogd", "stop"},
-    {"syslogd", "create"},
-    {"httpd", "start"},
-    {"httpd", "stop"},
-    {"httpd", "create"},
-    {"dhcpd", "start"},
-    {"dhcpd", "stop"},
-    {"dhcpd", "create"},
-    {"ntp", "start"},
-    {"ntp", "stop"},
-    {"route", "start"},
-    {"route", "stop", "pppoe", "route"},
-    {"ripd", "start"},
-    {"ripd", "stop"},
-    {"ripd", "create"},
-    {"upnp", "start"},
-    {"upnp", "stop"},
-    {"dnrd", "start"},
-    {"dnrd", "stop"},
-    {"potcounter", "start"},
-    {"potcounter", "stop"},
-    {"wlan", "start"},
-    {"wlan", "stop"},
-    {"wlan", "create"},
-    {"wan_basic", "start"},
-    {"wan_basic", "stop"},
-    {"firewall", "start"},
-    {"firewall", "stop"},
-    {"firewall", "create"},
-    {"schedule", "start"},
-    {"schedule", "create"},
-    {"vpn", "start"},
-    {"vpn", "stop", "pppoe", "vpn"},
-    {"vpn", "create"},
-    {"check_conn", "start"},
-    {"check_conn", "start", "dhcpc"},
-    {"ddns", "start"},
-    {"ddns", "stop"},
-    {"dnshj", "start"},
-    {"dnshj", "stop"},
-    {"service", "start"},
-    {"service", "stop"},
-    {"service", "restart"},
-    {"service", "create"},
-    {"wan", "start"},
-    {"wan", "restart"},
-    {"wan", "stop"},
-    {"wan", "start", "pppoa"},
-    {"wan", "start", "ipoa"},
-    {"wan", "start", "dhcpc"},
-    {"wan", "start", "ip"},
-    {"wan", "start", "bridge"},
-    {"wan", "restart", "bridge"},
-};
-
-[[maybe_unused]] void PrintTo(const Verb &verb, std::ostream *out)
-{
-    *out << "rc " << verb.service << " " << verb.action << ", wan_mode " << verb.mode;
-}
-
-// Many services in one run; the files of each are tried one by one under its own name.
-bool is_group(const Verb &verb)
-{
-    return *verb.service == '\0' || std::string(verb.service) == "service";
-}
-
-// Only `rc wan` hands its result on.
-bool may_end_with(const Verb &verb, int status)
-{
-    return status == 0 || (std::string(verb.service) == "wan" && status == 255);
-}
 
 // Files that the run, or a command of it, reads again; a disk that is full gives them no content, which
 // shows in what follows.
@@ -151,46 +60,10 @@ Lines read_files(const Verb &verb)
             "/var/run/pluto/pluto.pid",
             "/tmp/mac",
             "/tmp/sroute",
-            std::string("/var/run/rc.") + verb.service + ".run"};
+            "/var/run/rc." + verb.service + ".run"};
 }
 
 // ---- settings -------------------------------------------------------------------------------------------
-
-void put(std::vector<bench::Setting> &settings, const std::string &key, const std::string &value)
-{
-    const auto place = std::find_if(settings.begin(), settings.end(),
-                                    [&](const bench::Setting &setting) { return setting.key == key; });
-    if (place == settings.end()) {
-        settings.push_back({key, value});
-    } else {
-        place->value = value;
-    }
-}
-
-// The image's settings with everything on that can be on.
-std::vector<bench::Setting> rich_settings(const bench::Target &target, const Verb &verb)
-{
-    static const std::set<std::string> off = {"fw_disable", "restore_default", "blank_state", "fw_block"};
-    std::vector<bench::Setting> settings = bench::image_settings(target.image);
-    for (bench::Setting &setting : settings) {
-        if (setting.value == "0" && !off.contains(setting.key)) {
-            setting.value = "1";
-        }
-    }
-    for (const char *sample : {"office.settings", "web-server.settings"}) {
-        for (const bench::Setting &setting : bench::read_settings_text(target.image / "samples" / sample)) {
-            put(settings, setting.key, setting.value);
-        }
-    }
-    put(settings, "rt_rip_direction", "3");
-    for (const char *side : {"fix", "ipoa"}) {
-        put(settings, std::string(side) + "_ipaddr", "203.0.113.20");
-        put(settings, std::string(side) + "_netmask", "255.255.255.0");
-        put(settings, std::string(side) + "_gateway", "203.0.113.1");
-    }
-    put(settings, "wan_mode", verb.mode);
-    return settings;
-}
 
 std::string repeated(const std::string &text, size_t size)
 {
@@ -238,17 +111,6 @@ bench::Target rc_beside_this_program()
     return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
 }
 
-Lines words_of(const Verb &verb)
-{
-    Lines words = {"/usr/sbin/rc"};
-    for (const char *word : {verb.service, verb.action}) {
-        if (*word != '\0') {
-            words.emplace_back(word);
-        }
-    }
-    return words;
-}
-
 bench::Trace run_words(bench::Root &root, const Lines &words)
 {
     bench::Run run;
@@ -268,13 +130,7 @@ class Ground {
     explicit Ground(const Verb &verb) : verb_(verb), target_(rc_beside_this_program())
     {
         rich_ = rich_settings(target_, verb);
-        setup_.image_defaults = true;
-        setup_.image_replies = true;
-        setup_.interfaces = {{"br0", "192.168.0.1"},
-                             {"ppp0", "203.0.113.10"},
-                             {"nas0", "203.0.113.20"},
-                             {"atm1", "203.0.113.30"}};
-        setup_.files = {{"/tmp/wan_uptime", "4000.12 3900.34\n"}, {"/tmp/debug", ""}, {"/tmp/vpn_debug", ""}};
+        setup_ = rich_setup();
     }
 
     const std::vector<bench::Setting> &rich() const { return rich_; }
@@ -286,7 +142,7 @@ class Ground {
         bench::Setup setup = setup_;
         setup.settings = settings;
         bench::Root root(target_, setup);
-        if (*verb_.before != '\0') {
+        if (!verb_.before.empty()) {
             (void)run_words(root, {"/usr/sbin/rc", verb_.before, "start"});
         }
         spoil(root);
@@ -402,7 +258,7 @@ TEST_P(Faults, HostileSettings)
 {
     const Ground ground(GetParam());
     // A service alone meets the worst text; in its group, and the Internet side, it meets all of them.
-    const bool all = is_group(GetParam()) || std::string(GetParam().service) == "wan";
+    const bool all = is_group(GetParam()) || GetParam().service == "wan";
     for (size_t i = all ? 0 : kHostile.size() - 1; i < kHostile.size(); ++i) {
         const std::string name = "settings of " + bench::escape(kHostile[i].substr(0, 40));
         ground.expect_end(ground.run(hostile_settings(ground.rich(), kHostile[i]), [](bench::Root &) {}),
@@ -414,11 +270,12 @@ TEST_P(Faults, HostileSettings)
 
 std::string name_of(const testing::TestParamInfo<Verb> &info)
 {
-    std::string name = *info.param.service == '\0' ? "general" : info.param.service;
-    name += *info.param.action == '\0' ? "" : std::string("_") + info.param.action;
-    return std::string(info.param.mode) == "pppoe" ? name : name + "_" + info.param.mode;
+    const Verb &verb = info.param;
+    std::string name = verb.service.empty() ? "general" : verb.service;
+    name += verb.action.empty() ? "" : "_" + verb.action;
+    return verb.mode == "pppoe" ? name : name + "_" + verb.mode;
 }
 
-INSTANTIATE_TEST_SUITE_P(Services, Faults, testing::ValuesIn(kVerbs), name_of);
+INSTANTIATE_TEST_SUITE_P(Services, Faults, testing::ValuesIn(all_verbs()), name_of);
 
 }  // namespace
