@@ -94,6 +94,58 @@ std::string hardware_text(const unsigned char (&bytes)[sizeof(HardwareAddress)])
     return {text, strnlen(text, sizeof bytes)};
 }
 
+// What every reservation is held against.
+struct Pool {
+    uint32_t start;
+    uint32_t end;
+    uint32_t router;  // the router's own address
+};
+
+Pool read_pool()
+{
+    const uint32_t start = address_number(nvram_text("dhcp_start_ip"));
+    const uint32_t end = address_number(nvram_text("dhcp_end_ip"));
+    return {start, end, address_number(nvram_text("lan_ipaddr"))};
+}
+
+// Writes a reservation into the lease file. 0, or -1 when the file cannot be opened.
+int put_reservation(const char *name, const Reservation &reservation)
+{
+    const File file = open_file(kLeaseFile, "r+");
+    if (!file) {
+        return -1;
+    }
+    LeaseTable table;
+    read_leases(file.get(), table);
+    rewind(file.get());
+    const LeaseRecord &first = table.records[0];
+    (void)printf("lease in lease file %x %s %s--1\n", lease_number(first.address),
+                 std::string(lease_name(first)).c_str(), hardware_text(first.hardware).c_str());
+    const LeaseWalk walk = reserve_lease(table, reservation);
+    (void)fwrite(table.records, sizeof(LeaseRecord), walk.walked, file.get());
+    if (!walk.found) {
+        LeaseRecord &added = table.records[walk.walked];
+        fill_lease(added, name, reservation.hardware, reservation.address);
+        (void)fwrite(&added, sizeof added, 1, file.get());
+        (void)printf("Write to lease file %x %s %s--1\n", reservation.address, name,
+                     hardware_text(reservation.hardware.bytes).c_str());
+    }
+    return 0;
+}
+
+// Applies one entry of the list. A lease file that cannot be opened loses it; the daemon still starts.
+void apply_entry(const char *entry, const Pool &pool)
+{
+    char name[kNameSize];
+    copy_text(name, next_field(entry));
+    const std::string dotted(next_field(entry));
+    const HardwareAddress hardware = hardware_address(next_field(entry));
+    const uint32_t address = address_number(dotted);
+    if (address <= pool.end && address >= pool.start) {
+        (void)put_reservation(name, {hardware, address, pool.router});
+    }
+}
+
 void write_reservations()
 {
     const std::string reserved = nvram_text("dhcp_reserved");
@@ -102,12 +154,14 @@ void write_reservations()
     char entry[kEntrySize] = {};
     std::string_view list = reserved;
     std::string_view record;
+    // The settings were all read for the configuration, so nothing is added to the store here.
+    const Pool pool = read_pool();
     while (next_record(list, record)) {
         if (record.empty()) {
             continue;
         }
         memcpy(entry, record.data(), std::min(record.size(), sizeof entry - 1));
-        (void)dhcp_write_leases(entry);
+        apply_entry(entry, pool);
     }
 }
 
@@ -134,42 +188,12 @@ void change_lease()
 
 int search_leases(const char *name, const HardwareAddress &hardware, uint32_t ip)
 {
-    const uint32_t router = address_number(nvram_text("lan_ipaddr"));
-    const File file = open_file(kLeaseFile, "r+");
-    if (!file) {
-        return -1;
-    }
-    LeaseTable table;
-    read_leases(file.get(), table);
-    rewind(file.get());
-    const LeaseRecord &first = table.records[0];
-    (void)printf("lease in lease file %x %s %s--1\n", lease_number(first.address),
-                 std::string(lease_name(first)).c_str(), hardware_text(first.hardware).c_str());
-    const LeaseWalk walk = reserve_lease(table, {hardware, ip, router});
-    (void)fwrite(table.records, sizeof(LeaseRecord), walk.walked, file.get());
-    if (!walk.found) {
-        LeaseRecord &added = table.records[walk.walked];
-        fill_lease(added, name, hardware, ip);
-        (void)fwrite(&added, sizeof added, 1, file.get());
-        (void)printf("Write to lease file %x %s %s--1\n", ip, name, hardware_text(hardware.bytes).c_str());
-    }
-    return 0;
+    return put_reservation(name, {hardware, ip, address_number(nvram_text("lan_ipaddr"))});
 }
 
 int dhcp_write_leases(const char *entry)
 {
-    char name[kNameSize];
-    copy_text(name, next_field(entry));
-    const std::string dotted(next_field(entry));
-    const HardwareAddress hardware = hardware_address(next_field(entry));
-    const uint32_t address = address_number(dotted);
-    const uint32_t start = address_number(nvram_text("dhcp_start_ip"));
-    const uint32_t end = address_number(nvram_text("dhcp_end_ip"));
-    if (address > end || address < start) {
-        return 0;
-    }
-    // A lease file that cannot be opened loses the reservation; the daemon still starts.
-    (void)search_leases(name, hardware, address);
+    apply_entry(entry, read_pool());
     return 0;
 }
 
