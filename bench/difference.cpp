@@ -38,7 +38,8 @@ class CommonLengths {
     std::vector<unsigned> lengths_;
 };
 
-std::vector<Change> find_changes(const Lines &expected, const Lines &actual)
+std::vector<Change> find_changes(const Lines &expected, const Lines &actual, const Lines &expected_shown,
+                                 const Lines &actual_shown)
 {
     const CommonLengths common(expected, actual);
     std::vector<Change> changes;
@@ -46,15 +47,15 @@ std::vector<Change> find_changes(const Lines &expected, const Lines &actual)
     size_t j = 0;
     while (i < expected.size() || j < actual.size()) {
         if (i < expected.size() && j < actual.size() && expected[i] == actual[j]) {
-            changes.push_back({' ', &expected[i], i, j});
+            changes.push_back({' ', &expected_shown[i], i, j});
             i++;
             j++;
         } else if (i < expected.size() &&
                    (j == actual.size() || common.at(i + 1, j) >= common.at(i, j + 1))) {
-            changes.push_back({'-', &expected[i], i, j});
+            changes.push_back({'-', &expected_shown[i], i, j});
             i++;
         } else {
-            changes.push_back({'+', &actual[j], i, j});
+            changes.push_back({'+', &actual_shown[j], i, j});
             j++;
         }
     }
@@ -80,7 +81,13 @@ std::string hunk_text(const std::vector<Change> &changes, size_t begin, size_t e
 
 std::string unified_difference(const Lines &expected, const Lines &actual)
 {
-    const std::vector<Change> changes = find_changes(expected, actual);
+    return unified_difference(expected, actual, expected, actual);
+}
+
+std::string unified_difference(const Lines &expected, const Lines &actual, const Lines &expected_shown,
+                               const Lines &actual_shown)
+{
+    const std::vector<Change> changes = find_changes(expected, actual, expected_shown, actual_shown);
     std::string text;
     size_t at = 0;
     while (true) {

@@ -11,4 +11,10 @@ namespace bench {
 std::string unified_difference(const std::vector<std::string> &expected,
                                const std::vector<std::string> &actual);
 
+// The same, where each line is shown as another text than that which is compared.
+std::string unified_difference(const std::vector<std::string> &expected,
+                               const std::vector<std::string> &actual,
+                               const std::vector<std::string> &expected_shown,
+                               const std::vector<std::string> &actual_shown);
+
 }  // namespace bench

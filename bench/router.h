@@ -123,6 +123,7 @@ struct Run {
     bool calls_fail = false;  // sethostname, setdomainname, klogctl, kill fail (still recorded)
     double limit = 20;        // seconds; then everything in the namespace is killed
     int most_pauses = 5000;   // a run of rc that pauses more often is killed, as one past the limit
+    int most_output = 32;     // MiB; who writes more into one file, standard output included, is killed
 };
 
 // ---- what happened --------------------------------------------------------------------------------------
@@ -157,7 +158,8 @@ struct Trace {
     std::vector<Event> events;
     int status = 0;                       // exit status; 128 + signal when a signal ended the program
     int signal = 0;                       // 0: it ended by itself
-    bool timed_out = false;               // the limit was reached; events up to then
+    bool timed_out = false;               // a limit was reached; events up to then
+    std::string limit;                    // which one: "time", "pauses" or "output"; empty: none
     std::string output;                   // the outer run's whole standard output
     std::string errors;                   // standard error of rc and its commands
     std::vector<FileChange> files;        // by path; without the bench's own and links to tools
@@ -226,6 +228,10 @@ class Root {
     bool keep_ = false;
     int lock_ = -1;  // held while the root is in use
 };
+
+// True when a stand-in was called so that it could give the reply, or have the effect, for `tool` and
+// `words`.
+bool was_called(const std::vector<Trace> &traces, const std::string &tool, const std::string &words);
 
 // Puts an entry in the place of that with its key, or at the end.
 void set_entry(std::vector<Setting> &settings, const Setting &entry);

@@ -2,8 +2,37 @@
 #include <algorithm>
 
 #include "bench/router.h"
+#include "forms/words.h"
 
 namespace bench {
+
+namespace {
+
+std::string base_name(const std::string &path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+bool is_for(const std::string &tool, const std::string &words, const std::vector<std::string> &called)
+{
+    if (called.empty() || base_name(called[0]) != base_name(tool)) {
+        return false;
+    }
+    std::string_view wanted = words;
+    for (size_t at = 1; !wanted.empty();) {
+        const std::string_view word = forms::take_word(wanted);
+        if (word.empty()) {
+            continue;
+        }
+        if (at >= called.size() || called[at] != word) {
+            return false;
+        }
+        ++at;
+    }
+    return true;
+}
+
+}  // namespace
 
 std::vector<std::string> Trace::commands() const
 {
@@ -66,6 +95,15 @@ void set_entry(std::vector<Setting> &settings, const Setting &entry)
         }
     }
     settings.push_back(entry);
+}
+
+bool was_called(const std::vector<Trace> &traces, const std::string &tool, const std::string &words)
+{
+    return std::any_of(traces.begin(), traces.end(), [&](const Trace &trace) {
+        return std::any_of(trace.events.begin(), trace.events.end(), [&](const Event &event) {
+            return event.kind == Kind::kTool && is_for(tool, words, event.words);
+        });
+    });
 }
 
 }  // namespace bench

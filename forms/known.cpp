@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "forms/escapes.h"
+#include "forms/nearest.h"
 #include "forms/program.h"
 
 namespace forms {
@@ -31,7 +32,8 @@ void note_unknown_settings(const std::vector<std::string> &keys)
     size_t count = 0;
     for (const std::string &key : keys) {
         if (!is_known_setting(key) && ++count <= kMostNotes) {
-            note(shown(key) + " is not among the default settings");
+            note(shown(key) + " is not among the default settings" +
+                 did_you_mean(key, {std::begin(kKnown), std::end(kKnown)}));
         }
     }
     if (count > kMostNotes) {

@@ -11,6 +11,7 @@
 #include <new>
 
 #include "forms/escapes.h"
+#include "forms/nearest.h"
 
 namespace forms {
 
@@ -165,6 +166,18 @@ Typed take_apart(const std::string &word)
             equals == std::string::npos ? "" : word.substr(equals + 1)};
 }
 
+// As typed, those that every program has too.
+std::vector<std::string> option_names(const Program &program)
+{
+    std::vector<std::string> names = {"--help", "--version"};
+    for (const Option &option : program.options) {
+        if (option.name != nullptr) {
+            names.push_back(std::string("--") + option.name);
+        }
+    }
+    return names;
+}
+
 void use_option(const Program &program, const Option &option, const std::string &value)
 {
     if (option.take) {
@@ -186,7 +199,8 @@ void read_option(const Program &program, const Words &arguments, size_t &at)
     const Option *option = find_option(program, typed.name);
     if (option == nullptr ||
         (option->argument == nullptr && typed.has_value && !typed.name.starts_with("--"))) {
-        throw usage_error("unknown option \"" + shown(option == nullptr ? typed.name : arguments[at]) + "\"");
+        throw usage_error("unknown option \"" + shown(option == nullptr ? typed.name : arguments[at]) + "\"" +
+                          did_you_mean(typed.name, option_names(program)));
     }
     if (option->argument == nullptr && typed.has_value) {
         throw usage_error("option " + typed.name + " takes no argument");

@@ -36,5 +36,7 @@ Options joined(std::initializer_list<Options> groups);
 
 Command make_run();
 Command make_rules();
+Command make_compare();
+Command make_completion();
 
 }  // namespace rcbench

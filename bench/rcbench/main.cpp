@@ -12,6 +12,8 @@ namespace {
 constexpr CommandRow kCommands[] = {
     {"run",   "runs rc and shows what it does (may be left out)",             make_run},
     {"rules", "the packet filter by chain, with the settings behind its rules", make_rules},
+    {"compare",    "what two rc programs do differently",                        make_compare},
+    {"completion", "a script that teaches the shell to complete rcbench's words", make_completion},
 };
 // clang-format on
 

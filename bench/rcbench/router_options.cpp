@@ -8,6 +8,7 @@
 #include <ctime>
 
 #include "forms/files.h"
+#include "forms/known.h"
 
 namespace rcbench {
 
@@ -181,21 +182,16 @@ std::filesystem::path program_of(const RouterRequest &request)
     return request.emulate ? own.parent_path().parent_path() / "mips/bin/rc" : own / "rc";
 }
 
-// Only what the chosen processor can run is a program.
-void refuse_other_programs(const std::filesystem::path &program, bool emulate)
+// True for a big-endian program, false for one of this processor's byte order.
+bool is_big_endian(const std::filesystem::path &program)
 {
     constexpr std::string_view kElf = "\177ELF";
     constexpr size_t kByteOrder = 5;  // 1 little-endian, 2 big-endian
     const std::string bytes = forms::read_input(program, forms::kFileLimit);
-    const std::string which = "cannot run " + shown(program.string()) + ": ";
     if (!bytes.starts_with(kElf) || bytes.size() <= kByteOrder) {
-        throw Failure(forms::kUnusable, which + "it is no program");
+        throw Failure(forms::kUnusable, "cannot run " + shown(program.string()) + ": it is no program");
     }
-    const bool is_big = bytes[kByteOrder] == 2;
-    if (is_big != emulate) {
-        throw Failure(forms::kUnusable, which + (is_big ? "it is for a big-endian processor; add --emulate"
-                                                        : "it is for this processor; leave --emulate out"));
-    }
+    return bytes[kByteOrder] == 2;
 }
 
 }  // namespace
@@ -273,24 +269,38 @@ Options router_options(const std::shared_ptr<RouterRequest> &r)
         {.name = "pauses", .argument = "NUMBER",
          .help = "a run that pauses more often is cut off (5000)",
          .take = [r](Text text) { r->most_pauses = static_cast<int>(number_from("--pauses", text, 1, 1000000)); }},
+        {.name = "output", .argument = "MIB",
+         .help = "a run that writes more into one file or its output is cut off (32)",
+         .take = [r](Text text) { r->most_output = static_cast<int>(number_from("--output", text, 1, 1024)); }},
     };
     // clang-format on
+}
+
+bench::Target target_of_program(const std::string &program)
+{
+    if (!std::filesystem::exists(program)) {
+        throw Failure(forms::kUnusable, "there is no program " + shown(program));
+    }
+    if (!is_big_endian(program)) {
+        return bench::host_target(program);
+    }
+    const std::filesystem::path build = std::filesystem::absolute(program).parent_path().parent_path();
+    return bench::mips_target(program, build / "lib/libbench_preload.so");
 }
 
 bench::Target target_of(const RouterRequest &request)
 {
     const std::filesystem::path program = program_of(request);
-    if (!std::filesystem::exists(program)) {
+    if (request.emulate && request.program.empty() && !std::filesystem::exists(program)) {
         throw Failure(forms::kUnusable, "there is no program " + shown(program.string()) +
-                                            (request.emulate && request.program.empty()
-                                                 ? "; build the target's with cmake --preset mips"
-                                                 : ""));
+                                            "; build the target's with cmake --preset mips");
     }
-    refuse_other_programs(program, request.emulate);
-    if (!request.emulate) {
-        return bench::host_target(program);
+    bench::Target target = target_of_program(program);
+    if (request.emulate && target.emulator.empty()) {
+        throw Failure(forms::kUnusable, "cannot run " + shown(program.string()) +
+                                            ": it is for this processor; leave --emulate out");
     }
-    return bench::mips_target(program, program.parent_path().parent_path() / "lib/libbench_preload.so");
+    return target;
 }
 
 bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
@@ -321,10 +331,26 @@ bench::Setup setup_of(const RouterRequest &request, const bench::Target &target,
     return setup;
 }
 
-void note_unknown_keys(const RouterRequest &request, const bench::Target &target,
-                       const std::vector<std::string> &more)
+bench::Setup scenario_setup_of(const RouterRequest &request, const bench::Target &target)
 {
-    const std::vector<bench::Setting> known = bench::image_settings(target.image);
+    bench::Setup setup = setup_of(request, target, true);
+    if (!request.unset.empty()) {
+        return setup;  // the image's defaults have what is not to be there
+    }
+    std::vector<bench::Setting> named = request.settings.value_or(std::vector<bench::Setting>());
+    for (const bench::Setting &entry : request.set) {
+        bench::set_entry(named, entry);
+    }
+    setup.image_defaults = true;
+    setup.defaults = request.blank ? named : std::vector<bench::Setting>();
+    if (!request.blank) {
+        setup.settings = named;
+    }
+    return setup;
+}
+
+void note_unknown_keys(const RouterRequest &request, const std::vector<std::string> &more)
+{
     std::vector<std::string> keys;
     for (const bench::Setting &entry : request.settings.value_or(std::vector<bench::Setting>())) {
         keys.push_back(entry.key);
@@ -334,12 +360,7 @@ void note_unknown_keys(const RouterRequest &request, const bench::Target &target
         keys.push_back(entry.key);
     }
     keys.insert(keys.end(), more.begin(), more.end());
-    for (const std::string &key : keys) {
-        if (std::none_of(known.begin(), known.end(),
-                         [&](const bench::Setting &entry) { return entry.key == key; })) {
-            forms::note(shown(key) + " is not among the default settings");
-        }
-    }
+    forms::note_unknown_settings(keys);
 }
 
 }  // namespace rcbench

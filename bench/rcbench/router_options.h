@@ -27,6 +27,7 @@ struct RouterRequest {
     std::string program;
     double limit = bench::Run().limit;
     int most_pauses = bench::Run().most_pauses;
+    int most_output = bench::Run().most_output;
 };
 
 // Their rows; each writes into the request.
@@ -35,8 +36,15 @@ Options router_options(const std::shared_ptr<RouterRequest> &request);
 // The program to run and what belongs to its processor.
 bench::Target target_of(const RouterRequest &request);
 
+// The same for a program by its file, whichever processor it is for.
+bench::Target target_of_program(const std::string &program);
+
 // The router before its first run; with or without what --set and --unset change.
 bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes);
+
+// The same router as a scenario would have it: of the settings those that the request names, the rest in
+// the defaults.
+bench::Setup scenario_setup_of(const RouterRequest &request, const bench::Target &target);
 
 // Adds the settings of "KEY=VALUE" or "@FILE" as given with `option`.
 void add_settings(const std::string &option, const std::string &argument,
@@ -47,7 +55,6 @@ std::string router_file(const std::string &option, const std::string &path);
 
 // Notes on standard error: keys that the router does not know, most often slips. `more` are keys of other
 // origin than the request.
-void note_unknown_keys(const RouterRequest &request, const bench::Target &target,
-                       const std::vector<std::string> &more);
+void note_unknown_keys(const RouterRequest &request, const std::vector<std::string> &more);
 
 }  // namespace rcbench

@@ -36,9 +36,8 @@ Options rules_options(const std::shared_ptr<RulesRequest> &r)
 
 bench::FilterChains chains_of(const RouterRequest &router, const bench::Target &target, bool with_changes)
 {
-    bench::Root root(target, setup_of(router, target, with_changes));
-    (void)run_in(root, router, {{}, {"rc", "firewall", "create"}});
-    return bench::filter_chains(root.read("/tmp/rules").value_or(""));
+    return bench::filter_chains(
+        bench::rules_with_origins(target, setup_of(router, target, with_changes), run_like(router)));
 }
 
 int work(RulesRequest &request, const Words &words)
@@ -52,7 +51,7 @@ int work(RulesRequest &request, const Words &words)
     }
     request.style = fitted(request.style);
     const bench::Target target = target_of(router);
-    note_unknown_keys(router, target, {});
+    note_unknown_keys(router, {});
     const bench::FilterChains chains = chains_of(router, target, true);
     if (!request.diff) {
         bench::print_filter(stdout, chains);

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/show/changes.h"
 #include "bench/show/json.h"
+#include "bench/show/scenario.h"
+#include "forms/words.h"
 
 namespace rcbench {
 
@@ -20,6 +23,7 @@ struct RunRequest {
     bool diff = false;
     bool last = false;
     bool json = false;
+    bool scenario = false;
     std::optional<std::string> keep;
     std::vector<std::string> shown;
     bench::Style style;
@@ -56,6 +60,9 @@ Options run_options(const std::shared_ptr<RunRequest> &r)
         {.name = "json",
          .help = "for machines: a list with one object a run",
          .take = [r](Text) { r->json = true; }},
+        {.name = "scenario",
+         .help = "the router, the runs and all they did as a scenario for the tests",
+         .take = [r](Text) { r->scenario = true; }},
         {.name = "keep", .argument = "DIRECTORY",
          .help = "leave the router's directory there",
          .take = [r](Text directory) { r->keep = directory; }},
@@ -71,6 +78,9 @@ void refuse_contradictions(const RunRequest &request)
     }
     if (request.json && (request.diff || !request.shown.empty())) {
         throw usage_error("--json cannot be combined with --diff or --show");
+    }
+    if (request.scenario && (request.json || request.diff || request.last || !request.shown.empty())) {
+        throw usage_error("--scenario cannot be combined with --json, --diff, --last or --show");
     }
     if (request.diff && (request.keep || !request.shown.empty())) {
         throw usage_error("--diff cannot be combined with --keep or --show");
@@ -124,7 +134,7 @@ void print_run(const RunRequest &request, size_t number, const bench::Trace &tra
     bench::print_report(stdout, request.runs[number].words, trace, request.style);
 }
 
-int run_all(const RunRequest &request, bench::Root &root)
+int run_all(const RunRequest &request, const bench::Target &target, bench::Root &root)
 {
     std::vector<bench::Trace> traces;
     for (size_t i = 0; i < request.runs.size(); ++i) {
@@ -137,9 +147,62 @@ int run_all(const RunRequest &request, bench::Root &root)
         print_json(request, traces);
     }
     for (const std::string &path : request.shown) {
-        bench::print_file(stdout, path, root.read(path), request.style);
+        const std::optional<std::string> content = root.read(path);
+        bench::print_file(stdout, path, content, request.style);
+        if (!content) {
+            forms::note("--show " + forms::shown(path) + ": the router has no such file after the last run");
+        }
     }
-    return forms::kDone;
+    note_unmet(*request.router, request.runs, target, traces);
+    return status_of(traces, forms::kDone);
+}
+
+// The image's usual answers that tools were asked for, as a scenario must name them.
+void add_asked(const bench::Target &target, const std::vector<bench::Trace> &traces, bench::Setup &setup)
+{
+    std::vector<bench::Reply> replies;
+    std::vector<bench::Effect> effects;
+    bench::read_replies_text(target.image / "replies", replies, effects);
+    const bench::Setup own = setup;
+    const auto is_own = [&](const auto &answer, const auto &answers) {
+        return std::any_of(answers.begin(), answers.end(), [&](const auto &other) {
+            return other.tool == answer.tool && other.words == answer.words;
+        });
+    };
+    const auto asked = [&](const auto &answer) {
+        return !is_own(answer, own.replies) && !is_own(answer, own.effects) &&
+               bench::was_called(traces, answer.tool, answer.words);
+    };
+    std::copy_if(replies.begin(), replies.end(), std::back_inserter(setup.replies), asked);
+    std::copy_if(effects.begin(), effects.end(), std::back_inserter(setup.effects), asked);
+}
+
+std::string change_directives(const WishedRun &run)
+{
+    std::string text;
+    for (const bench::Setting &entry : run.changes) {
+        text += "direct nvram_set " + forms::join_words({entry.key, entry.value}) + "\nsetting " + entry.key +
+                "=" + bench::escape(entry.value) + "\n\n";
+    }
+    return text;
+}
+
+int print_scenario(const RunRequest &request, const bench::Target &target)
+{
+    bench::Setup setup = scenario_setup_of(*request.router, target);
+    std::vector<bench::Trace> traces;
+    std::string runs;
+    bench::Root root(target, setup);
+    for (const WishedRun &run : request.runs) {
+        traces.push_back(run_in(root, *request.router, run));
+        runs += "\n" + change_directives(run) +
+                bench::run_directives({run.words.begin() + 1, run.words.end()}, traces.back(), root);
+    }
+    add_asked(target, traces, setup);
+    const std::string what = bench::command_words(request.runs.back().words);
+    printf("# What %s does\n%s%s", what.c_str(),
+           bench::setup_directives(setup, run_like(*request.router)).c_str(), runs.c_str());
+    return status_of(traces, forms::kDone);
 }
 
 int print_diff(const RunRequest &request, const bench::Target &target)
@@ -153,7 +216,8 @@ int print_diff(const RunRequest &request, const bench::Target &target)
         printf("$ %s\n", bench::command_words(request.runs[i].words).c_str());
         differs |= bench::print_difference(stdout, before[i], after[i], request.style);
     }
-    return differs ? forms::kNo : forms::kDone;
+    note_unmet(*request.router, request.runs, target, after);
+    return status_of(before, status_of(after, differs ? forms::kNo : forms::kDone));
 }
 
 int work(RunRequest &request, const Words &words)
@@ -162,17 +226,20 @@ int work(RunRequest &request, const Words &words)
     refuse_contradictions(request);
     request.style = fitted(request.style);
     const bench::Target target = target_of(*request.router);
-    note_unknown_keys(*request.router, target, changed_keys(request.runs));
+    note_unknown_keys(*request.router, changed_keys(request.runs));
+    if (request.scenario) {
+        return print_scenario(request, target);
+    }
     if (request.diff) {
         return print_diff(request, target);
     }
     const bench::Setup setup = setup_of(*request.router, target, true);
     if (!request.keep) {
         bench::Root root(target, setup);
-        return run_all(request, root);
+        return run_all(request, target, root);
     }
     bench::Root root(target, setup, *request.keep);
-    return run_all(request, root);
+    return run_all(request, target, root);
 }
 
 constexpr const char *kAbout = R"(

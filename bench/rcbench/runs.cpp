@@ -1,5 +1,10 @@
 #include "bench/rcbench/runs.h"
 
+#include <algorithm>
+#include <sstream>
+
+#include "forms/nearest.h"
+
 namespace rcbench {
 
 namespace {
@@ -17,7 +22,73 @@ bool is_change(const WishedRun &run, const std::string &word)
            word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == place;
 }
 
+void note_unmet_replies(const RouterRequest &request, const std::vector<bench::Trace> &traces)
+{
+    for (const bench::Reply &reply : request.replies) {
+        if (!bench::was_called(traces, reply.tool, reply.words)) {
+            const std::string words = reply.words.empty() ? "" : " " + reply.words;
+            forms::note("--reply " + forms::shown(reply.tool + words) + ": no tool was called so");
+        }
+    }
+}
+
+// What would be in a router from which nothing is removed.
+void note_unmet_removals(const RouterRequest &request, const bench::Target &target)
+{
+    if (request.removed.empty()) {
+        return;
+    }
+    bench::Setup setup = setup_of(request, target, true);
+    setup.removed.clear();
+    const bench::Root root(target, setup);
+    for (const std::string &path : request.removed) {
+        if (!root.exists(path)) {
+            forms::note("--remove " + forms::shown(path) + ": the router has no such file");
+        }
+    }
+}
+
+void note_unknown_services(const std::vector<WishedRun> &runs)
+{
+    std::vector<std::string> names = first_words();
+    for (const WishedRun &run : runs) {
+        const std::string &word = run.words[1];
+        if (std::find(names.begin(), names.end(), word) == names.end()) {
+            for (const CommandRow &row : commands()) {
+                names.emplace_back(row.name);
+            }
+            forms::note(forms::shown(word) + " is no service or verb of rc" +
+                        forms::did_you_mean(word, names));
+        }
+    }
+}
+
 }  // namespace
+
+std::vector<std::string> first_words()
+{
+    std::vector<std::string> words = {"init", "start", "stop", "restart", "create", "service", "wan", "list"};
+    std::istringstream services(RC_SERVICES);
+    for (std::string name; services >> name;) {
+        words.push_back(name);
+    }
+    return words;
+}
+
+void note_unmet(const RouterRequest &request, const std::vector<WishedRun> &runs, const bench::Target &target,
+                const std::vector<bench::Trace> &traces)
+{
+    note_unmet_replies(request, traces);
+    note_unmet_removals(request, target);
+    note_unknown_services(runs);
+}
+
+int status_of(const std::vector<bench::Trace> &traces, int status)
+{
+    const bool cut =
+        std::any_of(traces.begin(), traces.end(), [](const bench::Trace &trace) { return trace.timed_out; });
+    return cut ? int{forms::kFailed} : status;
+}
 
 std::vector<WishedRun> read_runs(const Words &words)
 {
@@ -50,17 +121,24 @@ std::vector<std::string> changed_keys(const std::vector<WishedRun> &runs)
     return keys;
 }
 
+bench::Run run_like(const RouterRequest &request)
+{
+    bench::Run run;
+    run.nested = request.nested;
+    run.clock = request.clock;
+    run.limit = request.limit;
+    run.most_pauses = request.most_pauses;
+    run.most_output = request.most_output;
+    return run;
+}
+
 bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished)
 {
     if (!wished.changes.empty()) {
         root.set(wished.changes);
     }
-    bench::Run run;
+    bench::Run run = run_like(request);
     run.words = wished.words;
-    run.nested = request.nested;
-    run.clock = request.clock;
-    run.limit = request.limit;
-    run.most_pauses = request.most_pauses;
     return root.run(run);
 }
 

@@ -19,8 +19,22 @@ std::vector<WishedRun> read_runs(const Words &words);
 // The keys that change before the runs.
 std::vector<std::string> changed_keys(const std::vector<WishedRun> &runs);
 
+// A run with all that the options say about runs, as yet without words.
+bench::Run run_like(const RouterRequest &request);
+
 // Puts the run's settings in and runs it.
 bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished);
+
+// What rc takes as its first word: verbs and services.
+std::vector<std::string> first_words();
+
+// Notes on standard error: what the request or the runs name that nothing met: a reply that no tool asked
+// for, a file to remove that was not there, a service that rc does not have.
+void note_unmet(const RouterRequest &request, const std::vector<WishedRun> &runs, const bench::Target &target,
+                const std::vector<bench::Trace> &traces);
+
+// kFailed when the bench itself cut one of the runs off, else `status`.
+int status_of(const std::vector<bench::Trace> &traces, int status);
 
 // All runs in one router, with or without the changed settings; their traces.
 std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vector<WishedRun> &runs,

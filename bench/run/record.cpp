@@ -220,6 +220,7 @@ void read_record(const Root &root, Trace &trace)
             read_exit(entry, trace);
         } else if (entry.kind == inside::kEntryLimit) {
             trace.timed_out = true;
+            trace.limit = trace.limit.empty() ? entry.data : trace.limit;
         } else if (entry.kind == inside::kEntryTool || entry.kind == inside::kEntryRun) {
             run.led_to[entry.command].push_back(&entry);
             if (entry.kind == inside::kEntryRun) {

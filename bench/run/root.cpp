@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <sstream>
 
 #include "bench/router.h"
@@ -12,6 +14,7 @@
 #include "bench/run/place.h"
 #include "bench/run/plan.h"
 #include "bench/run/platform.h"
+#include "forms/escapes.h"
 
 namespace fs = std::filesystem;
 
@@ -87,9 +90,17 @@ Root::Root(const Target &target, const Setup &setup, const fs::path &directory)
     : target_(target), interfaces_(setup.interfaces), directory_(fs::absolute(directory)), keep_(true)
 {
     std::error_code error;
+    const std::string which = "cannot keep the router in " + forms::shown(directory_.string()) + ": ";
     fs::create_directories(directory_, error);
-    if (!fs::is_directory(directory_, error) || !fs::is_empty(directory_, error)) {
-        throw Error("not an empty directory: " + directory_.string());
+    if (error) {
+        throw Error(which + error.message());
+    }
+    const bool empty = fs::is_empty(directory_, error);
+    if (error || !empty) {
+        throw Error(which + (error ? error.message() : "it is not empty"));
+    }
+    if (access(directory_.c_str(), W_OK | X_OK) != 0) {
+        throw Error(which + strerror(errno));
     }
     directory_ = fs::canonical(directory_);
     build(setup);

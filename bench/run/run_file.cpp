@@ -81,6 +81,7 @@ std::string run_file(const Target &target, const Run &run, const std::vector<Int
         add_pair(out, 'n', "1");
     }
     add_pair(out, 'l', std::to_string(static_cast<long>(run.limit * 1000)));
+    add_pair(out, 'o', std::to_string(run.most_output));
     for (size_t i = 0; i < interfaces.size(); i++) {
         add_pair(out, 'i', interface_text(interfaces[i], i + 1));
     }

@@ -193,15 +193,31 @@ std::vector<std::string> changed_paths(const Trace &before, const Trace &after)
     return paths;
 }
 
+// Lines of a timeline or of errors: folded, and fitted to the terminal's width, unless all are wanted.
+void print_lines(const Printer &printer, const std::vector<Line> &lines)
+{
+    for (const Line &line : printer.style.full ? lines : folded(lines)) {
+        if (printer.style.columns == 0 || printer.style.full) {
+            printer.line(line.tint, line.text);
+            continue;
+        }
+        for (const std::string &piece : broken(line.text, line.indent, printer.style.columns)) {
+            printer.line(line.tint, piece);
+        }
+    }
+}
+
 void print_errors(const Printer &printer, const Trace &trace)
 {
     if (trace.errors.empty()) {
         return;
     }
     printer.line(Tint::kHead, "Standard error");
+    std::vector<Line> lines;
     for (const std::string &line : text_lines(trace.errors)) {
-        printer.line(Tint::kPlain, "  " + escape(line));
+        lines.push_back({Tint::kPlain, "  " + escape(line), 2});
     }
+    print_lines(printer, lines);
 }
 
 }  // namespace
@@ -230,8 +246,12 @@ void print_report(FILE *out, const std::vector<std::string> &words, const Trace 
 {
     const Printer printer = {out, style};
     printer.line(Tint::kStrong, "$ " + command_words(words));
-    for (const Line &line : timeline(trace, style)) {
-        printer.line(line.tint, line.text);
+    if (trace.timed_out) {
+        printer.line(Tint::kGone, "  " + cut_off(trace));
+    }
+    print_lines(printer, timeline(trace, style));
+    if (const std::string spent = time_spent(trace); !spent.empty()) {
+        printer.line(Tint::kOutput, "  " + spent);
     }
     printer.line(Tint::kOutput, "  " + ending(trace));
     print_errors(printer, trace);
@@ -259,6 +279,20 @@ bool print_part(const Printer &printer, const std::string &heading, const std::s
     return true;
 }
 
+bool differs(const Trace &before, const Trace &after)
+{
+    if (before.status != after.status || setting_lines(before) != setting_lines(after) ||
+        trace_lines(before) != trace_lines(after) || before.errors != after.errors) {
+        return true;
+    }
+    for (const std::string &path : changed_paths(before, after)) {
+        if (lines_after(before, after, path) != lines_after(after, before, path)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool differs_or_says_so(FILE *out, bool differs)
 {
     if (!differs) {
@@ -280,6 +314,8 @@ bool print_difference(FILE *out, const Trace &before, const Trace &after, const 
             printer, router_path(path),
             unified_difference(lines_after(before, after, path), lines_after(after, before, path)));
     }
+    any |= print_part(printer, "Standard error",
+                      unified_difference(text_lines(before.errors), text_lines(after.errors)));
     if (before.status != after.status) {
         printer.line(Tint::kHead,
                      "Exit status: " + std::to_string(before.status) + " -> " + std::to_string(after.status));

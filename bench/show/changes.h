@@ -22,6 +22,9 @@ void print_report(FILE *out, const std::vector<std::string> &words, const Trace 
 void print_file(FILE *out, const std::string &path, const std::optional<std::string> &content,
                 const Style &style);
 
+// Whether the second run did anything differently.
+bool differs(const Trace &before, const Trace &after);
+
 // What the second run did differently from the first: timeline, settings after, files after. False when
 // there is no difference.
 bool print_difference(FILE *out, const Trace &before, const Trace &after, const Style &style);

@@ -4,32 +4,31 @@
 
 #include <cstdio>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "bench/rule_origins.h"
 #include "bench/show/printer.h"
 
 namespace bench {
 
 struct FilterRule {
-    std::string cause;  // the settings behind it, or "always"
-    std::string text;   // its words, without the chain
-    bool operator==(const FilterRule &) const = default;
+    RuleOrigin origin;
+    std::string text;  // its words, without the chain
 };
 
 struct FilterChain {
     std::string table;
     std::string name;
     std::string policy = {};  // empty: a chain of rc's own has none
-    std::string policy_cause = {};
+    RuleOrigin policy_origin = {};
     std::vector<FilterRule> rules = {};
 };
 
 using FilterChains = std::vector<FilterChain>;
 
-// What a rules file of rc's (/tmp/rules) leaves in each chain, in the order in which packets meet it: the
-// kernel's own chains of a table first, then those of rc as they are made.
-FilterChains filter_chains(std::string_view rules_file);
+// What a rules file leaves in each chain, in the order in which packets meet it: the kernel's own chains of a
+// table first, then those of rc as they are made.
+FilterChains filter_chains(const RulesFile &file);
 
 // Every chain as a paragraph, those without rules in one line.
 void print_filter(FILE *out, const FilterChains &chains);

@@ -96,6 +96,7 @@ Json json_report(const std::vector<std::string> &words, const Trace &trace)
     return {{"words", json_words(words)},
             {"status", trace.status},
             {"timed_out", trace.timed_out},
+            {"limit", trace.limit.empty() ? Json(nullptr) : Json(trace.limit)},
             {"events", json_list(trace.events, json_event)},
             {"settings", json_list(trace.settings, json_setting)},
             {"files", json_list(trace.files, json_file)},

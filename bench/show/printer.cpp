@@ -10,6 +10,8 @@ namespace {
 
 constexpr size_t kShortColumns = 96;
 constexpr size_t kFewestColumns = 40;
+constexpr size_t kLongestBlock = 60;  // lines that are looked at as one that repeats
+constexpr size_t kFewLines = 10;      // repeated lines that are not worth folding
 
 const char *tint_code(Tint tint)
 {
@@ -32,6 +34,39 @@ const char *tint_code(Tint tint)
             break;
     }
     return "";
+}
+
+// How often the `size` lines from `at` come in a row.
+size_t times_in_row(const std::vector<Line> &lines, size_t at, size_t size)
+{
+    size_t end = at + size;
+    while (end < lines.size() && lines[end] == lines[end - size]) {
+        ++end;
+    }
+    return (end - at) / size;
+}
+
+struct Repeat {
+    size_t size = 1;  // lines of the block
+    size_t times = 1;
+};
+
+// The shortest block from `at` on that repeats long enough to be worth folding.
+Repeat repeat_at(const std::vector<Line> &lines, size_t at)
+{
+    for (size_t size = 1; size <= std::min(kLongestBlock, (lines.size() - at) / 2); ++size) {
+        const size_t times = times_in_row(lines, at, size);
+        if (times > 2 && (times - 1) * size > kFewLines) {
+            return {size, times};
+        }
+    }
+    return {};
+}
+
+std::string repeat_text(const Repeat &repeat)
+{
+    const std::string times = grouped(repeat.times) + " times";
+    return repeat.size == 1 ? "... " + times : "... these " + std::to_string(repeat.size) + " lines " + times;
 }
 
 }  // namespace
@@ -93,6 +128,22 @@ std::vector<std::string> broken(const std::string &text, size_t indent, size_t c
     }
     lines.push_back(rest);
     return lines;
+}
+
+std::vector<Line> folded(const std::vector<Line> &lines)
+{
+    std::vector<Line> out;
+    for (size_t at = 0; at < lines.size();) {
+        const Repeat repeat = repeat_at(lines, at);
+        const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(at);
+        out.insert(out.end(), begin, begin + static_cast<std::ptrdiff_t>(repeat.size));
+        if (repeat.times > 1) {
+            const size_t blanks = std::min(lines[at].text.find_first_not_of(' '), lines[at].text.size());
+            out.push_back({Tint::kOutput, std::string(blanks, ' ') + repeat_text(repeat)});
+        }
+        at += repeat.size * repeat.times;
+    }
+    return out;
 }
 
 std::string grouped(size_t number)

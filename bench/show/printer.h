@@ -22,6 +22,8 @@ enum class Tint { kPlain, kStrong, kCommand, kPause, kOutput, kHead, kGone, kNew
 struct Line {
     Tint tint = Tint::kPlain;
     std::string text;
+    size_t indent = 0;  // of what does not fit into the first line
+    bool operator==(const Line &) const = default;
 };
 
 // Prints whole lines to one stream.
@@ -46,6 +48,9 @@ std::string cut_to(const std::string &text, size_t columns);
 
 // Breaks a text that is too long into lines, where possible at spaces; all but the first are indented.
 std::vector<std::string> broken(const std::string &text, size_t indent, size_t columns);
+
+// What repeats many times is there once, with a line below it that says how often.
+std::vector<Line> folded(const std::vector<Line> &lines);
 
 // 1234567 as "1,234,567".
 std::string grouped(size_t number);

@@ -177,6 +177,80 @@ std::vector<Line> short_timeline(const Trace &trace, const Style &style)
     return lines;
 }
 
+std::vector<Line> whole_timeline(const Trace &trace, const Style &style)
+{
+    std::vector<Line> lines;
+    for (size_t i = 0; i < trace.events.size(); ++i) {
+        if (is_shown(trace.events, i, style)) {
+            const Event &event = trace.events[i];
+            const std::string text = labelled(event, event_text(event), style);
+            lines.push_back({label_of(event).tint, text, text_column(event, label_of(event).text)});
+        }
+    }
+    return lines;
+}
+
+// Of several runs of rc that are going on, one inside the other.
+struct Level {
+    std::string tool = "its start";  // of the last command
+    bool background = false;         // that command, or the run itself, is one nobody waits for
+};
+
+bool in_background(const std::string &command)
+{
+    return command.find_last_not_of(' ') != std::string::npos &&
+           command[command.find_last_not_of(' ')] == '&';
+}
+
+// The pauses that rc itself waits for, by the tool of the command before each.
+struct Pauses {
+    size_t count = 0;
+    long microseconds = 0;
+    std::vector<std::pair<std::string, long>> after = {};
+
+    void add(const std::string &tool, long length)
+    {
+        count++;
+        microseconds += length;
+        for (auto &[name, sum] : after) {
+            if (name == tool) {
+                sum += length;
+                return;
+            }
+        }
+        after.emplace_back(tool, length);
+    }
+};
+
+Pauses pauses_of(const Trace &trace)
+{
+    Pauses pauses;
+    std::vector<Level> levels(1);
+    for (const Event &event : trace.events) {
+        const auto depth = static_cast<size_t>(event.depth);
+        while (levels.size() <= depth) {
+            levels.push_back({"its start", levels.back().background});
+        }
+        levels.resize(depth + 1);
+        if (event.kind == Kind::kShell) {
+            const bool inherited = depth > 0 && levels[depth - 1].background;
+            levels[depth] = {tool_of(event), inherited || in_background(event.text)};
+        }
+        const bool waited_for = depth == 0 || !levels[depth - 1].background;
+        if (waited_for && (event.kind == Kind::kSleep || event.kind == Kind::kUsleep)) {
+            pauses.add(levels[depth].tool,
+                       event.kind == Kind::kSleep ? event.number * 1000000 : event.number);
+        }
+    }
+    return pauses;
+}
+
+std::string seconds_text(long microseconds)
+{
+    const long tenths = (microseconds + 50000) / 100000;
+    return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
+}
+
 }  // namespace
 
 const char *event_label(const Event &event)
@@ -186,17 +260,7 @@ const char *event_label(const Event &event)
 
 std::vector<Line> timeline(const Trace &trace, const Style &style)
 {
-    if (style.quick) {
-        return short_timeline(trace, style);
-    }
-    std::vector<Line> lines;
-    for (size_t i = 0; i < trace.events.size(); ++i) {
-        if (is_shown(trace.events, i, style)) {
-            const Event &event = trace.events[i];
-            lines.push_back({label_of(event).tint, labelled(event, event_text(event), style)});
-        }
-    }
-    return lines;
+    return style.quick ? short_timeline(trace, style) : whole_timeline(trace, style);
 }
 
 std::vector<std::string> timeline_text(const Trace &trace, const Style &style)
@@ -210,10 +274,41 @@ std::vector<std::string> timeline_text(const Trace &trace, const Style &style)
     return texts;
 }
 
+std::string time_spent(const Trace &trace)
+{
+    constexpr long kSecond = 1000000;
+    constexpr size_t kMostNamed = 4;
+    Pauses pauses = pauses_of(trace);
+    if (pauses.microseconds < kSecond) {
+        return "";
+    }
+    std::stable_sort(pauses.after.begin(), pauses.after.end(),
+                     [](const auto &left, const auto &right) { return left.second > right.second; });
+    std::string parts;
+    for (size_t i = 0; i < std::min(pauses.after.size(), kMostNamed); ++i) {
+        if (pauses.after[i].second >= kSecond / 10) {
+            parts += (parts.empty() ? "" : ", ") + seconds_text(pauses.after[i].second) + " after " +
+                     pauses.after[i].first;
+        }
+    }
+    return "pauses of " + seconds_text(pauses.microseconds) + ": " + parts;
+}
+
+std::string cut_off(const Trace &trace)
+{
+    if (!trace.timed_out) {
+        return "";
+    }
+    const std::string what = trace.limit == "pauses"   ? "at the limit of pauses; --pauses sets it"
+                             : trace.limit == "output" ? "at the limit of output; --output sets it"
+                                                       : "at the time limit; --limit sets it";
+    return "cut off " + what;
+}
+
 std::string ending(const Trace &trace)
 {
     if (trace.timed_out) {
-        return "stopped by the bench";
+        return cut_off(trace);
     }
     if (trace.signal != 0) {
         return "ended by signal " + std::to_string(trace.signal);

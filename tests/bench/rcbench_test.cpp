@@ -6,10 +6,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -130,7 +132,7 @@ TEST_F(Rcbench, TheManualNamesAllOptionsOfAllSubcommands)
     for (const std::string &name : names) {
         const Result one = run(name + " --help");
         EXPECT_EQ(one.status, 0) << name;
-        EXPECT_TRUE(one.output.starts_with("usage: rcbench " + name + " [OPTIONS]")) << name;
+        EXPECT_TRUE(one.output.starts_with("usage: rcbench " + name + " ")) << name;
         options.merge(options_in(one.output));
     }
     const fs::path manual = fs::path(RCBENCH_TOOL).parent_path() / "../../../man/rcbench.1";
@@ -141,7 +143,8 @@ TEST_F(Rcbench, TheManualNamesAllOptionsOfAllSubcommands)
 
 TEST_F(Rcbench, HelpFitsIntoEightyColumns)
 {
-    for (const std::string &words : {std::string("--help"), std::string("rules --help")}) {
+    for (const std::string &words : {std::string("--help"), std::string("rules --help"),
+                                     std::string("compare --help"), std::string("completion --help")}) {
         for (const std::string &line : lines_of(run(words).output)) {
             EXPECT_LE(line.size(), 80U) << line;
         }
@@ -262,7 +265,9 @@ TEST_F(Rcbench, WhatTheBenchCannotDoGivesStatus3)
     (void)file("in_the_way", "");
     const Result result = run("--keep " + folder_ + " start");
     EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.errors, "rcbench: not an empty directory: " + folder_ + "\n");
+    EXPECT_EQ(result.errors, "rcbench: cannot keep the router in " + folder_ + ": it is not empty\n");
+    EXPECT_EQ(run("--keep /proc/no/directory start").errors,
+              "rcbench: cannot keep the router in /proc/no/directory: No such file or directory\n");
 }
 
 TEST_F(Rcbench, OutputThatCannotBeWrittenIsAnError)
@@ -276,13 +281,152 @@ TEST_F(Rcbench, OutputThatCannotBeWrittenIsAnError)
     }
 }
 
+// No session comes up: rc tries again without end.
+const std::string kEndless =
+    "--brief --set wan_mode=pppoe --reply 'pppd plugin=' --pauses 40 --limit 3600 wan start";
+
+TEST_F(Rcbench, ARunThatTheBenchCutsOffSaysSoFirstAndGivesStatus3)
+{
+    const Result result = run(kEndless);
+    EXPECT_EQ(result.status, 3);
+    EXPECT_TRUE(
+        result.output.starts_with("$ rc wan start\n"
+                                  "  cut off at the limit of pauses; --pauses sets it\n"))
+        << result.output.substr(0, 200);
+    EXPECT_TRUE(result.output.ends_with("  cut off at the limit of pauses; --pauses sets it\n"));
+    const Result json = run("--json " + kEndless);
+    EXPECT_EQ(json.status, 3);
+    EXPECT_EQ(nlohmann::json::parse(json.output, nullptr, false)[0]["limit"], "pauses");
+    EXPECT_EQ(run("--diff --unset fw_nat " + kEndless).status, 3);
+}
+
+TEST_F(Rcbench, WhatRepeatsIsFoldedUnlessAllIsWanted)
+{
+    const Result result = run(kEndless);
+    EXPECT_TRUE(result.has("  ... these 4 lines 38 times"));
+    EXPECT_LT(lines_of(result.output).size(), 40U);
+    EXPECT_GT(lines_of(run("--full " + kEndless).output).size(), 160U);
+}
+
+TEST_F(Rcbench, SaysWhatWasNamedAndMetNothing)
+{
+    const Result result =
+        run("--brief --reply 'wlctl  up=x\\n' --reply 'nosuchtool=x' --reply 'wlctl pktcnt=' --remove "
+            "/etc/no_such "
+            "--remove /etc/resolv.conf --show /etc/no_file --show /etc/TZ wlan start");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors,
+              "rcbench: note: --show /etc/no_file: the router has no such file after the last run\n"
+              "rcbench: note: --show /etc/TZ: the router has no such file after the last run\n"
+              "rcbench: note: --reply nosuchtool: no tool was called so\n"
+              "rcbench: note: --remove /etc/no_such: the router has no such file\n");
+}
+
+TEST_F(Rcbench, SlipsInNamesGetAGuess)
+{
+    EXPECT_EQ(run("--shrot wan start").errors,
+              "rcbench: unknown option \"--shrot\" (did you mean --short?); see rcbench --help\n");
+    EXPECT_EQ(run("--brief firewal create").errors,
+              "rcbench: note: firewal is no service or verb of rc (did you mean firewall?)\n");
+    EXPECT_EQ(run("--brief rulse").errors,
+              "rcbench: note: rulse is no service or verb of rc (did you mean rules?)\n");
+    EXPECT_EQ(
+        run("--brief --set fw_dmz_enabel=1 printk start").errors,
+        "rcbench: note: fw_dmz_enabel is not among the default settings (did you mean fw_dmz_enable?)\n");
+    EXPECT_EQ(run("--brief --set zzzzzzzz=1 printk start").errors,
+              "rcbench: note: zzzzzzzz is not among the default settings\n");
+    const std::string settings = file("slip", "lan_ip=192.168.0.1\n");
+    EXPECT_EQ(run("--brief --settings " + settings + " printk start").errors,
+              "rcbench: note: lan_ip is not among the default settings (did you mean lan_if?)\n");
+}
+
+TEST_F(Rcbench, AScenarioOfARunIsOneThatTheRunnerTakes)
+{
+    for (const std::string &words :
+         {std::string("--set fw_time_zone=-5b timezone start"), std::string("--nested wan start"),
+          std::string("--clock '2026-03-06 07:29:00' schedule start"),
+          std::string("--blank init , printk start"), std::string("--unset lan_bipaddr lan start"),
+          std::string("lan start , lan_ipaddr=192.168.7.1 lan restart"),
+          std::string("--set 'wifi_psk_pwd=a\\n b' --remove /etc/hosts wlan start")}) {
+        const Result written = run("--scenario " + words);
+        EXPECT_EQ(written.status, 0) << words;
+        const std::string name = file("made.scenario", written.output);
+        const std::string report = folder_ + "/report";
+        EXPECT_EQ(std::system((SCENARIO_TOOL " " + name + " >" + report + " 2>&1").c_str()), 0)
+            << words << "\n"
+            << whole_file(report);
+    }
+}
+
+TEST_F(Rcbench, CompareFindsNoDifferenceBetweenAProgramAndItself)
+{
+    const std::string rc = (fs::path(RCBENCH_TOOL).parent_path() / "rc").string();
+    Result result = run("compare " + rc + " " + rc + " timezone start , printk stop");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output.substr(result.output.size() - 12), "0 different\n");
+    result = run("compare " + rc);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_EQ(result.errors, "rcbench: compare needs two rc programs; see rcbench compare --help\n");
+}
+
+TEST_F(Rcbench, CompareShowsWhatAnotherProgramDoes)
+{
+    const fs::path bin = fs::path(RCBENCH_TOOL).parent_path();
+    const std::string settings = file("one", "lan_if=br0\n");
+    const Result result = run("compare --settings " + settings + " " + (bin / "rc").string() + " " +
+                              (bin.parent_path() / "bench/inside/bench_probe").string() + " print start");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_TRUE(result.output.starts_with("$ rc print start   (" + settings + ")\nCommands\n"));
+    EXPECT_TRUE(result.has("1 runs compared, 1 different"));
+}
+
+TEST_F(Rcbench, TheShellsCompletionKnowsOptionsSettingsToolsAndServices)
+{
+    const Result script = run("completion bash");
+    EXPECT_EQ(script.status, 0);
+    const std::string path = file("completion", script.output);
+    const struct {
+        std::string typed;  // the words of a line; the last one is being typed
+        std::string offered;
+    } cases[] = {
+        {"rcbench --sho", "--short --show"},
+        {"rcbench rules --sh", "--short"},
+        {"rcbench --set fw_dmz", "fw_dmz_enable= fw_dmz="},
+        {"rcbench --reply ipse", "ipsec"},
+        {"rcbench ru", "run rules"},
+        {"rcbench firew", "firewall"},
+        {"rcbench --short firewall re", "restart"},
+        {"rcbench run --short wan st", "start stop"},
+    };
+    for (const auto &c : cases) {
+        const std::string command = "bash -c '. " + path + "; COMP_WORDS=(" + c.typed +
+                                    "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _rcbench; "
+                                    "printf \"%s\\n\" ${COMPREPLY[@]} | sort | tr \"\\n\" \" \"' >" +
+                                    path + ".out 2>/dev/null";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        std::set<std::string> offered;
+        std::istringstream words(whole_file(path + ".out"));
+        for (std::string word; words >> word;) {
+            offered.insert(word);
+        }
+        std::set<std::string> expected;
+        std::istringstream wanted(c.offered);
+        for (std::string word; wanted >> word;) {
+            expected.insert(word);
+        }
+        EXPECT_EQ(offered, expected) << c.typed;
+    }
+    EXPECT_EQ(run("completion fish").status, 2);
+}
+
 TEST_F(Rcbench, AKeyThatNobodyKnowsIsNoted)
 {
     const Result result = run("--brief --set fw_dmz_enabled=1 printk start , lan_id=br9 lan start");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.errors,
-              "rcbench: note: fw_dmz_enabled is not among the default settings\n"
-              "rcbench: note: lan_id is not among the default settings\n");
+    EXPECT_EQ(
+        result.errors,
+        "rcbench: note: fw_dmz_enabled is not among the default settings (did you mean fw_dmz_enable?)\n"
+        "rcbench: note: lan_id is not among the default settings (did you mean lan_if?)\n");
 }
 
 // ---- what a run looks like ------------------------------------------------------------------------------

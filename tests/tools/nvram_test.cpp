@@ -562,7 +562,8 @@ TEST_F(NvramTool, KeysThatTheRouterDoesNotKnowAreNoted)
 {
     Result result = run("-f s set lan_ipaddr=10.0.0.1 lan_ipadr=10.0.0.1");
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.errors, "nvram: note: lan_ipadr is not among the default settings\n");
+    EXPECT_EQ(result.errors,
+              "nvram: note: lan_ipadr is not among the default settings (did you mean lan_ipaddr?)\n");
     std::string text;
     std::string notes;
     for (int i = 10; i < 22; i++) {

@@ -1,6 +1,7 @@
 // Process 1 of a run's namespace: makes the network interfaces, starts the program, and ends only when
 // every process of the namespace has ended, so that commands in the background finish and are recorded.
 // After the time limit it kills what is left.
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -16,6 +17,7 @@ struct Plan {
     char *words[inside::kMostWords + 1];
     size_t count;
     long limit_ms;
+    long most_output;  // MiB
 };
 
 bool read_plan(Plan &plan)
@@ -30,6 +32,8 @@ bool read_plan(Plan &plan)
             plan.words[plan.count++] = value;
         } else if (*letter == 'l') {
             plan.limit_ms = atol(value);
+        } else if (*letter == 'o') {
+            plan.most_output = atol(value);
         } else if (*letter == 'i') {
             interfaces = true;
             if (!inside::make_interface(value)) {
@@ -56,6 +60,41 @@ bool redirect(int fd, const char *path, int flags)
     return true;
 }
 
+rlim_t output_bytes(const Plan &plan)
+{
+    return static_cast<rlim_t>(plan.most_output) << 20;
+}
+
+// Who writes more into one file is killed, so that no run fills the workstation's memory.
+void limit_output(const Plan &plan)
+{
+    const rlimit files = {output_bytes(plan), output_bytes(plan)};
+    (void)setrlimit(RLIMIT_FSIZE, &files);
+}
+
+bool is_full(const char *path, const Plan &plan)
+{
+    struct stat file = {};
+    return stat(path, &file) == 0 && static_cast<rlim_t>(file.st_size) >= output_bytes(plan);
+}
+
+// Notes it when some run's output or standard error has reached the limit.
+void report_full_output(const Plan &plan)
+{
+    bool full = is_full(inside::kErrors, plan);
+    for (int run = 0; !full; run++) {
+        char name[16];
+        char path[64];
+        snprintf(name, sizeof name, "%d", run);
+        inside::output_path(path, name);
+        if (access(path, F_OK) != 0) {
+            return;
+        }
+        full = is_full(path, plan);
+    }
+    inside::write_record(inside::kEntryLimit, "output");
+}
+
 [[noreturn]] void become_program(const Plan &plan, const sigset_t &mask)
 {
     static inside::Program program;
@@ -64,6 +103,7 @@ bool redirect(int fd, const char *path, int flags)
     setenv(inside::kCommandName, "0", 1);
     setenv(inside::kDirectName, "1", 1);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
+    limit_output(plan);
     if (program.first != nullptr) {
         inside::run_program(program, program.first, plan.words);
     }
@@ -105,7 +145,7 @@ void wait_for_all(pid_t program, long limit_ms, const sigset_t &child_signal)
     while (!collect(program)) {
         const long left = end - now_ms();
         if (left <= 0 && !killed) {
-            inside::write_record(inside::kEntryLimit, "");
+            inside::write_record(inside::kEntryLimit, "time");
             kill(-1, SIGKILL);
             killed = true;
         }
@@ -121,6 +161,7 @@ int main()
 {
     static Plan plan;
     plan.limit_ms = 20000;
+    plan.most_output = 32;
     sigset_t child_signal;
     sigset_t before;
     sigemptyset(&child_signal);
@@ -146,5 +187,6 @@ int main()
         return 2;
     }
     wait_for_all(program, plan.limit_ms, child_signal);
+    report_full_output(plan);
     return 0;
 }

@@ -54,7 +54,7 @@ enum Entry : char {
     kEntryTool = 't',        // words, each ended by NUL
     kEntryRun = 'r',         // number of a run of rc that begins here
     kEntryExit = 'x',        // wait status of the run asked for
-    kEntryLimit = 'l',       // nothing: a limit was reached
+    kEntryLimit = 'l',       // the limit that was reached: "time", "pauses", "output"
     kEntryReady = 'y',       // nothing: init is at work
 };
 

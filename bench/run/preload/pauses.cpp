@@ -103,7 +103,7 @@ void pause_passed()
     static int pauses = 0;
     pauses++;
     if (pauses > atoi(inside::environment("BENCH_PAUSES", "5000"))) {
-        inside::write_record(inside::kEntryLimit, "");
+        inside::write_record(inside::kEntryLimit, "pauses");
         (void)raise(SIGKILL);
     }
     if (strcmp(inside::environment(inside::kRunName, "0"), "0") == 0) {

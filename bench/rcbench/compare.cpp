@@ -1,0 +1,164 @@
+// rcbench compare: two rc programs, the same routers and words: what do they do differently?
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "bench/rcbench/runs.h"
+#include "bench/rcbench/style.h"
+#include "bench/show/changes.h"
+#include "forms/files.h"
+
+namespace rcbench {
+
+namespace {
+
+using forms::usage_error;
+
+struct CompareRequest {
+    std::vector<std::string> files;
+    bool nested = false;
+    bench::Style style;
+};
+
+// A router that both programs run in.
+struct Sample {
+    std::string name;
+    RouterRequest router;
+};
+
+Options compare_options(const std::shared_ptr<CompareRequest> &r)
+{
+    using Text = const std::string &;
+    // clang-format off
+    return {
+        {.help = "The routers"},
+        {.name = "settings", .argument = "FILE",
+         .help = "a router with these settings; given again: one more. Without it: one with the default "
+                 "settings, and one with each of the image's samples put in",
+         .take = [r](Text file) { r->files.push_back(file); }},
+        {.name = "nested",
+         .help = "runs of rc that rc starts really run",
+         .take = [r](Text) { r->nested = true; }},
+        {.help = "What is shown"},
+        {.name = "short",
+         .help = "for a first look: less of everything",
+         .take = [r](Text) { r->style.quick = true; }},
+        {.name = "brief",
+         .help = "the commands alone, without settings and files",
+         .take = [r](Text) { r->style.brief = true; }},
+    };
+    // clang-format on
+}
+
+std::vector<Sample> samples_of(const CompareRequest &request, const std::filesystem::path &image)
+{
+    std::vector<Sample> samples;
+    for (const std::string &file : request.files) {
+        samples.push_back({file, {}});
+        samples.back().router.settings = forms::read_settings_file(file);
+    }
+    if (!samples.empty()) {
+        return samples;
+    }
+    samples.push_back({"default settings", {}});
+    std::vector<std::filesystem::path> files;
+    for (const auto &entry : std::filesystem::directory_iterator(image / "samples")) {
+        if (entry.path().extension() == ".settings") {
+            files.push_back(entry.path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    for (const std::filesystem::path &file : files) {
+        samples.push_back({file.filename().string(), {}});
+        samples.back().router.set = forms::read_settings_file(file.string());
+    }
+    return samples;
+}
+
+// Runs that follow each other on one router.
+using Plan = std::vector<WishedRun>;
+
+// Every verb of every service, the verbs for all services, and the Internet connection.
+std::vector<Plan> usual_plans()
+{
+    std::vector<Plan> plans;
+    const Words verbs = {"start", "stop", "restart", "create"};
+    for (const std::string &word : first_words()) {
+        if (word == "init" || word == "list" || std::find(verbs.begin(), verbs.end(), word) != verbs.end()) {
+            plans.push_back({{{}, {"rc", word}}});
+            continue;
+        }
+        for (const std::string &verb : verbs) {
+            plans.push_back({{{}, {"rc", word, verb}}});
+        }
+    }
+    return plans;
+}
+
+struct Comparison {
+    bench::Target before;
+    bench::Target after;
+    bench::Style style;
+    size_t runs = 0;
+    size_t different = 0;
+    bool cut = false;
+};
+
+void compare(Comparison &comparison, const Sample &sample, const Plan &plan)
+{
+    const std::vector<bench::Trace> before = all_runs(sample.router, plan, comparison.before, true);
+    const std::vector<bench::Trace> after = all_runs(sample.router, plan, comparison.after, true);
+    for (size_t i = 0; i < plan.size(); ++i) {
+        comparison.runs++;
+        comparison.cut |= before[i].timed_out || after[i].timed_out;
+        if (!bench::differs(before[i], after[i])) {
+            continue;
+        }
+        printf("%s$ %s   (%s)\n", comparison.different == 0 ? "" : "\n",
+               bench::command_words(plan[i].words).c_str(), sample.name.c_str());
+        comparison.different++;
+        (void)bench::print_difference(stdout, before[i], after[i], comparison.style);
+    }
+}
+
+int work(const CompareRequest &request, Words words)
+{
+    if (words.size() < 2) {
+        throw usage_error("compare needs two rc programs");
+    }
+    Comparison comparison = {target_of_program(words[0]), target_of_program(words[1]), fitted(request.style)};
+    words.erase(words.begin(), words.begin() + 2);
+    const std::vector<Plan> plans = words.empty() ? usual_plans() : std::vector<Plan>{read_runs(words)};
+    for (Sample &sample : samples_of(request, comparison.before.image)) {
+        sample.router.nested = request.nested;
+        for (const Plan &plan : plans) {
+            compare(comparison, sample, plan);
+        }
+    }
+    printf("%s%s runs compared, %s different\n", comparison.different == 0 ? "" : "\n",
+           bench::grouped(comparison.runs).c_str(), bench::grouped(comparison.different).c_str());
+    return comparison.cut ? forms::kFailed : comparison.different != 0 ? forms::kNo : forms::kDone;
+}
+
+constexpr const char *kAbout = R"(
+Runs two rc programs, OLD and NEW, in the same routers with the same WORDS and prints what they do differently:
+commands, output, files, settings, exit status. A program for the big-endian
+target is run under emulation, so it can be compared with one of this processor. Without WORDS: every verb of
+every service, each in a router of its own.
+)";
+
+}  // namespace
+
+Command make_compare()
+{
+    const auto request = std::make_shared<CompareRequest>();
+    return {{.name = "rcbench compare",
+             .usage = {"[OPTIONS] OLD NEW [WORDS...]"},
+             .about = kAbout,
+             .options = compare_options(request),
+             .no = "the programs differ"},
+            [request](const Words &words) { return work(*request, words); }};
+}
+
+}  // namespace rcbench
