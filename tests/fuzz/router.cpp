@@ -1,0 +1,297 @@
+// Whole runs of rc in a router in memory.
+//
+// An input is lines: the words after "rc"; then in any order KEY=VALUE (a setting in place of the default
+// one), /PATH and a tab and a content (a file; the byte 0x03 in it is a line end), and anything else is what
+// the next program prints that rc reads from. With ROUTER_TRACE in the environment the commands and the files
+// left behind go to standard error, to be compared between processors.
+#include <net/if.h>
+#include <netinet/in.h>
+#include <setjmp.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "rc/frame.h"
+#include "tests/fuzz/fuzz.h"
+#define MEMORY_ROUTER_ITSELF
+#include "tests/fuzz/memory_router.h"
+
+namespace {
+
+constexpr int kMostPauses = 400;
+constexpr size_t kMostCommands = 20000;
+constexpr const char *kRoutes = "/proc/net/route";
+
+// The defaults of the image, one KEY=VALUE each.
+constexpr const char *kDefaults[] = {
+#include "default_settings.inc"
+};
+
+struct Router {
+    std::map<std::string, int> files;  // path -> descriptor of a file in memory
+    std::vector<std::string> outputs;  // of the programs that rc reads from
+    size_t next_output = 0;
+    int pauses = 0;
+    size_t commands = 0;
+    jmp_buf end;
+};
+
+Router router;
+
+bool has_trace()
+{
+    static const bool wanted = getenv("ROUTER_TRACE") != nullptr;
+    return wanted;
+}
+
+int make_file(std::string_view bytes)
+{
+    const int fd = memfd_create("file", MFD_CLOEXEC);
+    MUST(fd >= 0 && write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
+    return fd;
+}
+
+// The file again, with a place of its own.
+int open_again(int file, int flags)
+{
+    const std::string path = "/proc/self/fd/" + std::to_string(file);
+    return open(path.c_str(), (flags & (O_ACCMODE | O_TRUNC | O_APPEND)) | O_CLOEXEC);
+}
+
+void put_defaults(std::map<std::string, std::string> &changed, std::string &store, std::string &defaults)
+{
+    for (const char *entry : kDefaults) {
+        const std::string text = entry;
+        const std::string key = text.substr(0, text.find('='));
+        defaults += text + '\0';
+        const auto found = changed.find(key);
+        store += (found == changed.end() ? text : key + '=' + found->second) + '\0';
+        if (found != changed.end()) {
+            changed.erase(found);
+        }
+    }
+    for (const auto &[key, value] : changed) {
+        store += key + '=' + value + '\0';
+    }
+    store += '\0';
+    defaults += '\0';
+}
+
+std::string file_content(std::string_view text)
+{
+    std::string content(text);
+    for (char &c : content) {
+        c = c == '\x03' ? '\n' : c;
+    }
+    return content;
+}
+
+// The kernel writes the addresses of this file in its processor's byte order; inputs have that of the
+// workstation. A word of eight digits is turned round.
+std::string route_table(std::string text)
+{
+    if (std::endian::native == std::endian::little) {
+        return text;
+    }
+    constexpr size_t kDigits = 8;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find_first_not_of("0123456789abcdefABCDEF", at), text.size());
+        if (end - at == kDigits) {
+            for (size_t i = 0; i < kDigits / 2; i += 2) {
+                std::swap(text[at + i], text[end - i - 2]);
+                std::swap(text[at + i + 1], text[end - i - 1]);
+            }
+        }
+        at = end + 1;
+    }
+    return text;
+}
+
+void set_up(std::string_view input, std::vector<std::string> &words)
+{
+    std::string_view line = cut_line(input);
+    words = {"rc"};
+    while (!line.empty()) {
+        const size_t end = std::min(line.find(' '), line.size());
+        words.emplace_back(line.substr(0, end));
+        line.remove_prefix(std::min(end + 1, line.size()));
+    }
+    std::map<std::string, std::string> settings;
+    while (!input.empty()) {
+        line = cut_line(input);
+        const size_t tab = line.find('\t');
+        const size_t equals = line.find('=');
+        if (line.starts_with('/') && tab != std::string_view::npos) {
+            const std::string path(line.substr(0, tab));
+            const std::string content = file_content(line.substr(tab + 1));
+            router.files[path] = make_file(path == kRoutes ? route_table(content) : content);
+        } else if (equals != std::string_view::npos && equals > 0 &&
+                   line.find('\0') == std::string_view::npos) {
+            settings[std::string(line.substr(0, equals))] = line.substr(equals + 1);
+        } else {
+            router.outputs.push_back(file_content(line));
+        }
+    }
+    std::string store;
+    std::string defaults;
+    put_defaults(settings, store, defaults);
+    router.files.emplace("/tmp/nvram", make_file(store));
+    router.files.emplace("/etc/default", make_file(defaults));
+    router.files.emplace("/dev/mtdblock/3", make_file(std::string(65536, '\xff')));
+    router.files.emplace("/etc/version", make_file("V1.00A\n"));
+    router.files.emplace("/proc/uptime", make_file("100.25 90.00\n"));
+}
+
+void print_files()
+{
+    for (const auto &[path, fd] : router.files) {
+        if (path == kRoutes) {
+            continue;  // of the processor's own byte order, and never written
+        }
+        (void)fprintf(stderr, "file %s\n", path.c_str());
+        char piece[4096];
+        off_t at = 0;
+        for (ssize_t got = 0; (got = pread(fd, piece, sizeof piece, at)) > 0; at += got) {
+            (void)fwrite(piece, 1, static_cast<size_t>(got), stderr);
+        }
+        (void)fputc('\n', stderr);
+    }
+}
+
+// Closes whatever the run left open, and the files.
+void close_all(int first)
+{
+    (void)syscall(SYS_close_range, first, ~0U, 0);
+    router.files.clear();
+    router.outputs.clear();
+    router.next_output = 0;
+    router.pauses = 0;
+    router.commands = 0;
+}
+
+int lowest_descriptor()
+{
+    const int fd = dup(STDERR_FILENO);
+    (void)close(fd);
+    return fd;
+}
+
+}  // namespace
+
+int router_open(const char *path, int flags, int /*mode*/)
+{
+    const auto found = router.files.find(path);
+    if (found != router.files.end()) {
+        return open_again(found->second, flags);
+    }
+    if ((flags & O_CREAT) == 0) {
+        errno = ENOENT;
+        return -1;
+    }
+    return open_again(router.files[path] = make_file(""), flags);
+}
+
+FILE *router_fopen(const char *path, const char *mode)
+{
+    const int flags = mode[0] == 'r' ? (strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY)
+                                     : O_WRONLY | O_CREAT | (mode[0] == 'a' ? O_APPEND : O_TRUNC);
+    const int fd = router_open(path, flags);
+    return fd < 0 ? nullptr : fdopen(fd, mode);
+}
+
+int router_access(const char *path, int /*mode*/)
+{
+    errno = ENOENT;
+    return router.files.contains(path) ? 0 : -1;
+}
+
+int router_unlink(const char *path)
+{
+    const auto found = router.files.find(path);
+    if (found == router.files.end()) {
+        errno = ENOENT;
+        return -1;
+    }
+    (void)close(found->second);
+    router.files.erase(found);
+    return 0;
+}
+
+int router_system(const char *command)
+{
+    MUST(command != nullptr);
+    if (has_trace()) {
+        (void)fprintf(stderr, "sh %s\n", command);
+    }
+    if (++router.commands > kMostCommands) {
+        longjmp(router.end, 1);
+    }
+    return 0;
+}
+
+FILE *router_popen(const char *command, const char *mode)
+{
+    (void)router_system(command);
+    std::string output;
+    if (router.next_output < router.outputs.size()) {
+        output = router.outputs[router.next_output++];
+    }
+    const int fd = make_file(output);
+    (void)lseek(fd, 0, SEEK_SET);
+    return fdopen(fd, mode);
+}
+
+int router_pause()
+{
+    if (++router.pauses > kMostPauses) {
+        longjmp(router.end, 1);
+    }
+    return 0;
+}
+
+void router_exit(int /*status*/)
+{
+    longjmp(router.end, 1);
+}
+
+// Every interface has an address, a mask and a hardware address.
+int router_ioctl(int /*fd*/, unsigned long request, void *argument)
+{
+    auto *query = static_cast<ifreq *>(argument);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(request == SIOCGIFNETMASK ? 0xFFFFFF00 : 0xC0000201);
+    memcpy(&query->ifr_addr, &address, sizeof address);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static FILE *const nowhere = freopen("/dev/null", "w", stdout);
+    MUST(nowhere != nullptr);
+    static const int first = lowest_descriptor();
+    std::vector<std::string> words;
+    set_up(input_of(data, size), words);
+    std::vector<char *> pointers;
+    for (std::string &word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    if (setjmp(router.end) == 0) {
+        (void)rc_main(static_cast<int>(words.size()), pointers.data());
+    }
+    if (has_trace()) {
+        print_files();
+    }
+    close_all(first);
+    return 0;
+}
