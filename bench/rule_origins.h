@@ -29,7 +29,7 @@ struct RulesFile {
     std::vector<RuleOrigin> origins;  // one a line of it
 };
 
-// What `rc firewall create` writes in a router like this. Takes one to two hundred runs of rc.
+// What `rc firewall create` writes in a router like this. Takes many runs of rc, about two seconds.
 RulesFile rules_with_origins(const Target &target, const Setup &setup, const Run &like = {});
 
 }  // namespace bench

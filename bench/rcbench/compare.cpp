@@ -142,8 +142,8 @@ int work(const CompareRequest &request, Words words)
 }
 
 constexpr const char *kAbout = R"(
-Runs two rc programs, OLD and NEW, in the same routers with the same WORDS and prints what they do differently:
-commands, output, files, settings, exit status. A program for the big-endian
+Runs two rc programs, OLD and NEW, in the same routers with the same WORDS and prints what they do
+differently: commands, output, files, settings, exit status. A program for the big-endian
 target is run under emulation, so it can be compared with one of this processor. Without WORDS: every verb of
 every service, each in a router of its own.
 )";

@@ -107,11 +107,11 @@ int64_t clock_time(const std::string &argument)
 }
 
 // A number of an option that has bounds.
-long number_from(const std::string &option, const std::string &argument, long least, long most)
+int number_from(const std::string &option, const std::string &argument, int least, int most)
 {
     const bool digits = !argument.empty() && argument.size() < 8 &&
                         argument.find_first_not_of("0123456789") == std::string::npos;
-    const long number = digits ? atol(argument.c_str()) : -1;
+    const int number = digits ? atoi(argument.c_str()) : -1;
     if (number < least || number > most) {
         throw usage_error(option + " " + shown(argument) + ": a number from " + std::to_string(least) +
                           " to " + std::to_string(most) + " is needed");
@@ -265,13 +265,13 @@ Options router_options(const std::shared_ptr<RouterRequest> &r)
          .take = [r](Text file) { r->program = file; }},
         {.name = "limit", .argument = "SECONDS",
          .help = "a run that takes longer is cut off (20)",
-         .take = [r](Text text) { r->limit = static_cast<double>(number_from("--limit", text, 1, 86400)); }},
+         .take = [r](Text text) { r->limit = number_from("--limit", text, 1, 86400); }},
         {.name = "pauses", .argument = "NUMBER",
          .help = "a run that pauses more often is cut off (5000)",
-         .take = [r](Text text) { r->most_pauses = static_cast<int>(number_from("--pauses", text, 1, 1000000)); }},
+         .take = [r](Text text) { r->most_pauses = number_from("--pauses", text, 1, 1000000); }},
         {.name = "output", .argument = "MIB",
          .help = "a run that writes more into one file or its output is cut off (32)",
-         .take = [r](Text text) { r->most_output = static_cast<int>(number_from("--output", text, 1, 1024)); }},
+         .take = [r](Text text) { r->most_output = number_from("--output", text, 1, 1024); }},
     };
     // clang-format on
 }
