@@ -5,6 +5,8 @@
 #include "rc/nvram.h"
 
 #include <sys/stat.h>
+#include <algorithm>
+#include <iterator>
 
 #include <cerrno>
 #include <cstdio>
@@ -18,6 +20,7 @@
 #include "forms/program.h"
 #include "forms/settings.h"
 #include "forms/store.h"
+#include "tools/settings_commands.h"
 
 namespace {
 
@@ -275,6 +278,39 @@ int command_load(const Names &names, const Words &)
     return forms::kDone;
 }
 
+// A file that is named, else the store that the options name.
+int command_lint(const Names &names, const Words &words)
+{
+    const auto is_option = [](const std::string &word) { return word == "--json"; };
+    const Words files = [&] {
+        Words left;
+        std::copy_if(words.begin(), words.end(), std::back_inserter(left),
+                     [&](const std::string &word) { return !is_option(word); });
+        return left;
+    }();
+    if (files.size() > 1) {
+        throw forms::usage_error("lint takes one file at most");
+    }
+    const bool is_json = files.size() != words.size();
+    if (!files.empty()) {
+        return lint_settings(read_any_settings(files[0]), is_json);
+    }
+    SettingsFile file = named_file(names);
+    read_settings(file);
+    for (const forms::Damage &damage : check_settings(file)) {
+        if (damage.is_lost) {
+            throw forms::Failure(forms::kUnusable, "cannot lint " + file.name() + ": damaged at byte " +
+                                                       std::to_string(damage.offset) + ": " + damage.reason);
+        }
+    }
+    return lint_settings(forms::store_settings(file.store), is_json);
+}
+
+int command_diff(const Names &, const Words &words)
+{
+    return diff_settings(words);
+}
+
 // ---- command line ----------------------------------------------------------------------------------------
 
 constexpr size_t kAnyNumber = SIZE_MAX;
@@ -300,6 +336,17 @@ constexpr Command kCommands[] = {
      command_export},
     {{"import", "TEXTFILE", "make the entries of a text the whole store"}, 1, 1, false, command_import},
     {{"check", "", "report damage with its place"}, 0, 0, false, command_check},
+    {{"lint", "[--json] [FILE]", "say what is wrong with the settings and what the router will do"},
+     0,
+     2,
+     false,
+     command_lint},
+    {{"diff", "[--json] [--secrets] A B",
+      "compare two files of any kind, or --defaults and one; secrets are masked"},
+     2,
+     4,
+     false,
+     command_diff},
     {{"commit", "", "with -f STORE and --flash IMAGE: write the store into the image"},
      0,
      0,
@@ -350,7 +397,7 @@ forms::Program program_of(Names &names)
                      [&](const std::string &path) { name_store(names, path); }},
                     {'\0', "flash", "IMAGE", "a flash image: a header and a store",
                      [&](const std::string &path) { name_flash(names, path); }}},
-        .no = "no such key, or damage",
+        .no = "no such key, damage, findings above a note, or differences",
         .place = forms::OptionPlace::kBeforeWords,
     };
     for (const Command &command : kCommands) {

@@ -21,10 +21,8 @@ struct Group {
 };
 
 constexpr Group kGroups[] = {
-    {"rules", perf::rule_build},
-    {"settings", perf::settings},
-    {"starting", perf::starting},
-    {"memory", perf::memory},
+    {"rules", perf::rule_build}, {"settings", perf::settings}, {"starting", perf::starting},
+    {"memory", perf::memory},    {"lint", perf::linting},
 };
 
 struct Wish {
@@ -51,7 +49,7 @@ forms::Program program(Wish &wish)
         .usage = {"[OPTIONS] [GROUP...]"},
         .about = R"(
 Measures rc and prints one table: figure, what it is measured against in the same run, ratio, goal. GROUP is
-rules, settings, starting or memory; without one all are run. Goals that are not met do not change the exit
+rules, settings, starting, memory or lint; without one all are run. Goals that are not met do not change the exit
 status.
 )",
         .options =

@@ -25,4 +25,7 @@ void starting(const bench::Target &target, const Effort &effort, std::vector<Fig
 // Peak memory with a large store.
 void memory(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
+// The linter on a large file of settings.
+void linting(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
+
 }  // namespace perf

@@ -38,5 +38,7 @@ Command make_run();
 Command make_rules();
 Command make_compare();
 Command make_completion();
+Command make_shell();
+Command make_explain();
 
 }  // namespace rcbench

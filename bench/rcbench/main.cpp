@@ -14,6 +14,8 @@ constexpr CommandRow kCommands[] = {
     {"rules", "the packet filter by chain, with the settings behind its rules", make_rules},
     {"compare",    "what two rc programs do differently",                        make_compare},
     {"completion", "a script that teaches the shell to complete rcbench's words", make_completion},
+    {"shell", "where the text of settings meets the shell",                    make_shell},
+    {"explain", "what a setting, a value or a message of rc's means",           make_explain},
 };
 // clang-format on
 
@@ -41,6 +43,11 @@ int work(Words words)
     const CommandRow *row = words.empty() ? nullptr : find_command(words[0]);
     if (row != nullptr) {
         words.erase(words.begin());
+    }
+    // A number of the VPN's looks like an option and is none.
+    if (row != nullptr && row->make == make_explain && !words.empty() && words[0].size() > 1 &&
+        words[0][0] == '-' && words[0][1] >= '0' && words[0][1] <= '9') {
+        words.insert(words.begin(), "--");
     }
     const Command command = row == nullptr ? whole_program() : row->make();
     return command.work(forms::read_options(command.program, words));

@@ -269,8 +269,10 @@ TEST(KeyTemplate, StandsForItsKeys)
 // ---- descriptions ---------------------------------------------------------------------------------------
 
 constexpr const char *kLanText =
-    "# The LAN.\n\n## text: LAN interface\nlan_if=br0\n\n## number: numbered\nlan_7_x=\n## flag: "
-    "up\nlan_up=0\n";
+    "# The LAN.\n\n## text up to 9: LAN interface\n#   apply: rc lan start\nlan_if=br0\n\n"
+    "## number 0 to 9: numbered\n#   apply: rc lan start\nlan_7_x=1\n"
+    "## flag: up\n#   apply: rc lan start\nlan_up=0\n";
+constexpr const char *kMore = "## address: more\n#   apply: rc lan start\n";
 
 Project project_of(const std::string &source, const std::string &settings, std::vector<Problem> &problems)
 {
@@ -300,50 +302,50 @@ TEST(Descriptions, ThatAreMissingAreSeen)
 {
     EXPECT_EQ(project_differences(kGood, changed(kLanText, "lan_if=", "lan_of=")),
               (Lines{"x.cpp:3: \"lan_if\" is not described in bench/image/settings/*.settings",
-                     "lan.settings:4: \"lan_of\" is read and set by no file"}));
+                     "lan.settings:5: \"lan_of\" is read and set by no file"}));
     EXPECT_EQ(project_differences(kGood, changed(kLanText, "lan_7_x", "lan_y_x")),
               (Lines{"x.cpp:3: \"lan_%d_x\" is not described in bench/image/settings/*.settings",
-                     "lan.settings:7: \"lan_y_x\" is read and set by no file"}));
+                     "lan.settings:9: \"lan_y_x\" is read and set by no file"}));
 }
 
 TEST(Descriptions, StandOnceForEachKey)
 {
-    EXPECT_EQ(project_differences(kGood, std::string(kLanText) + "## text: again\nlan_if=x\n"),
-              (Lines{"lan.settings:11: \"lan_if\" is described in lan.settings too"}));
+    EXPECT_EQ(project_differences(kGood, std::string(kLanText) + kMore + "lan_if=x\n"),
+              (Lines{"lan.settings:15: \"lan_if\" is described in lan.settings too"}));
 }
 
 TEST(Descriptions, HaveOneForm)
 {
-    EXPECT_EQ(project_differences(kGood, changed(kLanText, "## text: LAN interface\n", "")),
-              (Lines{"lan.settings:3: \"lan_if\" has no description"}));
-    EXPECT_EQ(project_differences(kGood, changed(kLanText, "## text: LAN", "## LAN")),
-              (Lines{"lan.settings:3: \"## TYPE: MEANING\" expected"}));
-    EXPECT_EQ(project_differences(kGood, std::string(kLanText) + "## text: none\n"),
-              (Lines{"lan.settings:10: a description without its key=value"}));
+    EXPECT_EQ(project_differences(kGood, changed(kLanText, "#   apply: rc lan start\nlan_if", "lan_if")),
+              (Lines{"lan.settings:4: \"lan_if\" has no \"apply:\""}));
+    EXPECT_EQ(project_differences(kGood, changed(kLanText, "## text up to 9: LAN", "## LAN")),
+              (Lines{"lan.settings:3: \"## TYPE: MEANING\" expected, with a known type"}));
+    EXPECT_EQ(project_differences(kGood, std::string(kLanText) + kMore),
+              (Lines{"lan.settings:14: a description without its key=value"}));
     EXPECT_EQ(project_differences(kGood, std::string(kLanText) + "nothing\n"),
-              (Lines{"lan.settings:10: key=value expected"}));
+              (Lines{"lan.settings:13: a setting without its description"}));
 }
 
 TEST(Descriptions, FindKeysThatStandInTables)
 {
-    EXPECT_EQ(project_differences(kGood + "T t = {\"lan_mac\"};\n",
-                                  std::string(kLanText) + "## text: m\nlan_mac=\n"),
-              (Lines{"x.cpp:1: holds the key \"lan_mac\", which is not listed under Reads:",
-                     "lan.settings:11: \"lan_mac\" is read and set by no file"}));
+    EXPECT_EQ(
+        project_differences(kGood + "T t = {\"lan_mac\"};\n", std::string(kLanText) + kMore + "lan_mac=\n"),
+        (Lines{"x.cpp:1: holds the key \"lan_mac\", which is not listed under Reads:",
+               "lan.settings:15: \"lan_mac\" is read and set by no file"}));
 }
 
 TEST(Reference, TellsWhatBecomesOfASetting)
 {
     std::vector<Problem> problems;
     const std::string text = settings_reference(project_of(kGood, kLanText, problems));
-    EXPECT_NE(
-        text.find("## The LAN\n\n### lan_if\n\ntext, by default `br0`\n\nLAN interface\n\n"
-                  "- read by Test service (`x.cpp`), which writes `/etc/a`, `/etc/b`, `/tmp/c` and runs "
-                  "`cp`, `ifconfig`\n"),
-        std::string::npos)
+    EXPECT_NE(text.find("## The LAN\n\n### lan_if\n\ntext up to 9, by default `br0`\n\nLAN interface\n\n"
+                        "- applied by `rc lan start`\n- read by [Test service](#test-service)\n"),
+              std::string::npos)
         << text;
-    EXPECT_NE(text.find("### lan_up\n\nflag, by default `0`\n\nup\n\n- set by Test service"),
+    EXPECT_NE(text.find("### lan_up\n\nflag, by default `0`\n\nup\n\n- applied by `rc lan start`\n"
+                        "- set by [Test service](#test-service)\n"),
               std::string::npos);
+    EXPECT_NE(text.find("### Test service\n\n| | |\n|---|---|\n| Source | `x.cpp` |\n"), std::string::npos);
 }
 
 }  // namespace

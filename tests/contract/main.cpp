@@ -20,11 +20,15 @@ constexpr const char *kHelp =
     "\n"
     "  --settings-reference     print docs/settings.md instead\n"
     "  --check-reference FILE   fail when FILE is not what --settings-reference prints\n"
+    "  --settings-readers       print bench/image/settings/readers instead: who reads and sets each setting\n"
+    "  --check-readers FILE     fail when FILE is not what --settings-readers prints\n"
     "  --help                   this text\n";
 
 struct Options {
     bool print_reference = false;
+    bool print_readers = false;
     std::string reference;
+    std::string readers;
     std::string root = ".";
 };
 
@@ -39,6 +43,8 @@ Options read_options(int argc, char **argv)
     static const option kLong[] = {
         {"settings-reference", no_argument, nullptr, 's'},
         {"check-reference", required_argument, nullptr, 'c'},
+        {"settings-readers", no_argument, nullptr, 'r'},
+        {"check-readers", required_argument, nullptr, 'e'},
         {"help", no_argument, nullptr, 'h'},
         {nullptr, 0, nullptr, 0},
     };
@@ -48,6 +54,10 @@ Options read_options(int argc, char **argv)
             options.print_reference = true;
         } else if (option == 'c') {
             options.reference = optarg;
+        } else if (option == 'r') {
+            options.print_readers = true;
+        } else if (option == 'e') {
+            options.readers = optarg;
         } else if (option == 'h') {
             fputs(kHelp, stdout);
             exit(0);
@@ -111,8 +121,15 @@ int main(int argc, char **argv)
         fputs(settings_reference(project).c_str(), stdout);
         return 0;
     }
+    if (options.print_readers) {
+        fputs(settings_readers(project).c_str(), stdout);
+        return 0;
+    }
     if (!options.reference.empty()) {
         return check_reference(options.reference, settings_reference(project));
+    }
+    if (!options.readers.empty()) {
+        return check_reference(options.readers, settings_readers(project));
     }
     check_project(project, problems);
     return report(problems);

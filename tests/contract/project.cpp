@@ -1,10 +1,14 @@
 #include "tests/contract/project.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <map>
 
+#include "forms/escapes.h"
+
 namespace fs = std::filesystem;
+using forms::escape;
 
 namespace {
 
@@ -73,78 +77,19 @@ Service read_service(const fs::path &root, const fs::path &file, const Shared &s
     return service;
 }
 
-// ---- descriptions ---------------------------------------------------------------------------------------
-
-// "TYPE: MEANING" behind the "## ".
-bool read_meaning(const std::string &line, Description &description)
-{
-    const size_t colon = line.find(": ");
-    if (line.compare(0, 3, "## ") != 0 || colon == std::string::npos || colon == 3) {
-        return false;
-    }
-    description.type = line.substr(3, colon - 3);
-    description.meaning = line.substr(colon + 2);
-    return !description.meaning.empty();
-}
-
-struct AreaReader {
-    Area area;
-    std::vector<Problem> &problems;
-    Description open;  // described, its key still to come
-    bool is_open = false;
-    int line = 0;
-
-    void refuse(const std::string &text) { problems.push_back({area.path, line, text}); }
-
-    void read_comment(const std::string &text)
-    {
-        if (text.compare(0, 2, "##") == 0) {
-            if (is_open) {
-                refuse("a description without its key=value before it");
-            }
-            open = {};
-            is_open = true;
-            if (!read_meaning(text, open)) {
-                refuse("\"## TYPE: MEANING\" expected");
-            }
-        } else if (area.title.empty() && text.size() > 2) {
-            area.title = text.substr(2);
-        }
-    }
-
-    void read_entry(const std::string &text)
-    {
-        const size_t equals = text.find('=');
-        if (equals == std::string::npos || equals == 0) {
-            refuse("key=value expected");
-            return;
-        }
-        if (!is_open) {
-            refuse("\"" + text.substr(0, equals) + "\" has no description");
-        }
-        open.key = text.substr(0, equals);
-        open.value = text.substr(equals + 1);
-        open.path = area.path;
-        open.line = line;
-        area.settings.push_back(open);
-        open = {};
-        is_open = false;
-    }
-};
-
 // ---- checks over all ------------------------------------------------------------------------------------
 
-using Described = std::map<std::string, const Description *>;
+using Described = std::map<std::string, const forms::Description *>;
 
 Described described_keys(const Project &project, std::vector<Problem> &problems)
 {
     Described described;
-    for (const Area &area : project.areas) {
-        for (const Description &setting : area.settings) {
+    for (const forms::Area &area : project.areas) {
+        for (const forms::Description &setting : area.settings) {
             const auto [first, added] = described.emplace(setting.key, &setting);
             if (!added) {
                 problems.push_back(
-                    {setting.path, setting.line,
+                    {setting.path, static_cast<int>(setting.line),
                      "\"" + setting.key + "\" is described in " + first->second->path + " too"});
             }
         }
@@ -200,7 +145,8 @@ void check_used(const Project &project, const Described &described, std::vector<
 {
     for (const auto &[key, setting] : described) {
         if (!is_used(project, key)) {
-            problems.push_back({setting->path, setting->line, "\"" + key + "\" is read and set by no file"});
+            problems.push_back({setting->path, static_cast<int>(setting->line),
+                                "\"" + key + "\" is read and set by no file"});
         }
     }
 }
@@ -229,84 +175,163 @@ std::string service_name(const Service &service)
     return service.contract.purpose.substr(0, service.contract.purpose.find(':'));
 }
 
-std::string use_text(const Service &service, const char *does)
+// A heading's anchor on the page: its letters and digits in lower case, "-" for spaces.
+std::string anchor(const std::string &heading)
 {
-    const Contract &contract = service.contract;
-    std::string text =
-        std::string("- ") + does + " by " + service_name(service) + " (" + code(service.path) + ")";
-    if (!contract.writes.empty()) {
-        text += ", which writes " + code_list(contract.writes);
-    }
-    if (!contract.runs.empty()) {
-        text +=
-            std::string(contract.writes.empty() ? ", which runs " : " and runs ") + code_list(contract.runs);
-    }
-    return text + "\n";
-}
-
-std::string default_text(const Description &setting)
-{
-    constexpr size_t kLongest = 60;
-    if (setting.value.empty()) {
-        return "empty by default";
-    }
-    if (setting.value.size() > kLongest) {
-        return "a long list by default, see " + code(setting.path);
-    }
-    return "by default " + code(setting.value);
-}
-
-std::string setting_text(const Project &project, const Description &setting)
-{
-    std::string text = "### " + setting.key + "\n\n" + setting.type + ", " + default_text(setting) + "\n\n" +
-                       setting.meaning + "\n\n";
-    for (const Service &service : project.services) {
-        const bool reads = uses_key(service.contract.reads, setting.key);
-        const bool sets = uses_key(service.contract.sets, setting.key);
-        if (reads || sets) {
-            text += use_text(service, !sets ? "read" : !reads ? "set" : "read and set");
-        }
-    }
-    return text + "\n";
-}
-
-std::string services_text(const Project &project)
-{
-    std::string text =
-        "## Files and commands of each service\n\n| Source | Writes | Runs | Needs |\n|---|---|---|---|\n";
-    for (const Service &service : project.services) {
-        const Contract &contract = service.contract;
-        if (contract.line != 0) {
-            text += "| " + code(service.path) + " | " + code_list(contract.writes) + " | " +
-                    code_list(contract.runs) + " | " + (contract.needs == "-" ? "" : contract.needs) + " |\n";
+    std::string text;
+    for (const char c : heading) {
+        if (c == ' ' || c == '-') {
+            text += '-';
+        } else if (isalnum(static_cast<unsigned char>(c)) != 0) {
+            text += static_cast<char>(tolower(static_cast<unsigned char>(c)));
         }
     }
     return text;
 }
 
+std::string link(const Service &service)
+{
+    return "[" + service_name(service) + "](#" + anchor(service_name(service)) + ")";
+}
+
+std::string default_text(const forms::Description &setting)
+{
+    constexpr size_t kLongest = 60;
+    if (setting.raw_value.empty()) {
+        return "empty by default";
+    }
+    if (setting.raw_value.size() > kLongest) {
+        return "a long list by default, see " + code(setting.path);
+    }
+    return "by default " + code(setting.raw_value);
+}
+
+std::string choices_text(const forms::Description &setting)
+{
+    std::string text;
+    std::string words;
+    for (const forms::Choice &choice : setting.choices) {
+        if (choice.meaning.empty()) {
+            words += (words.empty() ? "One of " : ", ") + code(choice.word);
+        } else {
+            text += "- " + code(choice.word) + ": " + choice.meaning + "\n";
+        }
+    }
+    return words.empty() ? text : words + ".\n\n" + text;
+}
+
+std::string fields_text(const forms::Description &setting)
+{
+    if (setting.fields.empty()) {
+        return "";
+    }
+    std::string text = "| Field | Type | Meaning | Ends in |\n|---|---|---|---|\n";
+    for (const forms::Field &field : setting.fields) {
+        const std::string end = field.separator == '\0'
+                                    ? (setting.type.form == forms::Form::kFields ? "" : "`\\x01`")
+                                    : code(escape(std::string(1, field.separator)));
+        std::string type = field.type_text;
+        for (size_t at = 0; (at = type.find('|', at)) != std::string::npos; at += 2) {
+            type.insert(at, "\\");
+        }
+        text += "| " + field.name + " | " + type + " | " + field.meaning +
+                (field.is_secret ? " (secret)" : "") + " | " + end + " |\n";
+    }
+    return text + "\n";
+}
+
+std::string consequence_text(const forms::Consequence &wrong, const std::string &what)
+{
+    if (wrong.phrase.empty()) {
+        return "";
+    }
+    std::string text = "- " + what + ": the router will " + wrong.phrase;
+    for (const forms::Claim &claim : wrong.seen) {
+        text += "; seen with `rc " + claim.words + "`";
+    }
+    return text + "\n";
+}
+
+std::string behaviour_text(const forms::Description &setting)
+{
+    std::string text = choices_text(setting);
+    if (setting.empty) {
+        text += "- empty: " + *setting.empty + "\n";
+    }
+    text += consequence_text(setting.wrong, "any other value");
+    for (const forms::Field &field : setting.fields) {
+        text += consequence_text(field.wrong, "any other " + field.name);
+    }
+    if (!setting.advice.empty()) {
+        text += "- any other value: " + setting.advice + "\n";
+    }
+    if (!setting.set_by.empty()) {
+        text += "- set by " + setting.set_by + "\n";
+    }
+    text += setting.is_secret ? "- secret\n" : "";
+    return text + "- applied by " + code(setting.apply) + "\n";
+}
+
+std::string related_text(const forms::Description &setting)
+{
+    std::string text;
+    for (const std::string &key : setting.related) {
+        text += (text.empty() ? "- see also " : ", ") + ("[" + key + "](#" + key + ")");
+    }
+    return text.empty() ? "" : text + "\n";
+}
+
+std::string uses_text(const Project &project, const std::string &key)
+{
+    std::string text;
+    for (const Service &service : project.services) {
+        const bool reads = uses_key(service.contract.reads, key);
+        const bool sets = uses_key(service.contract.sets, key);
+        if (reads || sets) {
+            text += std::string("- ") +
+                    (!sets    ? "read"
+                     : !reads ? "set"
+                              : "read and set") +
+                    " by " + link(service) + "\n";
+        }
+    }
+    return text;
+}
+
+std::string setting_text(const Project &project, const forms::Description &setting)
+{
+    return "### " + setting.key + "\n\n" + setting.type_text + ", " + default_text(setting) + "\n\n" +
+           setting.meaning + "\n\n" + fields_text(setting) + behaviour_text(setting) +
+           uses_text(project, setting.key) + related_text(setting) + "\n";
+}
+
+std::string services_text(const Project &project)
+{
+    std::string text = "## Services\n\n";
+    for (const Service &service : project.services) {
+        const Contract &contract = service.contract;
+        if (contract.line != 0) {
+            text += "### " + service_name(service) + "\n\n| | |\n|---|---|\n| Source | " +
+                    code(service.path) + " |\n| Reads | " + code_list(contract.reads) + " |\n| Sets | " +
+                    code_list(contract.sets) + " |\n| Writes | " + code_list(contract.writes) +
+                    " |\n| Runs | " + code_list(contract.runs) + " |\n| Needs | " +
+                    (contract.needs == "-" ? "" : contract.needs) + " |\n\n";
+        }
+    }
+    text.pop_back();
+    return text;
+}
+
 }  // namespace
 
-Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems)
+forms::Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems)
 {
-    AreaReader reader{{path, "", {}}, problems, {}};
-    while (!text.empty()) {
-        const size_t end = text.find('\n');
-        const std::string line(text.substr(0, end));
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-        reader.line++;
-        if (line.empty()) {
-            continue;
-        }
-        if (line[0] == '#') {
-            reader.read_comment(line);
-        } else {
-            reader.read_entry(line);
-        }
+    std::vector<forms::Fault> faults;
+    forms::Area area = forms::read_descriptions(path, text, faults);
+    for (const forms::Fault &fault : faults) {
+        problems.push_back({path, static_cast<int>(fault.line), fault.why});
     }
-    if (reader.is_open) {
-        reader.refuse("a description without its key=value");
-    }
-    return reader.area;
+    return area;
 }
 
 Project read_project(const fs::path &root, std::vector<Problem> &problems)
@@ -349,16 +374,49 @@ void check_project(const Project &project, std::vector<Problem> &problems)
 std::string settings_reference(const Project &project)
 {
     std::string text =
-        "# Settings\n\nEvery setting that rc reads or sets: its type, its default, what it means, and what "
-        "becomes of it.\n"
-        "Made by `scripts/settings-reference` from the contracts at the head of the sources and from\n"
-        "`bench/image/settings`; change those, not this.\n\n";
-    for (const Area &area : project.areas) {
-        const size_t length = area.title.size() - (area.title.ends_with('.') ? 1 : 0);
-        text += "## " + area.title.substr(0, length) + "\n\n";
-        for (const Description &setting : area.settings) {
+        "# Settings\n\nEvery setting that rc reads or sets: its type, its default, what it means, what a "
+        "wrong "
+        "value does,\nwhich command applies a change, and which service reads it; at the end what each "
+        "service "
+        "reads, writes and\nruns. Made by `scripts/settings-reference` from the contracts at the head of the "
+        "sources and from\n`bench/image/settings`; change those, not this. The same for machines: "
+        "`share/settings.schema.json`.\n\n";
+    for (const forms::Area &area : project.areas) {
+        text += "## " + area.title + "\n\n";
+        for (const forms::Description &setting : area.settings) {
             text += setting_text(project, setting);
         }
     }
     return text + services_text(project);
+}
+
+std::string settings_readers(const Project &project)
+{
+    std::string text =
+        "# Who reads and sets each setting: key, use, service, source, what it writes, what it runs.\n"
+        "# Made by scripts/settings-reference from the contracts at the head of the sources.\n";
+    const auto plain = [](const Names &names) {
+        std::string list;
+        for (const auto &[name, line] : names) {
+            list += (list.empty() ? "" : " ") + name;
+        }
+        return list;
+    };
+    for (const forms::Area &area : project.areas) {
+        for (const forms::Description &setting : area.settings) {
+            for (const Service &service : project.services) {
+                const bool reads = uses_key(service.contract.reads, setting.key);
+                const bool sets = uses_key(service.contract.sets, setting.key);
+                if (reads || sets) {
+                    text += setting.key + "\t" +
+                            (!sets    ? "read"
+                             : !reads ? "set"
+                                      : "read and set") +
+                            "\t" + service_name(service) + "\t" + service.path + "\t" +
+                            plain(service.contract.writes) + "\t" + plain(service.contract.runs) + "\n";
+                }
+            }
+        }
+    }
+    return text;
 }

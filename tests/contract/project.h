@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "forms/descriptions.h"
 #include "tests/contract/contract.h"
 
 struct Service {
@@ -13,29 +14,13 @@ struct Service {
     Uses uses;
 };
 
-// A setting as its area's file describes it.
-struct Description {
-    std::string key;
-    std::string type;
-    std::string meaning;
-    std::string value;  // the default, as written
-    std::string path;   // where it is described
-    int line;
-};
-
-struct Area {
-    std::string path;
-    std::string title;  // the file's first comment
-    std::vector<Description> settings;
-};
-
 struct Project {
     std::vector<Service> services;
-    std::vector<Area> areas;
+    std::vector<forms::Area> areas;
 };
 
-// Reads one settings file: "## TYPE: MEANING" and "KEY=VALUE" in turn, "#" comments and empty lines between.
-Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems);
+// Reads one settings file; what is wrong with its form becomes a problem.
+forms::Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems);
 
 // Reads the tree below `root`. What is wrong with the form of a file becomes a problem.
 Project read_project(const std::filesystem::path &root, std::vector<Problem> &problems);
@@ -45,3 +30,7 @@ void check_project(const Project &project, std::vector<Problem> &problems);
 
 // The settings reference, in Markdown.
 std::string settings_reference(const Project &project);
+
+// Who reads and sets each setting, one line a use: the key, read/set/read and set, the service, its source,
+// what it writes, what it runs; tabs between them.
+std::string settings_readers(const Project &project);

@@ -1,0 +1,200 @@
+// Virtual servers, the DMZ host and remote management.
+#include <algorithm>
+
+#include "forms/lint/internal.h"
+
+namespace forms {
+
+namespace {
+
+constexpr const char *kRules = "/tmp/rules";
+constexpr const char *kCreate = "firewall create";
+
+bool forwards_everything(const Store &store)
+{
+    return store.number("fw_disable") == 1 ||
+           (store.number("fw_nat") == 0 && store.number("fw_acc_lan") == 1);
+}
+
+// ---- virtual servers --------------------------------------------------------------------------------------
+
+struct VirtualServer {
+    long bit;
+    const char *field;
+    const char *port;  // its first
+};
+
+constexpr VirtualServer kServers[] = {{1, "web", "80"},  {2, "ftp", "20:21"}, {4, "pop", "109"},
+                                      {8, "mail", "25"}, {16, "names", "53"}, {32, "telnet", "23"}};
+
+// Whether a filter line lets traffic to this host in.
+bool is_let_in(const Store &store, const std::string &host)
+{
+    const std::string hosts = store.get("fw_in_rules") + store.get("fw_out_rules");
+    const bool is_dmz = store.begins("fw_dmz_enable", '1') && store.get("fw_dmz") == host;
+    return is_dmz || hosts.find(":" + host + ":") != std::string::npos;
+}
+
+void lint_server(const Store &store, const Record &record, const VirtualServer &server, Findings &findings)
+{
+    const std::string &host = record[server.field];
+    const auto address = read_address(host);
+    if (!address) {
+        findings.add(Grade::kWarning, "server-missing", "fw_vs_serverA", record, server.field,
+                     "this server is on in fw_vs_enableA and has no address");
+        return;
+    }
+    const Claim forwards =
+        has(kCreate, kRules, std::string(" --dport ") + server.port + " -j DNAT --to " + host + "\n");
+    const auto lan = lan_net(store);
+    if (lan && (!lan->holds(*address) || lan->address == *address)) {
+        findings
+            .add(Grade::kError, lan->holds(*address) ? "server-is-router" : "server-outside-lan",
+                 "fw_vs_serverA", record, server.field,
+                 host + (lan->holds(*address) ? " is the router itself" : " is not on the LAN") +
+                     "; the router will forward to it all the same")
+            .claims = {forwards};
+    }
+    if (!forwards_everything(store) && !is_let_in(store, host)) {
+        findings
+            .add(Grade::kError, "server-not-let-in", "fw_vs_serverA", record, server.field,
+                 "the router will forward to " + host +
+                     " and write no line that lets the traffic in; add an inbound rule for the service")
+            .claims = {forwards, lacks(kCreate, kRules, "-A IN_FILTER  -d " + host + " "),
+                       lacks(kCreate, kRules, "-A IN_FILTER -d " + host + " ")};
+    }
+}
+
+void lint_servers(const Store &store, Findings &findings)
+{
+    const std::vector<Record> records = fine_records(store, "fw_vs_serverA");
+    if (records.empty() || !store.is_fine("fw_vs_enableA") || store.get("fw_vs_enableA").empty()) {
+        return;
+    }
+    for (const VirtualServer &server : kServers) {
+        if ((store.number("fw_vs_enableA") & server.bit) != 0) {
+            lint_server(store, records[0], server, findings);
+        }
+    }
+}
+
+// ---- the DMZ host -----------------------------------------------------------------------------------------
+
+void lint_dmz(const Store &store, Findings &findings)
+{
+    const auto host = store.address("fw_dmz");
+    const auto lan = lan_net(store);
+    if (!store.begins("fw_dmz_enable", '1') || !host || !lan) {
+        return;
+    }
+    if (!lan->holds(*host) || *host == lan->address) {
+        findings
+            .add(Grade::kError, lan->holds(*host) ? "dmz-is-router" : "dmz-outside-lan", "fw_dmz",
+                 store.get("fw_dmz") + (lan->holds(*host) ? " is the router itself" : " is not on the LAN") +
+                     "; the router will send everything there all the same")
+            .claims = {has(kCreate, kRules, " -p ! icmp -j DNAT --to " + store.get("fw_dmz") + "\n")};
+    }
+}
+
+// ---- remote management ------------------------------------------------------------------------------------
+
+std::string remote_line(const Store &store)
+{
+    return "-p tcp --dport " + std::to_string(store.number("fw_remote_port")) + " ";
+}
+
+void lint_remote_users(const Store &store, Findings &findings)
+{
+    const std::string &type = store.get("fw_remote_type");
+    if (type == "3") {
+        findings
+            .add(Grade::kWarning, "remote-everyone", "fw_remote_type",
+                 "the router will let everyone on the Internet reach its pages")
+            .claims = {has(kCreate, kRules, remote_line(store) + "-d ")};
+    } else if (type == "2") {
+        const auto first = store.address("fw_remote_range_start");
+        const auto last = store.address("fw_remote_range_end");
+        if (first && last && *first > *last) {
+            findings
+                .add(Grade::kError, "range-upside-down", "fw_remote_range_start",
+                     "the range begins above its end; the router will write it so, and nobody is in it")
+                .claims = {has(kCreate, kRules,
+                               " --src-range " + store.get("fw_remote_range_start") + "-" +
+                                   store.get("fw_remote_range_end") + " -d ")};
+        }
+    } else if (type == "4") {
+        bool has_entry = false;
+        for (int i = 1; i <= 10; ++i) {
+            const std::string &entry = store.get("fw_remote_list1_ip" + std::to_string(i));
+            has_entry = has_entry || (!entry.empty() && entry[0] >= '0' && entry[0] <= '9');
+        }
+        if (!has_entry) {
+            findings
+                .add(Grade::kWarning, "remote-nobody", "fw_remote_type",
+                     "the list has no entry; the router will let nobody in")
+                .claims = {lacks(kCreate, kRules, remote_line(store) + "-s ")};
+        }
+    }
+}
+
+void lint_remote_port(const Store &store, Findings &findings)
+{
+    const long port = store.number("fw_remote_port");
+    for (const Record &rule : fine_records(store, "fw_in_rules")) {
+        if (rule["on"] != "1" || rule["action"] == "0") {
+            continue;
+        }
+        for (const char *key : {"fw_services", "fw_services_def"}) {
+            for (const Record &service : fine_records(store, key)) {
+                const bool is_it = service["name"] == rule["service"] && service["protocol"] != "udp" &&
+                                   service.value("first") <= port && port <= service.value("last");
+                if (is_it) {
+                    findings.add(Grade::kWarning, "remote-port-forwarded", "fw_remote_port",
+                                 "port " + std::to_string(port) + " is forwarded by record " +
+                                     std::to_string(rule.number) +
+                                     " of fw_in_rules too; remote management gets it");
+                    return;
+                }
+            }
+        }
+    }
+}
+
+void lint_remote(const Store &store, Findings &findings)
+{
+    if (store.number("fw_remote") != 1 || !store.is_fine("fw_remote_port")) {
+        return;
+    }
+    lint_remote_users(store, findings);
+    lint_remote_port(store, findings);
+    if (store.get("http_password").empty()) {
+        findings
+            .add(Grade::kError, "remote-without-login", "http_password",
+                 "remote management is on and there is no password; the router will ask nobody for a login")
+            .claims = {lacks("httpd create", "/etc/htpasswd", ":")};
+    }
+}
+
+void lint_blocking(const Store &store, Findings &findings)
+{
+    if (store.is_fine("fw_block") && store.number("fw_block") != 0 && store.get("fw_block_keyword").empty()) {
+        findings
+            .add(Grade::kNote, "no-keywords", "fw_block_keyword",
+                 "blocking is on without keywords; the router will block nothing by keyword")
+            .claims = {lacks(kCreate, kRules, " -j BLOCK\n")};
+    }
+}
+
+}  // namespace
+
+void lint_forwarding(const Store &store, Findings &findings)
+{
+    lint_servers(store, findings);
+    lint_dmz(store, findings);
+    lint_remote(store, findings);
+    if (store.number("fw_import") != 1) {
+        lint_blocking(store, findings);
+    }
+}
+
+}  // namespace forms

@@ -1,0 +1,246 @@
+// Access rules: services that nobody defined, addresses that are not there, rules behind others.
+#include <algorithm>
+
+#include "forms/lint/internal.h"
+
+namespace forms {
+
+namespace {
+
+constexpr const char *kRules = "/tmp/rules";
+constexpr const char *kCreate = "firewall create";
+constexpr Span kEverywhere = {0, 0xffffffffU};
+
+struct Service {
+    std::string protocol;
+    long first = 0;
+    long last = 0;
+    bool covers(const Service &other) const
+    {
+        const bool same = protocol == "any" || protocol == other.protocol ||
+                          (protocol == "both" && other.protocol != "any");
+        return same && (protocol == "any" || (first <= other.first && other.last <= last));
+    }
+    bool meets(const Service &other) const
+    {
+        const bool same = protocol == other.protocol || protocol == "any" || other.protocol == "any" ||
+                          protocol == "both" || other.protocol == "both";
+        const bool is_any = protocol == "any" || other.protocol == "any";
+        return same && (is_any || (first <= other.last && other.first <= last));
+    }
+};
+
+// The services as rc looks them up: its last reading stays when the name is in no list.
+class Services {
+  public:
+    explicit Services(const Store &store)
+        : user_(fine_records(store, "fw_services")), built_in_(fine_records(store, "fw_services_def"))
+    {
+        is_known_ = (store.get("fw_services").empty() || !user_.empty()) &&
+                    (store.get("fw_services_def").empty() || !built_in_.empty()) &&
+                    !(user_.empty() && built_in_.empty());
+    }
+    // Both lists are fine, and there is a service.
+    bool is_known() const { return is_known_; }
+    const Record *find(const std::string &name) const
+    {
+        for (const std::vector<Record> *list : {&user_, &built_in_}) {
+            for (const Record &one : *list) {
+                if (one["name"] == name) {
+                    return &one;
+                }
+            }
+        }
+        return nullptr;
+    }
+    // What a rule with another name is built with.
+    const Record &last() const { return built_in_.empty() ? user_.back() : built_in_.back(); }
+
+  private:
+    std::vector<Record> user_;
+    std::vector<Record> built_in_;
+    bool is_known_ = false;
+};
+
+Service service_of(const Record &record)
+{
+    return {record["protocol"], record.value("first"), record.value("last")};
+}
+
+struct Rule {
+    const Record *record;
+    Service service;
+    Span lan;
+    Span wan;
+    bool is_always;  // it goes by no schedule
+};
+
+class RuleLinter {
+  public:
+    RuleLinter(const Store &store, Findings &findings, bool is_inbound)
+        : store_(store),
+          findings_(findings),
+          services_(store),
+          key_(is_inbound ? "fw_in_rules" : "fw_out_rules"),
+          is_inbound_(is_inbound)
+    {
+    }
+
+    void run()
+    {
+        const std::vector<Record> records = fine_records(store_, key_);
+        if (!services_.is_known()) {
+            return;
+        }
+        for (const Record &record : records) {
+            if (record["on"] == "1") {
+                lint_rule(record);
+            }
+        }
+    }
+
+  private:
+    void lint_rule(const Record &record);
+    void lint_service(const Record &record, const Record &used);
+    void lint_lan(const Record &record);
+    void lint_net(const Record &record);
+    void lint_order(const Rule &rule);
+
+    const Store &store_;
+    Findings &findings_;
+    Services services_;
+    const char *key_;
+    bool is_inbound_;
+    std::vector<Rule> rules_;
+};
+
+void RuleLinter::lint_rule(const Record &record)
+{
+    const Record *found = services_.find(record["service"]);
+    const Record &used = found != nullptr ? *found : services_.last();
+    if (found == nullptr) {
+        lint_service(record, used);
+    }
+    if (used.value("first") > used.value("last") && used["protocol"] != "any") {
+        findings_.add(
+            Grade::kError, "ports-upside-down", key_, record, "service",
+            "the ports of " + used["name"] + " end below their beginning, which the packet filter refuses");
+    }
+    lint_lan(record);
+    if (!is_inbound_) {
+        lint_net(record);
+    }
+    Rule rule = {&record, service_of(used), read_span(record["lan"]).value_or(kEverywhere),
+                 read_span(record["wan"]).value_or(kEverywhere),
+                 record["action"] == "0" || record["action"] == "2"};
+    if (!is_inbound_ && record["wan"].find('/') != std::string::npos) {
+        rule.wan = kEverywhere;  // a net as the destination is left out
+    }
+    lint_order(rule);
+    rules_.push_back(rule);
+}
+
+void RuleLinter::lint_service(const Record &record, const Record &used)
+{
+    const bool is_any = used["protocol"] == "any";
+    const std::string ports = used["first"] + "-" + used["last"];
+    const std::string what =
+        is_any ? "every port" : used["protocol"] + " " + ports + ", the ports of " + used["name"];
+    Finding &finding = findings_.add(Grade::kError, "service-unknown", key_, record, "service",
+                                     "no service is called \"" + record["service"] + "\"");
+    if (is_any || used.value("first") > used.value("last")) {
+        finding.message += ", so the rule is for " + what;
+        return;
+    }
+    finding.message += "; the router will make the rule for " + what;
+    const bool is_tcp = used["protocol"] != "udp";
+    finding.claims = {has(kCreate, kRules,
+                          std::string("-p ") + (is_tcp ? "tcp" : "udp") + " --dport " +
+                              std::to_string(used.value("first")) + ":" + std::to_string(used.value("last")) +
+                              " ")};
+}
+
+void RuleLinter::lint_lan(const Record &record)
+{
+    const auto lan = lan_net(store_);
+    const auto users = read_span(record["lan"]);
+    if (!lan || !users || record["action"] == "0") {
+        return;
+    }
+    const bool is_outside = !Span{lan->first(), lan->last()}.meets(*users);
+    if (!is_inbound_) {
+        if (is_outside) {
+            findings_.add(Grade::kWarning, "users-outside-lan", key_, record, "lan",
+                          record["lan"] + " is not on the LAN, so the rule never matches");
+        }
+        return;
+    }
+    if (is_outside || users->first == lan->address) {
+        const char *code = is_outside ? "server-outside-lan" : "server-is-router";
+        findings_
+            .add(Grade::kError, code, key_, record, "lan",
+                 record["lan"] + (is_outside ? " is not on the LAN" : " is the router itself") +
+                     "; the router will forward to it all the same")
+            .claims = {has(kCreate, kRules, " -j DNAT --to " + record["lan"])};
+    }
+}
+
+void RuleLinter::lint_net(const Record &record)
+{
+    const std::string &wan = record["wan"];
+    const auto span = read_span(wan);
+    if (wan.find('/') == std::string::npos || !span || span->covers(kEverywhere)) {
+        return;
+    }
+    Finding &finding = findings_.add(Grade::kError, "destination-net", key_, record, "wan",
+                                     "a net cannot be a destination; give a range");
+    const std::string others = store_.get("fw_in_rules") + store_.get("fw_services") + store_.get("lan_if") +
+                               store_.get("fw_block_keyword");
+    const bool is_source = std::any_of(rules_.begin(), rules_.end(),
+                                       [&](const Rule &one) { return (*one.record)["lan"] == wan; });
+    const std::string &all = store_.get(key_);
+    const bool is_users = all.find(":" + wan + ":", all.find(":" + wan + ":") + 1) != std::string::npos;
+    if (others.find(wan) == std::string::npos && !is_source && !is_users) {
+        finding.message += "; the router will make the rule for every destination";
+        finding.claims = {lacks(kCreate, kRules, wan)};
+    }
+}
+
+void RuleLinter::lint_order(const Rule &rule)
+{
+    for (const Rule &earlier : rules_) {
+        const std::string number = std::to_string(earlier.record->number);
+        const bool same_users = is_inbound_ || earlier.lan.covers(rule.lan);
+        if (earlier.is_always && same_users && earlier.wan.covers(rule.wan) &&
+            earlier.service.covers(rule.service)) {
+            const bool is_same = (*earlier.record)["service"] == (*rule.record)["service"] &&
+                                 (*earlier.record)["action"] == (*rule.record)["action"] &&
+                                 (*earlier.record)["lan"] == (*rule.record)["lan"] &&
+                                 (*earlier.record)["wan"] == (*rule.record)["wan"];
+            findings_.add(Grade::kWarning, is_same ? "rule-repeated" : "rule-never-matches", key_,
+                          *rule.record, "",
+                          is_same ? "repeats record " + number
+                                  : "never matches: record " + number + " decides for all that it is for");
+            return;
+        }
+        const bool is_forwarded =
+            is_inbound_ && (*earlier.record)["action"] != "0" && (*rule.record)["action"] != "0";
+        if (is_forwarded && (*earlier.record)["lan"] != (*rule.record)["lan"] &&
+            earlier.wan.meets(rule.wan) && earlier.service.meets(rule.service)) {
+            findings_.add(
+                Grade::kWarning, "forwarded-twice", key_, *rule.record, "service",
+                "some of its ports are forwarded by record " + number + " already, which comes first");
+            return;
+        }
+    }
+}
+
+}  // namespace
+
+void lint_rules(const Store &store, Findings &findings)
+{
+    RuleLinter(store, findings, true).run();
+    RuleLinter(store, findings, false).run();
+}
+
+}  // namespace forms

@@ -1,0 +1,88 @@
+// The schedule: whether it can be open when its rules want it.
+#include "forms/lint/internal.h"
+
+namespace forms {
+
+namespace {
+
+bool wants_schedule(const Store &store)
+{
+    for (const char *key : {"fw_in_rules", "fw_out_rules"}) {
+        for (const Record &rule : fine_records(store, key)) {
+            if (rule["on"] == "1" && (rule["action"] == "1" || rule["action"] == "3")) {
+                return true;
+            }
+        }
+    }
+    return store.number("fw_block") == 2;
+}
+
+std::string days_of(const Record &record)
+{
+    std::string list;
+    for (size_t day = 0; day < record["days"].size(); ++day) {
+        if (record["days"][day] == '1') {
+            list += (list.empty() ? "" : ",") + std::to_string(day);
+        }
+    }
+    return list;
+}
+
+Claim closed()
+{
+    return runs("schedule start", "echo 0 > /proc/net/ipt_condition/schedule ");
+}
+
+void lint_record(const Record &record, Findings &findings)
+{
+    const long start = record.value("start_hour") * 60 + record.value("start_minute");
+    const long end = record.value("end_hour") * 60 + record.value("end_minute");
+    const std::string days = days_of(record);
+    if (days.empty()) {
+        Finding &finding = findings.add(Grade::kError, "schedule-no-day", "fw_schedule", record, "days",
+                                        "names no day; the router will never open it");
+        if (record.number == 1) {
+            finding.claims = {closed()};
+        } else {
+            finding.message = "names no day, and cron refuses such a line";
+        }
+        return;
+    }
+    if (start == end && start != 0) {
+        findings.add(Grade::kWarning, "schedule-empty", "fw_schedule", record, "", "ends when it begins");
+    } else if (start > end) {
+        findings
+            .add(Grade::kWarning, "schedule-midnight", "fw_schedule", record, "end_hour",
+                 "ends after midnight; the router will close it on the days on which it opens, and what is "
+                 "after "
+                 "midnight counts for the day it is in")
+            .claims = {has("schedule create", "/etc/crontab",
+                           std::to_string(record.value("end_minute")) + " " +
+                               std::to_string(record.value("end_hour")) + " * * " + days +
+                               " root /usr/sbin/rc schedule restart\n")};
+    }
+    if (record.number == 2) {
+        findings.add(Grade::kWarning, "schedule-second", "fw_schedule", record, "",
+                     "only the first record decides whether the schedule is open");
+    }
+}
+
+}  // namespace
+
+void lint_schedule(const Store &store, Findings &findings)
+{
+    if (store.get("fw_schedule").empty()) {
+        if (wants_schedule(store)) {
+            findings
+                .add(Grade::kWarning, "schedule-missing", "fw_schedule",
+                     "rules go by the schedule and it is empty; the router will never open it")
+                .claims = {closed()};
+        }
+        return;
+    }
+    for (const Record &record : fine_records(store, "fw_schedule")) {
+        lint_record(record, findings);
+    }
+}
+
+}  // namespace forms

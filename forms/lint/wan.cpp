@@ -1,0 +1,173 @@
+// The Internet side: what each mode needs, name servers, MTU, the services that follow.
+#include "forms/lint/internal.h"
+
+namespace forms {
+
+namespace {
+
+void lint_login(const Store &store, const std::string &mode, Findings &findings)
+{
+    const std::string name = mode + "_username";
+    const std::string password = mode + "_password";
+    if (store.get(name).empty() || !store.is_fine(name)) {
+        return;  // said of the value itself
+    }
+    if (store.get(password).empty()) {
+        findings
+            .add(Grade::kError, "password-missing", password,
+                 "there is a login name and no password; the router will dial with an empty one")
+            .claims = {runs("wan start", " user \"" + store.get(name) + "\" password \"\" mru ")};
+    }
+}
+
+void lint_needed(const Store &store, const char *key, const char *what, const std::string &command,
+                 Findings &findings)
+{
+    if (store.get(key).empty()) {
+        findings
+            .add(Grade::kError, "mode-lacks", key,
+                 std::string("mode ") + store.get("wan_mode") + " needs " + what +
+                     "; the router will bring the line up without it")
+            .claims = {runs("wan start", command)};
+    }
+}
+
+void lint_fixed(const Store &store, Findings &findings)
+{
+    lint_needed(store, "fix_ipaddr", "an address", "/sbin/ifconfig nas0  netmask ", findings);
+    lint_needed(store, "fix_netmask", "a netmask",
+                "/sbin/ifconfig nas0 " + store.get("fix_ipaddr") + " netmask ", findings);
+    lint_needed(store, "fix_gateway", "a gateway", "/sbin/route add default gw ", findings);
+    const auto address = store.address("fix_ipaddr");
+    const auto mask = store.address("fix_netmask");
+    const auto gateway = store.address("fix_gateway");
+    if (address && mask && gateway && !Net{*address, *mask}.holds(*gateway)) {
+        findings
+            .add(Grade::kWarning, "gateway-outside-net", "fix_gateway",
+                 store.get("fix_gateway") +
+                     " is not in the net of the WAN address; the router will ask for it "
+                     "as the default route all the same")
+            .claims = {runs("wan start", "/sbin/route add default gw " + store.get("fix_gateway"))};
+    }
+}
+
+void lint_atm(const Store &store, Findings &findings)
+{
+    if (store.number("wan_vpi") == 0 && store.number("wan_vci") == 0) {
+        findings
+            .add(Grade::kError, "circuit-zero", "wan_vci",
+                 "mode ipoa needs a circuit other than 0.0; the router will bring nothing up")
+            .claims = {never_runs("wan start", "/usr/sbin/rt2684d -i "),
+                       never_runs("wan start", "/usr/sbin/atmarpd")};
+        return;
+    }
+    if (store.get("ipoa_mode") == "1483") {
+        lint_needed(store, "ipoa_ipaddr", "an address", "/sbin/ifconfig nas0  netmask ", findings);
+        lint_needed(store, "ipoa_netmask", "a netmask",
+                    "/sbin/ifconfig nas0 " + store.get("ipoa_ipaddr") + " netmask ", findings);
+    }
+}
+
+void lint_mode(const Store &store, Findings &findings)
+{
+    if (store.is_mode("pppoe")) {
+        lint_login(store, "pppoe", findings);
+    } else if (store.is_mode("pppoa")) {
+        lint_login(store, "pppoa", findings);
+    } else if (store.is_mode("ip")) {
+        lint_fixed(store, findings);
+    } else if (store.is_mode("ipoa")) {
+        lint_atm(store, findings);
+    }
+    const bool is_ppp = store.is_mode("pppoe") || store.is_mode("pppoa");
+    constexpr long kLargest = 1492;
+    if (is_ppp && store.is_fine("wan_mtu") && store.number("wan_mtu") > kLargest) {
+        findings.add(Grade::kWarning, "mtu", "wan_mtu",
+                     "PPP takes 8 bytes of each packet of 1500; more than 1492 makes large packets get lost");
+    }
+}
+
+void lint_names(const Store &store, Findings &findings)
+{
+    const std::string &first = store.get("wan_dns1");
+    if (!store.begins("wan_fix_dns", '1') || !first.empty()) {
+        return;
+    }
+    if (store.get("wan_dns2").empty()) {
+        findings
+            .add(Grade::kError, "dns-missing", "wan_dns1",
+                 "fixed name servers are chosen and none is given; the router will set none")
+            .claims = {never_runs("wan_basic start", "nameserver ")};
+    } else if (store.is_fine("wan_dns2")) {
+        findings
+            .add(Grade::kWarning, "dns-first-missing", "wan_dns1",
+                 "there is a second name server and no first; the router will add the second to the list it "
+                 "has")
+            .claims = {runs("wan_basic start",
+                            "/bin/echo \"nameserver " + store.get("wan_dns2") + "\" >> /etc/resolv.conf")};
+    }
+}
+
+void lint_dialling(const Store &store, Findings &findings)
+{
+    const bool is_ppp = store.is_mode("pppoe") || store.is_mode("pppoa");
+    const std::string idle = store.get("wan_mode") + "_idle";
+    if (is_ppp && store.begins("wan_dod", '1') && store.number(idle) == 0) {
+        findings
+            .add(Grade::kWarning, "dial-without-idle", idle,
+                 "dial on demand needs an idle time; the router will keep the line up")
+            .claims = {never_runs("wan restart", " demand ")};
+    }
+    const std::string address = store.get("wan_mode") + "_ipaddr";
+    if (is_ppp && store.begins("wan_iptype", 'F') && store.get(address).empty()) {
+        findings
+            .add(Grade::kError, "mode-lacks", address,
+                 "a fixed PPP address is chosen and none is given; the router will dial with \":\" as the "
+                 "address")
+            .claims = {runs("wan start", " : nodetach ")};
+    }
+}
+
+void lint_followers(const Store &store, Findings &findings)
+{
+    if (!store.get("ntp_custom").empty() && !store.begins("ntp_custom", '0') &&
+        store.get("ntp_server").empty()) {
+        findings
+            .add(Grade::kError, "server-missing", "ntp_server",
+                 "a time server of one's own is chosen and none is given; the router will start the time "
+                 "client "
+                 "with an empty one")
+            .claims = {runs("ntp start", " -h & ")};
+    }
+    if (store.number("ddns_enable") != 0) {
+        for (const char *key : {"ddns_user_name", "ddns_password", "ddns_host_name"}) {
+            if (store.get(key).empty()) {
+                findings.add(Grade::kError, "ddns-lacks", key, "dynamic DNS is on and this is empty");
+            }
+        }
+    }
+    if (store.get("mail_enable") == "1") {
+        for (const char *key : {"mail_server", "mail_recipient"}) {
+            if (store.get(key).empty()) {
+                const char *line = key == std::string("mail_server") ? "mail_server=\n" : "mail_receiver=\n";
+                findings
+                    .add(Grade::kWarning, "mail-lacks", key,
+                         "mails are on and this is empty; the router will write it so into the log "
+                         "configuration")
+                    .claims = {has("syslogd create", "/etc/syslog.conf", line)};
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void lint_wan(const Store &store, Findings &findings)
+{
+    lint_mode(store, findings);
+    lint_names(store, findings);
+    lint_dialling(store, findings);
+    lint_followers(store, findings);
+}
+
+}  // namespace forms

@@ -1,0 +1,115 @@
+// What the linter promises, on the bench: random stores, and whenever it says "the router will ..." the
+// router is run and looked at.
+//
+// A test run takes its share of a thousand seeded stores; LINT_STORES=1000 in the environment takes them all.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+#include <set>
+
+#include "tests/programs.h"
+#include "tests/settings/claims.h"
+#include "tests/settings/stores.h"
+
+namespace {
+
+using forms::Finding;
+using settings_test::broken_claims;
+using settings_test::random_store;
+
+// Findings that say nothing about rc: advice about daemons, the driver or good sense.
+const std::set<std::string> kAdvice = {"aggressive",
+                                       "ddns-lacks",
+                                       "des",
+                                       "dhcp-own-address",
+                                       "forwarded-twice",
+                                       "lan-size",
+                                       "links-with-wpa",
+                                       "mtu",
+                                       "open-network",
+                                       "ports-upside-down",
+                                       "psk-digits",
+                                       "psk-missing",
+                                       "repeated-key",
+                                       "remote-port-forwarded",
+                                       "reserved-outside-lan",
+                                       "reserved-own-address",
+                                       "reserved-twice",
+                                       "route-gateway",
+                                       "rule-never-matches",
+                                       "rule-repeated",
+                                       "schedule-empty",
+                                       "schedule-second",
+                                       "server-missing",
+                                       "tunnels-meet",
+                                       "unknown-key",
+                                       "users-outside-lan",
+                                       "vpn-name-twice",
+                                       "wep",
+                                       "fields",
+                                       "empty"};
+
+bool is_promise(const Finding &finding)
+{
+    return finding.message.find("the router will ") != std::string::npos;
+}
+
+size_t stores_wanted()
+{
+    constexpr size_t kShare = 12;
+    const char *wanted = getenv("LINT_STORES");
+    return wanted == nullptr ? kShare : strtoul(wanted, nullptr, 10);
+}
+
+TEST(LintClaims, AreWhatTheRouterDoes)
+{
+    const bench::Target target = built_rc();
+    std::map<std::string, size_t> confirmed;
+    std::map<std::string, size_t> advice;
+    size_t runs = 0;
+    for (size_t i = 0; i < stores_wanted(); ++i) {
+        settings_test::Random random(static_cast<unsigned>(i));
+        const std::vector<forms::Setting> store = random_store(random);
+        const std::vector<Finding> findings = forms::lint(store);
+        for (const std::string &broken : broken_claims(target, store, findings)) {
+            ADD_FAILURE() << "store " << i << ": " << broken;
+        }
+        for (const Finding &finding : findings) {
+            EXPECT_EQ(is_promise(finding), !finding.claims.empty()) << forms::finding_line(finding);
+            ++(finding.claims.empty() ? advice : confirmed)[finding.code];
+            runs += finding.claims.size();
+        }
+    }
+    for (const auto &[code, count] : confirmed) {
+        printf("confirmed %5zu %s\n", count, code.c_str());
+    }
+    printf("%zu claims of %zu stores\n", runs, stores_wanted());
+    for (const auto &[code, count] : advice) {
+        EXPECT_TRUE(kAdvice.count(code) != 0 || confirmed.count(code) != 0 || stores_wanted() < 1000)
+            << count << " findings " << code << " promise nothing and are not exempt";
+    }
+}
+
+// One wrong value at a time in a router that is otherwise fine, for every setting that says what it leads to.
+TEST(LintClaims, AreTrueOfEachSettingByItself)
+{
+    constexpr size_t kSteps = 8;  // a test run takes one of so many parts; LINT_STORES=1000 takes all
+    const bench::Target target = built_rc();
+    const std::vector<const forms::Description *> settings = forms::all_descriptions();
+    const bool takes_all = stores_wanted() >= 1000;
+    for (size_t i = 0; i < settings.size(); ++i) {
+        if (!takes_all && i % kSteps != 0) {
+            continue;
+        }
+        for (const char *value : {"", "9x", "x", "-1"}) {
+            std::vector<forms::Setting> store = settings_test::default_store();
+            settings_test::put(store, settings[i]->key, value);
+            for (const std::string &broken : broken_claims(target, store, forms::lint(store))) {
+                ADD_FAILURE() << settings[i]->key << "=" << value << ": " << broken;
+            }
+        }
+    }
+}
+
+}  // namespace

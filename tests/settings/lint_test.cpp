@@ -1,0 +1,387 @@
+// Every finding of the linter: settings that cause it, where it points, how grave it is.
+#include "forms/lint/lint.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+
+#include "tests/settings/stores.h"
+
+namespace {
+
+using forms::Finding;
+using forms::Grade;
+using settings_test::policy;
+using Settings = std::vector<forms::Setting>;
+
+struct Case {
+    const char *code;
+    Settings changes;  // of the defaults
+    const char *line;  // what begins the finding's line
+};
+
+Settings with(const Settings &changes)
+{
+    Settings store = settings_test::default_store();
+    for (const forms::Setting &change : changes) {
+        settings_test::put(store, change.key, change.value);
+    }
+    return store;
+}
+
+std::string tunnels(const std::string &first, const std::string &second = "")
+{
+    std::string text = "1";
+    return text.append(first).append(second).append("\x01");
+}
+
+const char *const kRule = "1:HTTPS:2:192.168.0.20:0.0.0.0/0:0\x01";
+
+std::vector<Case> general_cases()
+{
+    return {
+        {"unknown-key",
+         {{"wan_mtuu", "1492"}},
+         "wan_mtuu: warning: rc knows no setting of this name; did you mean"},
+        {"value",
+         {{"upnp_enable", "yes"}},
+         "upnp_enable: error: \"yes\" is neither 0 nor 1; the router will take it"},
+        {"value",
+         {{"wan_mode", "pppox"}},
+         "wan_mode: error: \"pppox\" is none of pppoe, pppoa, ipoa, dhcpc, ip, br"},
+        {"empty", {{"lan_ipaddr", ""}}, "lan_ipaddr: error: is empty"},
+        {"too-long",
+         {{"wifi_ssid", std::string(40, 'a')}},
+         "wifi_ssid: error: \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"},
+        {"fields",
+         {{"fw_in_rules", "1:SSH:2\x01"}},
+         "fw_in_rules: record 1: error: \"1:SSH:2\" has 3 of 6 fields"},
+        {"character", {{"pppoe_password", "a\nb"}}, "pppoe_password: error: holds a control character"},
+        {"character",
+         {{"wan_account", "my router\x02"}},
+         "wan_account: error: \"my router\\x02\" holds a control"},
+        {"value",
+         {{"fw_in_rules", "1:SSH:2:192.168.0.20:any:0\x01"}},
+         "fw_in_rules: record 1: wan: error: \"any\" is"},
+    };
+}
+
+std::vector<Case> lan_cases()
+{
+    return {
+        {"lan-size", {{"lan_netmask", "255.255.255.255"}}, "lan_netmask: warning: leaves no room"},
+        {"lan-address",
+         {{"lan_ipaddr", "192.168.0.0"}},
+         "lan_ipaddr: error: 192.168.0.0 is the number of its own"},
+        {"lan-broadcast",
+         {{"lan_bipaddr", "192.168.1.255"}},
+         "lan_bipaddr: warning: the broadcast address of this"},
+        {"dhcp-outside-lan",
+         {{"dhcp_end_ip", "192.168.1.9"}},
+         "dhcp_end_ip: error: 192.168.1.9 is not on the LAN"},
+        {"dhcp-upside-down",
+         {{"dhcp_start_ip", "192.168.0.99"}, {"dhcp_end_ip", "192.168.0.9"}},
+         "dhcp_start_ip: error: the pool begins above its end"},
+        {"dhcp-own-address",
+         {{"dhcp_start_ip", "192.168.0.1"}},
+         "dhcp_start_ip: warning: the router's own address"},
+        {"reserved-twice",
+         {{"dhcp_reserved",
+           "a;192.168.0.9;024b51001001\x01"
+           "b;192.168.0.9;024b51001002\x01"}},
+         "dhcp_reserved: record 2: address: warning: 192.168.0.9 is reserved by record 1 too"},
+        {"reserved-twice",
+         {{"dhcp_reserved",
+           "a;192.168.0.9;024b51001001\x01"
+           "b;192.168.0.8;02:4B:51:00:10:01\x01"}},
+         "dhcp_reserved: record 2: hardware: warning: record 1 is for the same client"},
+        {"reserved-outside-pool",
+         {{"dhcp_reserved", "a;192.168.9.9;024b51001001\x01"}},
+         "dhcp_reserved: record 1: address: warning: 192.168.9.9 is not in the DHCP pool; the router will "
+         "not"},
+        {"reserved-outside-lan",
+         {{"dhcp_reserved", "a;192.168.9.9;024b51001001\x01"}, {"dhcp_end_ip", "192.168.99.9"}},
+         "dhcp_reserved: record 1: address: error: 192.168.9.9 is not on the LAN"},
+        {"reserved-own-address",
+         {{"dhcp_reserved", "a;192.168.0.1;024b51001001\x01"}, {"dhcp_start_ip", "192.168.0.1"}},
+         "dhcp_reserved: record 1: address: error: 192.168.0.1 is the router's own"},
+        {"route-network",
+         {{"rt_static_route", "a:10.1.0.0:255.0.0.0:192.168.0.30:2:0:1\x01"}},
+         "rt_static_route: record 1: destination: warning: the net of 10.1.0.0 and 255.0.0.0 is 10.0.0.0; "
+         "the router"},
+        {"route-gateway",
+         {{"rt_static_route", "a:10.0.0.0:255.0.0.0:172.16.0.1:2:0:1\x01"}},
+         "rt_static_route: record 1: gateway: note: 172.16.0.1 is not on the LAN"},
+        {"route-exported",
+         {{"rt_static_route", "a:10.1.2.3:255.255.255.255:192.168.0.30:2:1:1\x01"}},
+         "rt_static_route: record 1: export: warning: the router will list this host"},
+    };
+}
+
+std::vector<Case> wan_cases()
+{
+    return {
+        {"password-missing",
+         {{"pppoe_password", ""}},
+         "pppoe_password: error: there is a login name and no password"},
+        {"mode-lacks", {{"wan_mode", "ip"}}, "fix_ipaddr: error: mode ip needs an address"},
+        {"mode-lacks", {{"wan_iptype", "Fixed"}}, "pppoe_ipaddr: error: a fixed PPP address is chosen"},
+        {"gateway-outside-net",
+         {{"wan_mode", "ip"},
+          {"fix_ipaddr", "203.0.113.9"},
+          {"fix_netmask", "255.255.255.0"},
+          {"fix_gateway", "198.51.100.1"}},
+         "fix_gateway: warning: 198.51.100.1 is not in the net of the WAN address"},
+        {"circuit-zero",
+         {{"wan_mode", "ipoa"}, {"wan_vpi", "0"}, {"wan_vci", "0"}},
+         "wan_vci: error: mode ipoa needs"},
+        {"mtu", {{"wan_mtu", "1500"}}, "wan_mtu: warning: PPP takes 8 bytes"},
+        {"dns-missing",
+         {{"wan_fix_dns", "1"}},
+         "wan_dns1: error: fixed name servers are chosen and none is given"},
+        {"dns-first-missing",
+         {{"wan_fix_dns", "1"}, {"wan_dns2", "192.0.2.54"}},
+         "wan_dns1: warning: there is a second name server and no first"},
+        {"dial-without-idle", {{"wan_dod", "1"}}, "pppoe_idle: warning: dial on demand needs an idle time"},
+        {"server-missing", {{"ntp_custom", "1"}}, "ntp_server: error: a time server of one's own"},
+        {"ddns-lacks", {{"ddns_enable", "1"}}, "ddns_user_name: error: dynamic DNS is on and this is empty"},
+        {"mail-lacks", {{"mail_server", ""}}, "mail_server: warning: mails are on and this is empty"},
+    };
+}
+
+std::vector<Case> filter_cases()
+{
+    const std::string rule = kRule;
+    return {
+        {"service-unknown",
+         {{"fw_in_rules", "1:HTPS:2:192.168.0.20:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 1: service: error: no service is called \"HTPS\"; the router will make the "
+         "rule for tcp "
+         "5222-5222, the ports of XMPP"},
+        {"ports-upside-down",
+         {{"fw_services", "Odd:tcp:20-10\x01"}, {"fw_in_rules", "1:Odd:2:192.168.0.20:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 1: service: error: the ports of Odd end below"},
+        {"server-outside-lan",
+         {{"fw_in_rules", "1:SSH:2:10.0.0.9:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 1: lan: error: 10.0.0.9 is not on the LAN"},
+        {"server-is-router",
+         {{"fw_in_rules", "1:SSH:2:192.168.0.1:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 1: lan: error: 192.168.0.1 is the router itself"},
+        {"users-outside-lan",
+         {{"fw_out_rules", "1:SSH:2:10.0.0.9:0.0.0.0/0:0\x01"}},
+         "fw_out_rules: record 1: lan: warning: 10.0.0.9 is not on the LAN, so the rule never matches"},
+        {"destination-net",
+         {{"fw_out_rules", "1:SSH:0:192.168.0.9:192.0.2.0/24:0\x01"}},
+         "fw_out_rules: record 1: wan: error: a net cannot be a destination; give a range; the router will "
+         "make"},
+        {"rule-repeated", {{"fw_in_rules", rule + rule}}, "fw_in_rules: record 2: warning: repeats record 1"},
+        {"rule-never-matches",
+         {{"fw_in_rules", rule + "1:HTTPS:0:192.168.0.20:198.51.100.7:0\x01"}},
+         "fw_in_rules: record 2: warning: never matches: record 1"},
+        {"forwarded-twice",
+         {{"fw_in_rules",
+           "1:HTTPS:2:192.168.0.20:198.51.100.7:0\x01"
+           "1:HTTPS:2:192.168.0.30:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 2: service: warning: some of its ports are forwarded by record 1"},
+        {"server-not-let-in",
+         {{"fw_vs_enableA", "1"}, {"fw_vs_serverA", "192.168.0.77:0:0:0:0:0"}},
+         "fw_vs_serverA: record 1: web: error: the router will forward to 192.168.0.77 and write no line"},
+        {"server-missing",
+         {{"fw_vs_enableA", "4"}},
+         "fw_vs_serverA: record 1: pop: warning: this server is on"},
+        {"dmz-outside-lan",
+         {{"fw_dmz_enable", "1"}, {"fw_dmz", "10.0.0.9"}},
+         "fw_dmz: error: 10.0.0.9 is not on"},
+        {"dmz-is-router",
+         {{"fw_dmz_enable", "1"}, {"fw_dmz", "192.168.0.1"}},
+         "fw_dmz: error: 192.168.0.1 is the ro"},
+        {"remote-everyone",
+         {{"fw_remote", "1"}, {"fw_remote_type", "3"}},
+         "fw_remote_type: warning: the router will let everyone on the Internet reach its pages"},
+        {"remote-nobody",
+         {{"fw_remote", "1"},
+          {"fw_remote_type", "4"},
+          {"fw_remote_list1_ip1", ""},
+          {"fw_remote_list1_ip2", ""}},
+         "fw_remote_type: warning: the list has no entry"},
+        {"range-upside-down",
+         {{"fw_remote", "1"}, {"fw_remote_type", "2"}, {"fw_remote_range_start", "198.51.100.99"}},
+         "fw_remote_range_start: error: the range begins above its end"},
+        {"remote-port-forwarded",
+         {{"fw_remote", "1"}, {"fw_remote_port", "443"}},
+         "fw_remote_port: warning: port 443 is forwarded by record 1 of fw_in_rules too"},
+        {"remote-without-login",
+         {{"fw_remote", "1"}, {"http_password", ""}},
+         "http_password: error: remote management is on and there is no password"},
+        {"no-keywords",
+         {{"fw_block", "1"}, {"fw_block_keyword", ""}},
+         "fw_block_keyword: note: blocking is on"},
+        {"schedule-missing",
+         {{"fw_schedule", ""}},
+         "fw_schedule: warning: rules go by the schedule and it is empty"},
+        {"schedule-no-day",
+         {{"fw_schedule", "0000000:8:0-9:0\x01"}},
+         "fw_schedule: record 1: days: error: names no"},
+        {"schedule-empty",
+         {{"fw_schedule", "1111111:8:0-8:0\x01"}},
+         "fw_schedule: record 1: warning: ends when it"},
+        {"schedule-midnight",
+         {{"fw_schedule", "1111111:22:0-6:0\x01"}},
+         "fw_schedule: record 1: end_hour: warning: ends after midnight"},
+        {"schedule-second",
+         {{"fw_schedule",
+           "1111111:8:0-9:0\x01"
+           "0:0:1\x01"}},
+         "fw_schedule: record 2: error: \"0:0:1\" has 3 of 5 fields"},
+    };
+}
+
+std::vector<Case> radio_cases()
+{
+    return {
+        {"wep", {{"wifi_wep_on", "1"}}, "wifi_wep_on: warning: WEP is broken"},
+        {"open-network", {{"wifi_wep_on", "0"}}, "wifi_wep_on: warning: everybody in reach can join"},
+        {"wep-key-length",
+         {{"wifi_wep_on", "1"}, {"wifi_key_len", "128"}},
+         "wifi_key1: error: a key of 128 bits has 26 digits and this one 10; the router will install it"},
+        {"wep-key-length",
+         {{"wifi_wep_on", "1"}, {"wifi_key2", "0123456789abcdef0123456789"}},
+         "wifi_key2: warning: a key of 64 bits has 10 digits and this one 26; the router will not install "
+         "it"},
+        {"radius-missing",
+         {{"wifi_wep_on", "6"}},
+         "wifi_radius_server: error: this security needs a RADIUS server"},
+        {"psk-digits",
+         {{"wifi_psk_pwd", std::string(64, 'z')}},
+         "wifi_psk_pwd: error: a key of 64 characters"},
+        {"channel-region",
+         {{"wifi_region", "Israel"}, {"wifi_channel", "11"}},
+         "wifi_channel: warning: Israel allows"},
+        {"channel-region",
+         {{"wifi_region", "Canada"}, {"wifi_channel", "13"}},
+         "wifi_channel: warning: Canada allows"},
+        {"nobody-may-join",
+         {{"wifi_access_control", "1"}},
+         "wifi_access_list: error: only listed stations may join"},
+        {"links-without-peer", {{"wifi_wds", "1"}}, "wifi_wds: error: links are on and no peer is given"},
+        {"links-with-wpa", {{"wifi_wds", "1"}}, "wifi_wds: warning: links between access points know no WPA"},
+    };
+}
+
+std::vector<Case> tunnel_cases()
+{
+    const auto one = [](const char *field, const char *value) { return tunnels(policy({{field, value}})); };
+    return {
+        {"vpn-error",
+         {{"vpn", one("local_net", "1.2.3")}},
+         "vpn: record 1: local_net: error: \"1.2.3\" is no"},
+        {"vpn-error",
+         {{"vpn", tunnels(policy({{"keying", "2"}}))}},
+         "vpn: record 1: encryption_key: error: the key"},
+        {"value",
+         {{"vpn", one("lifetime", "1h")}},
+         "vpn: record 1: lifetime: error: \"1h\" is no number from 0 to"},
+        {"too-long",
+         {{"vpn", one("name", "a-name-of-twenty-four-le")}},
+         "vpn: record 1: name: error: \"a-name-of-twenty-four-le\" is longer than 19 characters; its first "
+         "19 are"},
+        {"vpn-name",
+         {{"vpn", one("name", "the-head-office")}},
+         "vpn: record 1: name: error: the first policy's name"},
+        {"vpn-name-twice",
+         {{"vpn", tunnels(policy({}), policy({{"remote_net", "10.9.0.0...255.255.0.0"}}))}},
+         "vpn: record 2: name: error: record 1 has this name too"},
+        {"tunnels-meet",
+         {{"vpn", tunnels(policy({}), policy({{"name", "b"}, {"remote_net", "10.1.2.0...255.255.255.0"}}))}},
+         "vpn: record 2: remote_net: warning: joins nets that record 1 joins too"},
+        {"psk-missing", {{"vpn", one("psk", "0")}}, "vpn: record 1: psk: error: automatic keying needs"},
+        {"des", {{"vpn", one("encryption", "1")}}, "vpn: record 1: encryption: warning: DES is broken"},
+        {"aggressive", {{"vpn", one("exchange", "1")}}, "vpn: record 1: exchange: note: aggressive mode"},
+    };
+}
+
+void expect_found(const std::vector<Case> &cases)
+{
+    for (const Case &one : cases) {
+        std::string lines;
+        bool is_found = false;
+        for (const Finding &finding : forms::lint(with(one.changes))) {
+            const std::string line = forms::finding_line(finding);
+            is_found = is_found || line.rfind(one.line, 0) == 0;
+            lines += "\n  " + line;
+        }
+        EXPECT_TRUE(is_found) << one.code << ": \"" << one.line << "\" is not in" << lines;
+    }
+}
+
+TEST(Lint, FindsWhatIsWrongWithAValue)
+{
+    expect_found(general_cases());
+}
+
+TEST(Lint, FindsMistakesOfTheLan)
+{
+    expect_found(lan_cases());
+}
+
+TEST(Lint, FindsMistakesOfTheInternetSide)
+{
+    expect_found(wan_cases());
+}
+
+TEST(Lint, FindsMistakesOfThePacketFilter)
+{
+    expect_found(filter_cases());
+}
+
+TEST(Lint, FindsMistakesOfTheRadio)
+{
+    expect_found(radio_cases());
+}
+
+TEST(Lint, FindsMistakesOfTunnels)
+{
+    expect_found(tunnel_cases());
+}
+
+TEST(Lint, DefaultsAreClean)
+{
+    std::string lines;
+    for (const Finding &finding : forms::lint(settings_test::default_store())) {
+        lines += forms::finding_line(finding) + "\n";
+    }
+    EXPECT_EQ(lines, "");
+}
+
+TEST(Lint, TwoEntriesOfOneKey)
+{
+    Settings store = settings_test::default_store();
+    store.push_back({"wan_mtu", "9000"});
+    const std::vector<Finding> findings = forms::lint(store);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(forms::finding_line(findings[0]), "wan_mtu: warning: is there more than once [repeated-key]");
+}
+
+TEST(Lint, SecretsAreNotShown)
+{
+    for (const Finding &finding : forms::lint(with({{"pppoe_password", "hush\nhush"}}))) {
+        EXPECT_EQ(finding.message.find("hush"), std::string::npos) << finding.message;
+    }
+}
+
+TEST(Lint, JsonSaysTheSame)
+{
+    const std::string json =
+        forms::findings_json(forms::lint(with({{"fw_in_rules", "1:SSH:2:192.168.0.20:any:0\x01"}})));
+    EXPECT_EQ(json,
+              "[\n  {\n    \"key\": \"fw_in_rules\",\n    \"record\": 1,\n    \"field\": \"wan\",\n"
+              "    \"grade\": \"error\",\n    \"code\": \"value\",\n"
+              "    \"message\": \"\\\"any\\\" is no address, range or net; rc reads the fields that fit and "
+              "takes the "
+              "others from the rule before it\"\n  }\n]\n");
+    EXPECT_EQ(forms::findings_json({}), "[]\n");
+}
+
+}  // namespace

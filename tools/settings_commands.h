@@ -1,0 +1,16 @@
+// The commands of nvram that look into settings: lint and diff.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "forms/settings.h"
+
+// The settings of a store, a flash image or a text, whichever the file is; "-" is standard input.
+std::vector<forms::Setting> read_any_settings(const std::string &path);
+
+// Prints the findings about the settings; the exit status: 0 nothing above a note, 1 findings.
+int lint_settings(const std::vector<forms::Setting> &settings, bool is_json);
+
+// diff [--json] [--secrets] A B, each a file or --defaults; the exit status: 0 the same, 1 differences.
+int diff_settings(const std::vector<std::string> &words);
