@@ -169,7 +169,8 @@ bool has_writer(int fd)
     return fcntl(fd, F_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES);
 }
 
-// Reads the working copy; one that is missing has no entries. False when it is there and cannot be read.
+// Reads the working copy; one that is missing has no entries. False when it is there and cannot be read,
+// which is tried twice: what rc stores because of a setting that it could not read would replace the user's.
 //
 // A writer empties the file before it fills it, so one that is not whole is read again, ten times at most
 // and a millisecond apart. If it stays so, it is taken as it is, and nothing is waited for any more.
@@ -177,15 +178,20 @@ bool read_working_copy(Bytes &store)
 {
     constexpr int kTries = 10;
     static bool patient = true;
+    bool failed = false;
     for (int tries = 1;; ++tries) {
         store = {};
         const int fd = open(kStorePath, O_RDONLY);
-        if (fd < 0) {
-            return errno == ENOENT;
+        if (fd < 0 && errno == ENOENT) {
+            return true;
         }
-        const bool settled = !patient || !has_writer(fd);
-        if (read_and_close(fd, store) < 0) {
-            return false;
+        const bool settled = fd >= 0 && (!patient || !has_writer(fd));
+        if (fd < 0 || read_and_close(fd, store) < 0) {
+            if (failed) {
+                return false;
+            }
+            failed = true;
+            continue;
         }
         if (!patient || (settled && is_whole(store.view()))) {
             return true;

@@ -115,6 +115,10 @@ std::vector<bench::Setting> rich_settings(const bench::Target &target, const Ver
         put(settings, std::string(side) + "_netmask", "255.255.255.0");
         put(settings, std::string(side) + "_gateway", "203.0.113.1");
     }
+    // Where rc writes a setting only because of what another one says, a failed read must not make it do so.
+    put(settings, "wifi_region", "Israel");
+    put(settings, "wifi_channel", "6");
+    put(settings, "wifi_features", "3");
     put(settings, "wan_mode", verb.mode);
     return settings;
 }
@@ -124,6 +128,7 @@ bench::Setup rich_setup()
     bench::Setup setup;
     setup.image_defaults = true;
     setup.image_replies = true;
+    setup.defaults = {{"wifi_features", ""}, {"wifi_channel", "1"}};
     setup.interfaces = {
         {"br0", "192.168.0.1"}, {"ppp0", "203.0.113.10"}, {"nas0", "203.0.113.20"}, {"atm1", "203.0.113.30"}};
     setup.files = {{"/tmp/wan_uptime", "4000.12 3900.34\n"}, {"/tmp/debug", ""}, {"/tmp/vpn_debug", ""}};
