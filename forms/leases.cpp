@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "rc/bytes.h"
 #include "rc/lan/leases.h"
 
 namespace forms {
@@ -37,10 +38,10 @@ std::string address_text(const unsigned char (&octets)[4])
 
 LeaseState state_of(const LeaseRecord &record)
 {
-    if (lease_number(record.address) == 0) {
+    if (get_big_endian(record.address) == 0) {
         return LeaseState::kUnused;
     }
-    const uint32_t seconds = lease_number(record.seconds);
+    const uint32_t seconds = get_big_endian(record.seconds);
     return seconds == 0                     ? LeaseState::kExpired
            : seconds == kReservationSeconds ? LeaseState::kReservation
                                             : LeaseState::kHeld;
@@ -55,7 +56,7 @@ LeaseFile read_lease_file(std::string_view bytes)
         LeaseRecord record;
         memcpy(&record, bytes.data(), sizeof record);
         file.leases.push_back({state_of(record), address_text(record.address), hardware_text(record.hardware),
-                               lease_number(record.seconds), std::string(lease_name(record))});
+                               get_big_endian(record.seconds), std::string(lease_name(record))});
     }
     file.rest = bytes.size();
     return file;

@@ -44,10 +44,10 @@ std::string id_text(const char *id)
     return no_id(id) ? "none" : escape(id);
 }
 
-std::string hex_text(const VpnWord &value)
+std::string hex_text(uint32_t number)
 {
     char text[16];
-    (void)snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(get_word(value)));
+    (void)snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(number));
     return text;
 }
 
@@ -71,57 +71,45 @@ bool is_unused(const VpnPolicy &policy)
     return policy.enabled == 0 && lifetime_of(policy) == 0;
 }
 
-struct FieldRow {
-    const char *name;
-    size_t offset;
-    std::string (*value)(const VpnPolicy &policy);
-    bool is_first_only = false;  // there in record 0 alone
+struct Known {
+    const char *field;
+    const Meanings *meanings;
 };
 
-// The C library's offsetof in the record.
-#define AT(field) #field, offsetof(VpnPolicy, field)
-
-const FieldRow kFields[] = {
-    {AT(enabled), [](const VpnPolicy &p) { return std::to_string(p.enabled); }},
-    {AT(name), [](const VpnPolicy &p) { return escape(p.name); }},
-    {"wan_ifname", kWanIfnameOffset, [](const VpnPolicy &p) { return escape(wan_ifname(p)); }, true},
-    {AT(psk), [](const VpnPolicy &p) { return escape(p.psk); }},
-    {AT(wan_ip), [](const VpnPolicy &p) { return escape(p.wan_ip); }},
-    {AT(wan_gateway), [](const VpnPolicy &p) { return escape(p.wan_gateway); }},
-    {AT(wan_netmask), [](const VpnPolicy &p) { return escape(p.wan_netmask); }},
-    {AT(wan_broadcast), [](const VpnPolicy &p) { return escape(p.wan_broadcast); }},
-    {AT(local_type), [](const VpnPolicy &p) { return both(p.local_type, kTypes); }},
-    {AT(local_net), [](const VpnPolicy &p) { return escape(p.local_net); }},
-    {AT(local_mask), [](const VpnPolicy &p) { return escape(p.local_mask); }},
-    {AT(local_addr), [](const VpnPolicy &p) { return escape(p.local_addr); }},
-    {AT(local_id_type), [](const VpnPolicy &p) { return std::to_string(p.local_id_type); }},
-    {AT(local_id), [](const VpnPolicy &p) { return id_text(p.local_id); }},
-    {AT(remote_gw_type), [](const VpnPolicy &p) { return both(p.remote_gw_type, kPeers); }},
-    {AT(remote_gw), [](const VpnPolicy &p) { return escape(p.remote_gw); }},
-    {AT(remote_type), [](const VpnPolicy &p) { return both(p.remote_type, kTypes); }},
-    {AT(remote_net), [](const VpnPolicy &p) { return escape(p.remote_net); }},
-    {AT(remote_mask), [](const VpnPolicy &p) { return escape(p.remote_mask); }},
-    {AT(remote_addr), [](const VpnPolicy &p) { return escape(p.remote_addr); }},
-    {AT(remote_id_type), [](const VpnPolicy &p) { return std::to_string(p.remote_id_type); }},
-    {AT(remote_id), [](const VpnPolicy &p) { return id_text(p.remote_id); }},
-    {AT(keying), [](const VpnPolicy &p) { return both(p.keying, kKeyings); }},
-    {AT(enc_alg), [](const VpnPolicy &p) { return both(p.enc_alg, kCiphers); }},
-    {AT(auth_alg), [](const VpnPolicy &p) { return both(p.auth_alg, kHashes); }},
-    {AT(spi_in), [](const VpnPolicy &p) { return hex_text(p.spi_in); }},
-    {AT(spi_out), [](const VpnPolicy &p) { return hex_text(p.spi_out); }},
-    {AT(enc_key), [](const VpnPolicy &p) { return escape(p.enc_key); }},
-    {AT(auth_key), [](const VpnPolicy &p) { return escape(p.auth_key); }},
-    {AT(exchange_mode), [](const VpnPolicy &p) { return both(p.exchange_mode, kExchanges); }},
-    {AT(connect_mode), [](const VpnPolicy &p) { return both(p.connect_mode, kConnects); }},
-    {AT(dh_group), [](const VpnPolicy &p) { return std::to_string(p.dh_group); }},
-    {AT(pfs), [](const VpnPolicy &p) { return std::to_string(p.pfs); }},
-    {AT(option25), [](const VpnPolicy &p) { return std::to_string(p.option25); }},
-    {AT(lifetime), [](const VpnPolicy &p) { return std::to_string(lifetime_of(p)); }},
-    {AT(keepalive_addr), [](const VpnPolicy &p) { return escape(p.keepalive_addr); }},
-    {AT(keepalive_on), [](const VpnPolicy &p) { return std::to_string(p.keepalive_on); }},
+const Known kKnown[] = {
+    {"local_type", &kTypes},        {"remote_type", &kTypes},     {"remote_gw_type", &kPeers},
+    {"keying", &kKeyings},          {"enc_alg", &kCiphers},       {"auth_alg", &kHashes},
+    {"exchange_mode", &kExchanges}, {"connect_mode", &kConnects},
 };
 
-#undef AT
+std::string number_text(std::string_view field, int number)
+{
+    for (const Known &known : kKnown) {
+        if (field == known.field) {
+            return both(number, *known.meanings);
+        }
+    }
+    return std::to_string(number);
+}
+
+// The value of one field of the record.
+std::string value_text(const VpnPolicy &policy, const ::VpnField &field)
+{
+    const unsigned char *bytes = reinterpret_cast<const unsigned char *>(&policy) + field.offset;
+    const std::string_view name = field.name;
+    switch (field.kind) {
+        case VpnKind::kText: {
+            const char *text = reinterpret_cast<const char *>(bytes);
+            return name == "local_id" || name == "remote_id" ? id_text(text) : escape(text);
+        }
+        case VpnKind::kNumber:
+            return number_text(name, static_cast<int8_t>(*bytes));
+        case VpnKind::kHex:
+            return hex_text(get_big_endian(bytes));
+        default:
+            return std::to_string(static_cast<int32_t>(get_big_endian(bytes)));
+    }
+}
 
 }  // namespace
 
@@ -162,9 +150,13 @@ std::vector<VpnField> vpn_fields(const VpnTable &table, int number)
     if (memcmp(&policy, &kEmpty, sizeof policy) == 0) {
         return fields;
     }
-    for (const FieldRow &row : kFields) {
-        if (!row.is_first_only || number == 0) {
-            fields.push_back({row.offset, row.name, row.value(policy)});
+    for (const ::VpnField &field : kVpnFields) {
+        if (field.kind != VpnKind::kReserved) {
+            fields.push_back({field.offset, field.name, value_text(policy, field)});
+        }
+        // Record 0 has the WAN interface's name within its own.
+        if (number == 0 && field.offset == offsetof(VpnPolicy, name)) {
+            fields.push_back({kWanIfnameOffset, "wan_ifname", escape(wan_ifname(policy))});
         }
     }
     return fields;

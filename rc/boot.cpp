@@ -4,14 +4,18 @@
 // Sets:   fw_services_def upgrade_default wifi_present
 // Writes: /tmp/nvram /tmp/adslver /etc/svn.info
 // Runs:   cp busybox adslctl
-// Needs:  -
 //
 // rc init runs this once; any other command that finds no working copy runs it again as a safety net.
 
+#include "rc/boot.h"
+
 #include <cstring>
 
+#include "rc/files.h"
 #include "rc/frame.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 #include "rc/wireless/wireless.h"
 
 namespace {

@@ -1,13 +1,10 @@
-// The command frame's own operations: what main, boot and their tests call of each other.
+// The command frame's own operations, as main and the tests call them.
 #pragma once
 
 #include "rc/rc.h"
 
 // Everything a run of rc does. Returns the exit status, or ends the process itself after the usage text.
 int rc_main(int word_count, char **words);
-
-// Makes descriptors and signals what a run needs, whatever its caller left. The first step of a run.
-void prepare_process();
 
 // The service tables, in the order in which a name is looked up: the general one, the group that follows a
 // new WAN address, the rest.
@@ -27,19 +24,3 @@ int rc_action(const Service *table, const char *name, const char *action);
 
 // Prints the usage text and ends the process with status 0.
 [[noreturn]] void rc_usage();
-
-// Brings the settings store into being: from flash, else from the factory defaults. Always 0.
-int rc_init();
-
-// Appends one record of the line driver's and the firmware's version to /etc/svn.info.
-void write_version_records();
-
-// ---- toolbox that no command reaches -----------------------------------------------------------------
-
-// Sets a variable of the boot environment, unless it already has this value (case ignored).
-// 0: done, 1: the environment could not be opened.
-int set_boot_env(const char *name, const char *value);
-
-// Appends the 16 bytes of factory data, led by a "-", to /tmp/mac and prints them as a line. Always 0;
-// without its flash partition nothing is done.
-int read_factory_data();

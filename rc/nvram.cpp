@@ -1,9 +1,7 @@
 // The settings store and its flash image.
 //
-// Reads:  -
 // Writes: /tmp/nvram /dev/mtdblock/3
 // Runs:   killall
-// Needs:  -
 //
 // Every get reads and scans the whole file, every set rebuilds it: stores are a few kilobytes and runs are
 // short, and other programs change the same files between two reads.
@@ -19,7 +17,10 @@
 #include <cstring>
 #include <new>
 
-#include "rc/rc.h"
+#include "rc/bytes.h"
+#include "rc/files.h"
+#include "rc/shell.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -41,20 +42,6 @@ static_assert(kCrcTable[1] == 0x77073096U && kCrcTable[255] == 0x2D02EF8DU);
 
 // A directory may claim any size; nothing that large is read.
 constexpr off_t kMostBytes = 0x40000000;
-
-uint32_t read_word(const unsigned char *bytes)
-{
-    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
-           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
-}
-
-void write_word(unsigned char *bytes, uint32_t word)
-{
-    bytes[0] = static_cast<unsigned char>(word >> 24);
-    bytes[1] = static_cast<unsigned char>(word >> 16);
-    bytes[2] = static_cast<unsigned char>(word >> 8);
-    bytes[3] = static_cast<unsigned char>(word);
-}
 
 // The end of the entry at `entry`: its NUL byte, which a damaged store may lack at its very end.
 const char *entry_end(const char *entry, const char *end)
@@ -262,15 +249,15 @@ uint32_t crc32(std::string_view data)
 
 FlashHeader read_flash_header(const unsigned char (&bytes)[kFlashHeaderSize])
 {
-    return {read_word(bytes), read_word(bytes + 4), read_word(bytes + 8)};
+    return {get_big_endian(bytes), get_big_endian(bytes + 4), get_big_endian(bytes + 8)};
 }
 
 void write_flash_header(const FlashHeader &header, unsigned char (&bytes)[kFlashHeaderSize])
 {
-    write_word(bytes, header.magic);
-    write_word(bytes + 4, header.length);
-    write_word(bytes + 8, header.checksum);
-    write_word(bytes + 12, 0);
+    put_big_endian(bytes, header.magic);
+    put_big_endian(bytes + 4, header.length);
+    put_big_endian(bytes + 8, header.checksum);
+    put_big_endian(bytes + 12, 0);
 }
 
 std::optional<std::string_view> store_find(std::string_view store, std::string_view key)
@@ -368,6 +355,21 @@ void nvram_set(const char *key, std::string_view value)
     if (read_working_copy(store)) {
         (void)writeFileBin(kStorePath, store_replace(store.view(), key, value));
     }
+}
+
+std::string nvram_text(const char *key)
+{
+    return nvram_get(key).value_or(std::string());
+}
+
+int nvram_int(const char *key)
+{
+    return to_int(nvram_text(key));
+}
+
+char nvram_first(const char *key)
+{
+    return nvram_text(key).c_str()[0];
 }
 
 void my_nvram_get(const char *key, char *destination, size_t size)

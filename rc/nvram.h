@@ -39,6 +39,21 @@ void my_nvram_get(const char *key, char (&destination)[N])
     my_nvram_get(key, destination, N);
 }
 
+// The setting's text, empty when missing.
+std::string nvram_text(const char *key);
+
+// The setting as a number (to_int), 0 when missing.
+[[nodiscard]] int nvram_int(const char *key);
+
+// The setting's first character, NUL when missing or empty.
+[[nodiscard]] char nvram_first(const char *key);
+
+// The usual yes/no test: the setting begins with "1".
+inline bool nvram_on(const char *key)
+{
+    return nvram_first(key) == '1';
+}
+
 // Writes the working copy to flash. 0: written; 1: flash could not be opened or the check failed;
 // 5: working copy missing, empty or unreadable, flash untouched.
 int nvram_commit();

@@ -1,12 +1,11 @@
 // The process as a run needs it: standard descriptors and signals, whatever its caller left.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
 // Needs:  /dev/null
 //
 // Daemons, web pages and scripts start rc with whatever they have themselves. Its commands find the same as
 // they would have without all this.
+
+#include "rc/process.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -7,12 +7,16 @@
 //
 // Cron runs it every minute. PPP has a link state of its own and is left alone.
 
+#include "rc/aux/aux.h"
+
 #include <cstdlib>
 #include <cstring>
 
-#include "rc/aux/aux.h"
 #include "rc/aux/internal.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/record.h"
 
 namespace {
 

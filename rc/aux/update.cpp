@@ -1,13 +1,14 @@
 // Update helpers: end and restart the agents that fetch firmware and provision the router.
 //
 // Reads:  nvram_need_post
-// Writes: -
 // Runs:   killall provisioning_ap
-// Needs:  -
+
+#include "rc/aux/internal.h"
 
 #include <unistd.h>
 
-#include "rc/aux/internal.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
 
 int stop_update()

@@ -1,16 +1,19 @@
 // UPnP: lets LAN hosts open ports, through a daemon that listens on the LAN side.
 //
 // Reads:  upnp_adv_time upnp_enable wan_mode lan_if wan_ifname lan_ipaddr upnp_ttl
-// Writes: -
 // Runs:   route miniupnpd killall
 // Needs:  lan wan firewall /proc/nvram/BaseMacAddr
 //
 // The daemon has no configuration file. It fills chains that the packet filter keeps for it.
 
+#include "rc/aux/aux.h"
+
 #include <unistd.h>
 
-#include "rc/aux/aux.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 

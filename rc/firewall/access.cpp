@@ -1,8 +1,6 @@
 // Access rules: the user's inbound and outbound rules for services, always or by schedule.
 //
 // Reads:  wan_ifname fw_in_rules lan_if fw_out_rules fw_services fw_services_def
-// Writes: -
-// Runs:   -
 // Needs:  lan wan
 //
 // A rule names a service; the service's protocol and ports come from the user's definitions or else from the
@@ -12,12 +10,15 @@
 // A rule of a service that nobody defined is built from what the search left behind, which is why the
 // definitions keep book of the fields they set.
 
+#include "rc/firewall/internal.h"
+
 #include <bit>
 #include <cstring>
 
-#include "rc/firewall/internal.h"
 #include "rc/firewall/rules.h"
-#include "rc/rc.h"
+#include "rc/nvram.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -69,16 +70,8 @@ void fill(char (&text)[N], const char *format, Values... values)
 int parse_service(const char *record, FwService &service)
 {
     Scan scan = {record};
-    if (!scan_text(scan, service.name, ':')) {
-        return 0;
-    }
-    if (!scan_char(scan, ':') || !scan_text(scan, service.protocol, ':')) {
-        return 1;
-    }
-    if (!scan_char(scan, ':') || !scan_int(scan, service.first_port)) {
-        return 2;
-    }
-    return scan_char(scan, '-') && scan_int(scan, service.last_port) ? 4 : 3;
+    const int fields = scan_fields(scan, ':', service.name, service.protocol, service.first_port);
+    return fields == 3 && scan_char(scan, '-') && scan_int(scan, service.last_port) ? 4 : fields;
 }
 
 // Puts the first `fields` fields of one service into another.
@@ -145,10 +138,7 @@ void index_names(FwServiceList &list)
 void parse_rule(const char *record, Rule &rule)
 {
     Scan scan = {record};
-    (void)(scan_int(scan, rule.enable) && scan_char(scan, ':') && scan_text(scan, rule.service, ':') &&
-           scan_char(scan, ':') && scan_int(scan, rule.action) && scan_char(scan, ':') &&
-           scan_text(scan, rule.lan, ':') && scan_char(scan, ':') && scan_text(scan, rule.wan, ':') &&
-           scan_char(scan, ':') && scan_int(scan, rule.log));
+    (void)scan_fields(scan, ':', rule.enable, rule.service, rule.action, rule.lan, rule.wan, rule.log);
 }
 
 // ---- the pieces of a line -----------------------------------------------------------------------------

@@ -9,10 +9,15 @@
 // everything return.
 
 #include "rc/firewall/internal.h"
+
+#include "rc/files.h"
 #include "rc/firewall/rules.h"
 #include "rc/firewall/tables.h"
+#include "rc/nvram.h"
 #include "rc/product.h"
 #include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 

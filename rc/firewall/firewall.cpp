@@ -10,9 +10,11 @@
 
 #include "rc/firewall/firewall.h"
 
+#include "rc/files.h"
 #include "rc/firewall/internal.h"
 #include "rc/firewall/rules.h"
 #include "rc/firewall/tables.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
 #include "rc/vpn/vpn.h"
 

@@ -3,15 +3,20 @@
 // Reads:  lan_ipaddr fw_spapp lan_if wan_ifname fw_vs_enableA fw_vs_serverA fw_dmz_enable fw_dmz
 //         fw_response_ping
 // Writes: /proc/special/pnat
-// Runs:   -
 // Needs:  lan wan
 //
 // Port triggering is the kernel's: what leaves for a trigger port opens the incoming ports for the host that
 // sent it. The kernel takes one command with each write.
 
 #include "rc/firewall/internal.h"
+
+#include <iterator>
+
+#include "rc/files.h"
 #include "rc/firewall/rules.h"
-#include "rc/rc.h"
+#include "rc/nvram.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -46,19 +51,28 @@ constexpr VirtualServer kVirtualServers[] = {
     {0x20, {"23"}},
 };
 // clang-format on
-static_assert(sizeof kVirtualServers / sizeof kVirtualServers[0] == kServers);
+
+constexpr bool bits_follow_places()
+{
+    for (size_t i = 0; i < kServers; ++i) {
+        if (kVirtualServers[i].bit != 1 << i) {
+            return false;
+        }
+    }
+    return std::size(kVirtualServers) == kServers;
+}
+
+static_assert(bits_follow_places());
 
 // Fields that the record does not reach keep what the record before left.
 void parse_trigger(const char *record, Trigger &trigger)
 {
     Scan scan = {record};
     int index = 0;
-    (void)(scan_int(scan, index) && scan_char(scan, ':') && scan_int(scan, trigger.enable) &&
-           scan_char(scan, ':') && scan_text(scan, trigger.name, ':') && scan_char(scan, ':') &&
-           scan_text(scan, trigger.protocol, ':') && scan_char(scan, ':') &&
-           scan_text(scan, trigger.ports, ':') && scan_char(scan, ':') &&
-           scan_text(scan, trigger.incoming_protocol, ':') && scan_char(scan, ':') &&
-           scan_text(scan, trigger.incoming_ports, '\x01'));
+    const int fields = scan_fields(scan, ':', index, trigger.enable, trigger.name, trigger.protocol,
+                                   trigger.ports, trigger.incoming_protocol);
+    // The last field takes the rest of the record.
+    (void)(fields == 6 && scan_char(scan, ':') && scan_text(scan, trigger.incoming_ports, '\x01'));
 }
 
 void write_triggers(FILE *pnat)

@@ -2,15 +2,14 @@
 //
 // Reads:  wan_ifname lan_if lan_ipaddr fw_nat fw_remote fw_remote_type fw_remote_port fw_remote_single
 //         fw_remote_range_start fw_remote_range_end fw_remote_list1_ip%d fw_acc_lan fw_acc_port
-// Writes: -
-// Runs:   -
 // Needs:  lan wan
 //
 // Mark 0x2643 is set outside of this rule set, on web traffic redirected to the router's own port 80.
 
 #include "rc/firewall/internal.h"
+
 #include "rc/firewall/rules.h"
-#include "rc/rc.h"
+#include "rc/nvram.h"
 
 namespace {
 

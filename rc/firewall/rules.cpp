@@ -1,10 +1,5 @@
 // The rules file: one line for each command of the packet filter's tool.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
-// Needs:  -
-//
 // A rule set is thousands of short lines. Filling them here, with the three conversions they need, takes
 // about a third of the instructions that the C library's formatter takes for them.
 

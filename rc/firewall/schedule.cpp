@@ -7,13 +7,17 @@
 //
 // The crontab also carries the router's other jobs by the clock: dynamic DNS, connection check, log mails.
 
+#include "rc/firewall/internal.h"
+
 #include <cstdlib>
 #include <ctime>
 
+#include "rc/files.h"
 #include "rc/firewall/firewall.h"
-#include "rc/firewall/internal.h"
 #include "rc/lan/lan.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/record.h"
 
 namespace {
 
@@ -85,9 +89,10 @@ SchedulePeriod parse_period(const char *record)
 {
     SchedulePeriod period = {};
     Scan scan = {record};
-    (void)(scan_text(scan, period.days, ':') && scan_char(scan, ':') && scan_int(scan, period.start_hour) &&
-           scan_char(scan, ':') && scan_int(scan, period.start_minute) && scan_char(scan, '-') &&
-           scan_int(scan, period.end_hour) && scan_char(scan, ':') && scan_int(scan, period.end_minute));
+    if (scan_fields(scan, ':', period.days, period.start_hour, period.start_minute) == 3 &&
+        scan_char(scan, '-')) {
+        (void)scan_fields(scan, ':', period.end_hour, period.end_minute);
+    }
     return period;
 }
 
@@ -159,8 +164,7 @@ int check_sche()
     (void)next_record(list, record);
     const SchedulePeriod period = parse_period(std::string(record).c_str());
     (void)printf("%d:%d\n", period.start_hour, period.start_minute);
-    const tm *local = router_time(time(nullptr));
-    return local != nullptr && period_open(period, *local) ? 1 : 0;
+    return period_open(period, router_time(time(nullptr))) ? 1 : 0;
 }
 
 int start_schedule()

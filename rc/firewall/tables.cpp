@@ -1,9 +1,4 @@
 // The fixed part of the rule set: chains, base policy, flood and scan protection, web request matches.
-//
-// Reads:  -
-// Writes: -
-// Runs:   -
-// Needs:  -
 
 #include "rc/firewall/tables.h"
 
@@ -12,12 +7,89 @@
 
 namespace {
 
-template <size_t N>
-constexpr bool has_no_conversion(const char *const (&formats)[N])
+constexpr bool same_text(const char *left, const char *right)
 {
-    for (const char *format : formats) {
-        if (format != nullptr && std::string_view(format).find('%') != std::string_view::npos) {
+    return std::string_view(left) == right;
+}
+
+constexpr bool has_no_conversion(const char *const *formats)
+{
+    for (; *formats != nullptr; ++formats) {
+        if (std::string_view(*formats).find('%') != std::string_view::npos) {
             return false;
+        }
+    }
+    return true;
+}
+
+constexpr bool are_unique(const char *const *formats)
+{
+    for (; *formats != nullptr; ++formats) {
+        for (const char *const *other = formats + 1; *other != nullptr; ++other) {
+            if (same_text(*formats, *other)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+constexpr bool are_unique(const FwChain *chains)
+{
+    for (; chains->table != nullptr; ++chains) {
+        for (const FwChain *other = chains + 1; other->table != nullptr; ++other) {
+            if (same_text(chains->table, other->table) && same_text(chains->name, other->name)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// The word behind `option` in a rule, empty when it has none.
+constexpr std::string_view word_behind(std::string_view rule, std::string_view option)
+{
+    const size_t place = rule.find(option);
+    if (place == std::string_view::npos) {
+        return {};
+    }
+    rule.remove_prefix(place + option.size());
+    return rule.substr(0, rule.find(' '));
+}
+
+constexpr bool is_built_in(std::string_view word)
+{
+    for (const std::string_view known :
+         {"INPUT", "FORWARD", "PREROUTING", "POSTROUTING", "ACCEPT", "DROP", "RETURN", "LOG", "TCPMSS"}) {
+        if (word == known) {
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr bool exists(const FwChain *chains, std::string_view table, std::string_view name)
+{
+    for (; chains->table != nullptr; ++chains) {
+        if (table == chains->table && name == chains->name) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whether every chain that a rule is added to, or jumps to, is one of ours in that table, or the tool's own.
+constexpr bool chains_exist(const FwChain *chains, const char *const *formats)
+{
+    for (; *formats != nullptr; ++formats) {
+        const std::string_view rule = *formats;
+        const std::string_view given = word_behind(rule, "-t ");
+        const std::string_view table = given.empty() ? std::string_view("filter") : given;
+        for (const std::string_view option : {"-A ", "-I ", "-j "}) {
+            const std::string_view word = word_behind(rule, option);
+            if (!word.empty() && !is_built_in(word) && !exists(chains, table, word)) {
+                return false;
+            }
         }
     }
     return true;
@@ -52,7 +124,6 @@ constexpr FwChain kChains[] = {
     {"filter", "FW_BASIC"},
     {nullptr,  nullptr},
 };
-static_assert(sizeof kChains / sizeof kChains[0] == 20 + 1);
 
 constexpr const char *const kBaseRules[] = {
     "-t nat -A PREROUTING -j PRE_BASIC",
@@ -89,8 +160,6 @@ constexpr const char *const kBaseRules[] = {
     "-t nat -A POSTROUTING -j VPN",
     nullptr,
 };
-static_assert(sizeof kBaseRules / sizeof kBaseRules[0] == 32 + 1);
-static_assert(has_no_conversion(kBaseRules));
 
 // The first is inserted, not appended: what the LAN sends to the router is accepted before anything else.
 constexpr const char *const kLanRules[] = {
@@ -98,7 +167,6 @@ constexpr const char *const kLanRules[] = {
     "-A FW_BASIC -i %s -j ACCEPT",
     nullptr,
 };
-static_assert(sizeof kLanRules / sizeof kLanRules[0] == 2 + 1);
 
 constexpr const char *const kFloodRules[] = {
     "-A DOS -i ! %s -j RETURN",
@@ -112,7 +180,6 @@ constexpr const char *const kFloodRules[] = {
     "-A DOS -j DROP",
     nullptr,
 };
-static_assert(sizeof kFloodRules / sizeof kFloodRules[0] == 9 + 1);
 
 constexpr const char *const kLanRequestRules[] = {
     "-A CFILTER -i %s -m string --string GET -p tcp --dport 80 --tcp-flags ALL PSH,ACK -j HTTP",
@@ -120,6 +187,11 @@ constexpr const char *const kLanRequestRules[] = {
     "-A CFILTER -i %s -m string --string HEAD -p tcp --dport 80 --tcp-flags ALL PSH,ACK -j HTTP",
     nullptr,
 };
-static_assert(sizeof kLanRequestRules / sizeof kLanRequestRules[0] == 3 + 1);
 
 // clang-format on
+
+static_assert(are_unique(kChains));
+static_assert(are_unique(kBaseRules) && has_no_conversion(kBaseRules) && chains_exist(kChains, kBaseRules));
+static_assert(are_unique(kLanRules) && chains_exist(kChains, kLanRules));
+static_assert(are_unique(kFloodRules) && chains_exist(kChains, kFloodRules));
+static_assert(are_unique(kLanRequestRules) && chains_exist(kChains, kLanRequestRules));

@@ -9,13 +9,19 @@
 // A reservation is a lease of a year, written into the daemon's lease file before the daemon starts and
 // reads it. A reservation taken out of the settings keeps its lease until the file is emptied.
 
+#include "rc/lan/internal.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
-#include "rc/lan/internal.h"
+#include "rc/bytes.h"
+#include "rc/files.h"
 #include "rc/lan/lan.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -80,7 +86,7 @@ HardwareAddress hardware_address(std::string_view text)
         }
     }
     HardwareAddress address = {};
-    for (size_t i = 0; i < kOctets; i++) {
+    for (size_t i = 0; i < kOctets; ++i) {
         const char pair[] = {digits[2 * i], digits[2 * i + 1], '\0'};
         address.bytes[i] = static_cast<unsigned char>(strtol(pair, nullptr, 16));
     }
@@ -119,7 +125,7 @@ int put_reservation(const char *name, const Reservation &reservation)
     read_leases(file.get(), table);
     rewind(file.get());
     const LeaseRecord &first = table.records[0];
-    (void)printf("lease in lease file %x %s %s--1\n", lease_number(first.address),
+    (void)printf("lease in lease file %x %s %s--1\n", get_big_endian(first.address),
                  std::string(lease_name(first)).c_str(), hardware_text(first.hardware).c_str());
     const LeaseWalk walk = reserve_lease(table, reservation);
     (void)fwrite(table.records, sizeof(LeaseRecord), walk.walked, file.get());
@@ -176,7 +182,7 @@ void change_lease()
         if (fread(&first, sizeof first, 1, leases.get()) != 1) {
             return;
         }
-        const uint32_t address = lease_number(first.address);
+        const uint32_t address = get_big_endian(first.address);
         // Deliberate: compares the last three octets of two hosts, not their networks: the file is kept while
         // its first lease is, say, 192.168.0.9 and the router is at any x.168.0.9.
         if (address == 0 || (address & kCompared) == (router & kCompared)) {

@@ -9,7 +9,11 @@
 // packet filter answers blocked requests with the page copied to /etc.
 
 #include "rc/lan/lan.h"
+
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 // LAN interface: gives the LAN bridge its address and the router its host and domain name.
 //
 // Reads:  lan_if lan_ipaddr lan_netmask lan_bipaddr wan_account wan_domain
-// Writes: -
 // Runs:   ifconfig
-// Needs:  -
+
+#include "rc/lan/lan.h"
 
 #include <unistd.h>
 
-#include "rc/lan/lan.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
 
 int start_lan()

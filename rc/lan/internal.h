@@ -39,8 +39,10 @@ void read_route(const std::string &record, Route &route);
 // The prefix length of a dotted netmask; 0 for one whose last bit is set.
 [[nodiscard]] int rt_mask_convert(const char *netmask);
 
-// Installs (1) or removes (0) the routes. 0, or -1 when /tmp/sroute cannot be created.
-int handle_static_route(int add);
+enum class RouteAction { kRemove, kAdd };
+
+// 0, or -1 when /tmp/sroute cannot be created.
+int handle_static_route(RouteAction action);
 
 // Looks a route up by name. 0: found and read into `route`; 1: there is none.
 [[nodiscard]] int rt_search(Route &route, const char *name);

@@ -13,8 +13,8 @@ int stop_printk();
 int start_timezone();
 
 // The time by the rule in the first line of /etc/TZ, by UTC when that is no rule in POSIX form, the same with
-// every C library. Leaves no TZ in the environment. The result lives until the next conversion.
-const tm *router_time(time_t seconds);
+// every C library. Leaves no TZ in the environment.
+tm router_time(time_t seconds);
 
 // 0; -1 when /etc/syslog.conf cannot be created.
 int create_syslog();

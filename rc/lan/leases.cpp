@@ -1,10 +1,5 @@
 // Lease file of the DHCP server: its records, and how a reservation is put among them.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
-// Needs:  -
-//
 // Only the table in memory is handled here, so that host tools share the format; the file itself is the DHCP
 // server's.
 
@@ -12,19 +7,7 @@
 
 #include <cstring>
 
-uint32_t lease_number(const unsigned char (&field)[4])
-{
-    return static_cast<uint32_t>(field[0]) << 24 | static_cast<uint32_t>(field[1]) << 16 |
-           static_cast<uint32_t>(field[2]) << 8 | field[3];
-}
-
-void set_lease_number(unsigned char (&field)[4], uint32_t number)
-{
-    field[0] = static_cast<unsigned char>(number >> 24);
-    field[1] = static_cast<unsigned char>(number >> 16);
-    field[2] = static_cast<unsigned char>(number >> 8);
-    field[3] = static_cast<unsigned char>(number);
-}
+#include "rc/bytes.h"
 
 namespace {
 
@@ -50,18 +33,18 @@ void read_leases(FILE *file, LeaseTable &table)
 LeaseWalk reserve_lease(LeaseTable &table, const Reservation &reservation)
 {
     LeaseWalk walk = {0, false};
-    for (; walk.walked < kLeasesWalked; walk.walked++) {
+    for (; walk.walked < kLeasesWalked; ++walk.walked) {
         LeaseRecord &record = table.records[walk.walked];
-        const uint32_t address = lease_number(record.address);
+        const uint32_t address = get_big_endian(record.address);
         if (address == 0) {
             break;
         }
         if (address == reservation.address || address == reservation.router) {
-            set_lease_number(record.seconds, 0);
+            put_big_endian(record.seconds, 0);
         }
         if (memcmp(record.hardware, reservation.hardware.bytes, sizeof record.hardware) == 0) {
-            set_lease_number(record.address, reservation.address);
-            set_lease_number(record.seconds, kReservationSeconds);
+            put_big_endian(record.address, reservation.address);
+            put_big_endian(record.seconds, kReservationSeconds);
             walk.found = true;
         }
     }
@@ -78,6 +61,6 @@ void fill_lease(LeaseRecord &record, const char *name, const HardwareAddress &ha
     const size_t length = strnlen(name, kNameRoom - 1);
     memcpy(place, name, length);
     place[length] = '\0';
-    set_lease_number(record.address, address);
-    set_lease_number(record.seconds, kReservationSeconds);
+    put_big_endian(record.address, address);
+    put_big_endian(record.seconds, kReservationSeconds);
 }

@@ -33,10 +33,6 @@ static_assert(sizeof(HardwareAddress) == sizeof(LeaseRecord::hardware));
 
 constexpr uint32_t kReservationSeconds = 31536000;  // 365 days
 
-// The number in a big-endian field, and back.
-[[nodiscard]] uint32_t lease_number(const unsigned char (&field)[4]);
-void set_lease_number(unsigned char (&field)[4], uint32_t number);
-
 // The client's name: from its place to the first NUL byte, at most to the record's end.
 [[nodiscard]] std::string_view lease_name(const LeaseRecord &record);
 

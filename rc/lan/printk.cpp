@@ -1,15 +1,10 @@
 // Kernel log: takes the kernel's messages off the console, or puts them back.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
-// Needs:  -
-//
 // Deliberate: starting this service means the messages go to the log daemon only.
 
-#include <sys/klog.h>
-
 #include "rc/lan/lan.h"
+
+#include <sys/klog.h>
 
 namespace {
 

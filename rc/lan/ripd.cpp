@@ -1,12 +1,14 @@
 // RIP: exchanges routes with other routers on the LAN.
 //
 // Reads:  rt_rip_version rt_rip_direction
-// Writes: -
 // Runs:   routed killall
 // Needs:  lan
 
 #include "rc/lan/lan.h"
+
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -8,11 +8,16 @@
 // /tmp/sroute is for other programs: network, prefix length and gateway of each active, exported route. It
 // is rewritten whole whenever routes are installed or removed.
 
+#include "rc/lan/internal.h"
+
 #include <cstring>
 
-#include "rc/lan/internal.h"
+#include "rc/files.h"
 #include "rc/lan/lan.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -22,14 +27,13 @@ constexpr size_t kRouteCommandSize = 128;
 void read_octets(const char *dotted, int (&octets)[4])
 {
     Scan scan = {dotted};
-    (void)(scan_int(scan, octets[0]) && scan_char(scan, '.') && scan_int(scan, octets[1]) &&
-           scan_char(scan, '.') && scan_int(scan, octets[2]) && scan_char(scan, '.') &&
-           scan_int(scan, octets[3]));
+    (void)scan_fields(scan, '.', octets[0], octets[1], octets[2], octets[3]);
 }
 
-void build_command(char (&command)[kRouteCommandSize], const Route &route, const char *network, bool add)
+void build_command(char (&command)[kRouteCommandSize], const Route &route, const char *network,
+                   RouteAction action)
 {
-    if (add) {
+    if (action == RouteAction::kAdd) {
         (void)snprintf(command, sizeof command, "/sbin/route add -net %s netmask %s gw %s metric %d", network,
                        route.netmask, route.gateway, route.metric);
     } else {
@@ -39,13 +43,13 @@ void build_command(char (&command)[kRouteCommandSize], const Route &route, const
 }
 
 // One route: its command, after its line in the export list.
-void apply_route(const Route &route, bool add, char (&command)[kRouteCommandSize], FILE *exports)
+void apply_route(const Route &route, RouteAction action, char (&command)[kRouteCommandSize], FILE *exports)
 {
     // Deliberate: an inactive route is removed too, as a precaution, but when adding it runs the previous
     // route's command once more, or an empty one when there was none.
-    if (route.active == 1 || !add) {
+    if (route.active == 1 || action == RouteAction::kRemove) {
         const std::string network = rt_network(route);
-        build_command(command, route, network.c_str(), add);
+        build_command(command, route, network.c_str(), action);
         if (route.active == 1 && route.exported == 1) {
             (void)fprintf(exports, "%s %d %s\n", network.c_str(), rt_mask_convert(route.netmask),
                           route.gateway);
@@ -59,12 +63,8 @@ void apply_route(const Route &route, bool add, char (&command)[kRouteCommandSize
 void read_route(const std::string &record, Route &route)
 {
     Scan scan = {record.c_str()};
-    (void)(scan_text(scan, route.name, ':') && scan_char(scan, ':') &&
-           scan_text(scan, route.destination, ':') && scan_char(scan, ':') &&
-           scan_text(scan, route.netmask, ':') && scan_char(scan, ':') &&
-           scan_text(scan, route.gateway, ':') && scan_char(scan, ':') && scan_int(scan, route.metric) &&
-           scan_char(scan, ':') && scan_int(scan, route.exported) && scan_char(scan, ':') &&
-           scan_int(scan, route.active));
+    (void)scan_fields(scan, ':', route.name, route.destination, route.netmask, route.gateway, route.metric,
+                      route.exported, route.active);
 }
 
 // Deliberate: each rule reads the destination over the netmask, so that the rules after it look at the
@@ -99,7 +99,7 @@ std::string rt_network(const Route &route)
 int rt_mask_convert(const char *netmask)
 {
     uint32_t mask = address_number(netmask);
-    for (int shifts = 0; shifts < 32; shifts++) {
+    for (int shifts = 0; shifts < 32; ++shifts) {
         if (mask == 0) {
             return shifts;
         }
@@ -109,7 +109,7 @@ int rt_mask_convert(const char *netmask)
     return 0;
 }
 
-int handle_static_route(int add)
+int handle_static_route(RouteAction action)
 {
     const std::string routes = nvram_text("rt_static_route");
     const File exports = open_file("/tmp/sroute", "w+");
@@ -123,7 +123,7 @@ int handle_static_route(int add)
     while (next_record(list, record)) {
         if (!record.empty()) {
             read_route(std::string(record), route);
-            apply_route(route, add != 0, command, exports.get());
+            apply_route(route, action, command, exports.get());
         }
     }
     return 0;
@@ -170,10 +170,10 @@ int rt_search_active(const char *name, int &flag)
 
 int start_static_route()
 {
-    return handle_static_route(1);
+    return handle_static_route(RouteAction::kAdd);
 }
 
 int stop_static_route()
 {
-    return handle_static_route(0);
+    return handle_static_route(RouteAction::kRemove);
 }

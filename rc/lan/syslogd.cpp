@@ -10,11 +10,15 @@
 // The daemon reads lines name=value. Mail subjects end in the last three octets of the router's hardware
 // address, so that the owner of several routers can tell their mails apart.
 
+#include "rc/lan/lan.h"
+
 #include <unistd.h>
 
+#include "rc/files.h"
 #include "rc/lan/internal.h"
-#include "rc/lan/lan.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -47,11 +51,7 @@ std::string mac_tail()
 std::string lan_broadcast()
 {
     const uint32_t address = address_number(nvram_text("lan_ipaddr"));
-    const uint32_t broadcast = address | ~address_number(nvram_text("lan_netmask"));
-    std::string text;
-    append_format(text, "%u.%u.%u.%u", broadcast >> 24, broadcast >> 16 & 255U, broadcast >> 8 & 255U,
-                  broadcast & 255U);
-    return text;
+    return dotted_text(address | ~address_number(nvram_text("lan_netmask")));
 }
 
 void write_mail_settings(FILE *conf, const char *tail)

@@ -3,15 +3,19 @@
 // Reads:  fw_time_zone time_daylight time_zone
 // Writes: /etc/TZ
 // Runs:   echo
-// Needs:  -
 //
 // Only some C libraries look at /etc/TZ by themselves, and they differ where a rule names a summer time
 // without dates. So the conversion here hands them a whole rule, in the environment and for itself alone.
 
+#include "rc/lan/lan.h"
+
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
-#include "rc/lan/lan.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
 
 namespace {
@@ -91,7 +95,19 @@ constexpr TimeZone kTimeZones[] = {
 };
 // clang-format on
 
-static_assert(sizeof kTimeZones / sizeof kTimeZones[0] == 63);
+constexpr bool indexes_are_unique()
+{
+    for (const TimeZone *zone = kTimeZones; zone != std::end(kTimeZones); ++zone) {
+        for (const TimeZone *other = zone + 1; other != std::end(kTimeZones); ++other) {
+            if (std::string_view(zone->index) == other->index) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+static_assert(indexes_are_unique());
 
 // Writes the rule unquoted, as it stands.
 void write_rule(const char *rule)
@@ -202,7 +218,7 @@ std::string complete_rule(const char *text)
 
 }  // namespace
 
-const tm *router_time(time_t seconds)
+tm router_time(time_t seconds)
 {
     char line[128] = "";
     if (const File file = open_file("/etc/TZ", "r")) {
@@ -212,7 +228,10 @@ const tm *router_time(time_t seconds)
     const bool whole = strlen(line) + 1 < sizeof line;
     line[strcspn(line, "\n")] = '\0';
     (void)setenv("TZ", complete_rule(whole ? line : "").c_str(), 1);
-    const tm *local = localtime(&seconds);
+    tm local = {};
+    if (const tm *converted = localtime(&seconds)) {
+        local = *converted;
+    }
     (void)unsetenv("TZ");
     return local;
 }

@@ -7,16 +7,21 @@
 // Needs:  the WAN address, the NAT chains VPN and BYPASS_TMSS; /var/run/pluto/pluto.pid /tmp/vpn_debug
 //
 // What was brought up is recorded in /var/tmp/vpn.conf, and the stop takes exactly that down.
+
+#include "rc/vpn/internal.h"
+
 #include <netdb.h>
 #include <netinet/in.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
 
+#include "rc/bytes.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/vpn/internal.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -43,18 +48,17 @@ struct Range {
     uint32_t high;
 };
 
-void write_secrets(const VpnPolicy *table)
+void write_secrets(const VpnTable &table)
 {
     const File secrets = open_file("/etc/ipsec.secrets", "w");
     if (!secrets) {
         return;
     }
-    for (int i = 0; i < kVpnPolicies; i++) {
-        const VpnPolicy &policy = table[i];
+    for (const VpnPolicy &policy : table.policies) {
         if (policy.enabled != 0 && policy.keying == kKeyingAutomatic) {
-            fprintf(secrets.get(), "%s %s: PSK \"%s\"\n",
-                    no_id(policy.local_id) ? policy.wan_ip : policy.local_id,
-                    no_id(policy.remote_id) ? policy.remote_gw : policy.remote_id, policy.psk);
+            (void)fprintf(secrets.get(), "%s %s: PSK \"%s\"\n",
+                          no_id(policy.local_id) ? policy.wan_ip : policy.local_id,
+                          no_id(policy.remote_id) ? policy.remote_gw : policy.remote_id, policy.psk);
         }
     }
 }
@@ -144,7 +148,7 @@ void add_keepalive(std::string &command, const VpnPolicy &policy)
         return;
     }
     std::string name;
-    for (const char *c = policy.name; *c != '\0'; c++) {
+    for (const char *c = policy.name; *c != '\0'; ++c) {
         if (*c == '"') {
             name += '\\';
         }
@@ -163,9 +167,7 @@ uint32_t resolve(const char *host)
     if (found == nullptr || found->h_addrtype != AF_INET || found->h_addr_list[0] == nullptr) {
         return 0;
     }
-    VpnWord address;
-    memcpy(address.bytes, found->h_addr_list[0], sizeof(address.bytes));
-    return get_word(address);
+    return get_big_endian(reinterpret_cast<const unsigned char *>(found->h_addr_list[0]));
 }
 
 Range range_of(const char *address, const char *mask)
@@ -194,37 +196,37 @@ void write_trigger(const VpnPolicy &policy)
     const Range local = range_of(policy.local_addr, policy.local_mask);
     const Range remote = remote_range(policy);
     if (remote.low != 0 || policy.remote_type == kNetworkAny) {
-        fprintf(trigger.get(), "%u %u %u %u %s", local.low, local.high, remote.low, remote.high, policy.name);
+        (void)fprintf(trigger.get(), "%u %u %u %u %s", local.low, local.high, remote.low, remote.high,
+                      policy.name);
     }
 }
 
-void save_table(const VpnPolicy *table)
+void save_table(const VpnTable &table)
 {
     if (const File conf = open_file(kVpnConfPath, "w")) {
         // A full disk shortens the record; the stop takes what is missing for disabled.
-        (void)fwrite(table, sizeof(VpnPolicy), kVpnPolicies, conf.get());
+        (void)fwrite(&table, sizeof table, 1, conf.get());
     }
 }
 
 }  // namespace
 
-int vpn_up(const VpnPolicy *table)
+int vpn_up(const VpnTable &table)
 {
     std::string keepalive;
     bool daemon_started = false;
     write_secrets(table);
-    attach_interface(table[0]);
-    for (int i = 0; i < kVpnPolicies; i++) {
-        const VpnPolicy &policy = table[i];
+    attach_interface(table.policies[0]);
+    for (const VpnPolicy &policy : table.policies) {
         if (policy.enabled == 0) {
             continue;
         }
         if (policy.keying == kKeyingManual) {
-            setup_manual_keying(policy);
+            (void)setup_manual_keying(policy);
             continue;
         }
         if (policy.keying != kKeyingAutomatic) {
-            puts("KEYING_MODE_UNKNOWN");
+            (void)puts("KEYING_MODE_UNKNOWN");
             continue;
         }
         if (!daemon_started) {
@@ -252,18 +254,16 @@ int create_vpn()
 int start_vpn()
 {
     if (file_exists("/var/run/pluto/pluto.pid")) {
-        stop_vpn();
+        (void)stop_vpn();
     }
     VpnTable table = {};
     // Deliberate: after a parse failure, which has been reported, the records before the failing one are
-    // brought up and recorded all the same. A record counts here, and for the stop, when `enabled` is
-    // exactly 1; its own steps ask whether it is not 0.
-    (void)start_vpn_fw(table.policies);
-    const auto enabled = [](const VpnPolicy &policy) { return policy.enabled == 1; };
-    if (std::any_of(std::begin(table.policies), std::end(table.policies), enabled)) {
-        (void)vpn_up(table.policies);
+    // brought up and recorded all the same.
+    (void)start_vpn_fw(&table);
+    if (any_enabled(table)) {
+        (void)vpn_up(table);
     }
-    save_table(table.policies);
-    printf("\n*** RC_VPN  Version:%s  Last Update:%s ***\n\n", "0.0.1", "Feb.14.2006");
+    save_table(table);
+    (void)printf("\n*** RC_VPN  Version:%s  Last Update:%s ***\n\n", "0.0.1", "Feb.14.2006");
     return 0;
 }

@@ -1,17 +1,16 @@
 // VPN packet filter: lets key exchange, ESP and tunnel traffic through and fills the NAT chain VPN.
 //
-// Reads:  -
-// Writes: -
 // Runs:   iptables
 // Needs:  the NAT chains VPN (firewall) and BYPASS_TMSS (the platform's; never created or emptied here)
 //
 // Opened and closed at most once per process: a start that stops what ran before neither deletes the rules
 // it is about to insert nor inserts them twice.
-#include <algorithm>
-#include <cstdlib>
+
+#include "rc/vpn/internal.h"
+
+#include <cstdio>
 
 #include "rc/rc.h"
-#include "rc/vpn/internal.h"
 
 namespace {
 
@@ -48,31 +47,41 @@ int stop_vpn_fw()
     run("/usr/sbin/iptables -D INPUT -i ipsec0 -j ACCEPT");
     run("/usr/sbin/iptables -D FORWARD -i ipsec0 -j ACCEPT");
     // Deliberate: the entries in BYPASS_TMSS stay.
-    return system("/usr/sbin/iptables -t nat -F VPN");
+    return run("/usr/sbin/iptables -t nat -F VPN");
 }
 
-int start_vpn_fw(VpnPolicy *table)
+bool any_enabled(const VpnTable &table)
+{
+    for (const VpnPolicy &policy : table.policies) {
+        if (policy.enabled == 1) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int start_vpn_fw(VpnTable *table)
 {
     VpnTable own;
     if (table == nullptr) {
-        table = own.policies;
+        table = &own;
     }
-    std::fill_n(table, kVpnPolicies, VpnPolicy{});
-    if (const int error = parse_conf(table); error < 0) {
-        printf("parse_conf Error!!\nError Number=%d\n", error);
+    *table = {};
+    if (const int error = parse_conf(*table); error < 0) {
+        (void)printf("parse_conf Error!!\nError Number=%d\n", error);
         return -1;
     }
     if (filter_opened) {
         return 0;
     }
-    stop_vpn_fw();
+    (void)stop_vpn_fw();
     run("/usr/sbin/iptables -I INPUT -p udp --dport 500 -j ACCEPT");
     run("/usr/sbin/iptables -I INPUT -p esp -j ACCEPT");
     run("/usr/sbin/iptables -I INPUT -i ipsec0 -j ACCEPT");
     run("/usr/sbin/iptables -I FORWARD -i ipsec0 -j ACCEPT");
-    for (int i = 0; i < kVpnPolicies; i++) {
-        if (table[i].enabled != 0) {
-            open_for(table[i]);
+    for (const VpnPolicy &policy : table->policies) {
+        if (policy.enabled != 0) {
+            open_for(policy);
         }
     }
     filter_opened = true;

@@ -14,9 +14,6 @@ constexpr const char *kVpnConfPath = "/var/tmp/vpn.conf";
 // A dotted text with its NUL byte needs this much room.
 constexpr size_t kDottedSize = 16;
 
-// Writes an address as dotted text; `out` holds kDottedSize bytes.
-void dotted_text(uint32_t address, char *out);
-
 // Result of looking for the default route.
 enum class DefaultRoute {
     kFound,    // the gateway is set
@@ -54,19 +51,16 @@ char *mask_ip_with_bits(char *addr, int bits);
 // joined by "_"; `out` holds hexlen * 9 / 8 + 3 bytes. 0, or -1 for a null pointer or any other length.
 [[nodiscard]] int convert_key(const char *text, char *out, int hexlen);
 
-// Runs a command of any length with its values filled in. No echo, no yield, its status is not looked at.
-void run_filled(const char *format, ...) __attribute__((format(printf, 1, 2)));
-
 // ---- policy.cpp ------------------------------------------------------------------------------------------
 
-// Fills a cleared table of eight policies from the settings. 0, or the negative number of what was wrong;
+// Fills a cleared table from the settings. 0, or the negative number of what was wrong;
 // what was parsed until then stays in the table, but the record that failed is switched off.
-[[nodiscard]] int parse_conf(VpnPolicy *table);
+[[nodiscard]] int parse_conf(VpnTable &table);
 
 // ---- automatic.cpp ---------------------------------------------------------------------------------------
 
-// Brings up every enabled policy of a table of eight. Always 0.
-int vpn_up(const VpnPolicy *table);
+// Brings up every enabled policy. Always 0.
+int vpn_up(const VpnTable &table);
 
 // ---- manual.cpp ------------------------------------------------------------------------------------------
 
@@ -79,8 +73,12 @@ int manual_keying_down(const VpnPolicy &policy);
 
 // ---- filter.cpp, teardown.cpp ----------------------------------------------------------------------------
 
+// Whether a start brings anything up, and a stop takes it down. Deliberate: a policy counts here when
+// `enabled` is exactly 1; its own steps ask whether it is not 0.
+[[nodiscard]] bool any_enabled(const VpnTable &table);
+
 // Closes the packet filter. The status of its last command, or 1 when it has already run in this process.
 int stop_vpn_fw();
 
-// Shuts the tunnels of a table of eight (null: none) and the IKE daemon down. Always 0.
-int vpn_down(const VpnPolicy *table);
+// Shuts the tunnels of a table (null: none) and the IKE daemon down. Always 0.
+int vpn_down(const VpnTable *table);

@@ -1,17 +1,20 @@
 // VPN tunnels with their own keys: shell scripts that drive the kernel's IPsec tools, run once and deleted.
 //
-// Reads:  -
 // Writes: /tmp/manual_up.sh /tmp/manual_route.sh /tmp/manual_down.sh /tmp/manual_unroute.sh
 // Runs:   manual_up.sh manual_route.sh manual_down.sh manual_unroute.sh
 // Needs:  ipsec0 attached to the WAN interface
+
+#include "rc/vpn/internal.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <string>
 
+#include "rc/files.h"
 #include "rc/rc.h"
-#include "rc/vpn/internal.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -1,24 +1,20 @@
 // VPN network helpers: the WAN interface and its gateway, addresses, masks, key conversion.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
 // Needs:  /proc/net/route
-#include <arpa/inet.h>
-#include <net/if.h>
+
+#include "rc/vpn/internal.h"
+
 #include <netinet/in.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <bit>
-#include <cstdarg>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
-#include "rc/rc.h"
-#include "rc/vpn/internal.h"
+#include "rc/files.h"
+#include "rc/interface.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -28,40 +24,25 @@ constexpr size_t kShortestMask = 7;   // "0.0.0.0"
 constexpr size_t kShortestPair = 17;  // "1.1.1.1...2.2.2.2"
 constexpr size_t kKeyGroup = 8;       // hexadecimal digits between two "_"
 
-uint32_t number_of(const in_addr &address)
-{
-    uint8_t bytes[4];
-    std::memcpy(bytes, &address.s_addr, sizeof(bytes));
-    return (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) |
-           uint32_t{bytes[3]};
-}
-
 // One address of the interface, as dotted text; nothing is stored in a null `out`.
-bool query_interface(int fd, unsigned query, const char *ifname, char *out)
+bool query_address(int fd, unsigned long question, const char *ifname, char *out)
 {
-    ifreq request = {};
-    copy_text(request.ifr_name, ifname);
-    if (ioctl(fd, query, &request) < 0) {
-        return false;
+    const auto address = interface_address(fd, question, ifname);
+    if (address && out != nullptr) {
+        copy_text(out, kDottedSize, dotted_text(*address));
     }
-    sockaddr_in address;
-    static_assert(sizeof(address) == sizeof(request.ifr_addr));
-    std::memcpy(&address, &request.ifr_addr, sizeof(address));
-    if (out != nullptr) {
-        dotted_text(number_of(address.sin_addr), out);
-    }
-    return true;
+    return address.has_value();
 }
 
 // The text after the n-th dot, or null when there are fewer dots.
 const char *after_dot(const char *text, int n)
 {
-    for (; n > 0; n--) {
-        text = std::strchr(text, '.');
+    for (; n > 0; --n) {
+        text = strchr(text, '.');
         if (text == nullptr) {
             return nullptr;
         }
-        text++;
+        ++text;
     }
     return text;
 }
@@ -69,7 +50,7 @@ const char *after_dot(const char *text, int n)
 // Whether `text` may be two addresses with three dots between them.
 bool is_pair(const char *text)
 {
-    return text != nullptr && std::strlen(text) >= kShortestPair && after_dot(text, 6) != nullptr;
+    return text != nullptr && strlen(text) >= kShortestPair && after_dot(text, 6) != nullptr;
 }
 
 // A mask with `bits` leading ones.
@@ -83,21 +64,15 @@ uint32_t mask_of(int bits)
 
 }  // namespace
 
-void dotted_text(uint32_t address, char *out)
-{
-    snprintf(out, kDottedSize, "%u.%u.%u.%u", address >> 24, (address >> 16) & 0xFF, (address >> 8) & 0xFF,
-             address & 0xFF);
-}
-
 DefaultRoute find_default_route(FILE *table, unsigned &gateway)
 {
     char line[kRouteLine];
     unsigned flags = 0;
-    if (fgets(line, sizeof(line), table) == nullptr) {
+    if (fgets(line, sizeof line, table) == nullptr) {
         return DefaultRoute::kNone;
     }
-    while (fgets(line, sizeof(line), table) != nullptr) {
-        Scan scan = {line + std::strcspn(line, " \t")};
+    while (fgets(line, sizeof line, table) != nullptr) {
+        Scan scan = {line + strcspn(line, " \t")};
         unsigned destination = 0;
         flags = 0;
         // A line that does not read to the end keeps no flags, so it is no route through a gateway.
@@ -117,9 +92,9 @@ int my_get_if(const char *ifname, char *ip, char *netmask, char *broadcast, char
     if (ifname == nullptr || ip == nullptr || query.fd < 0) {
         return -1;
     }
-    if (!query_interface(query.fd, SIOCGIFADDR, ifname, ip) ||
-        !query_interface(query.fd, SIOCGIFNETMASK, ifname, netmask) ||
-        !query_interface(query.fd, SIOCGIFBRDADDR, ifname, broadcast) || table == nullptr) {
+    if (!query_address(query.fd, SIOCGIFADDR, ifname, ip) ||
+        !query_address(query.fd, SIOCGIFNETMASK, ifname, netmask) ||
+        !query_address(query.fd, SIOCGIFBRDADDR, ifname, broadcast) || table == nullptr) {
         return -1;
     }
     unsigned printed = 0;
@@ -128,20 +103,17 @@ int my_get_if(const char *ifname, char *ip, char *netmask, char *broadcast, char
         return route == DefaultRoute::kGateway ? 0 : -1;
     }
     // The kernel prints the address as this processor's number for the four bytes in memory.
-    in_addr address;
-    address.s_addr = printed;
-    char text[kDottedSize];
-    dotted_text(number_of(address), text);
+    const std::string text = dotted_text(ntohl(printed));
     if (gateway != nullptr) {
         copy_text(gateway, kDottedSize, text);
     }
-    printf("gateway==[%s]\n", text);
+    (void)printf("gateway==[%s]\n", text.c_str());
     return 0;
 }
 
 int tmss_mask2bits(const char *mask)
 {
-    if (mask == nullptr || std::strlen(mask) < kShortestMask) {
+    if (mask == nullptr || strlen(mask) < kShortestMask) {
         return -1;
     }
     return std::countl_one(address_number(mask));
@@ -165,14 +137,14 @@ int range2bits(const char *text)
 
 char *bits2mask(int bits, char *out)
 {
-    dotted_text(mask_of(bits), out);
+    copy_text(out, kDottedSize, dotted_text(mask_of(bits)));
     return out;
 }
 
 char *mask_ip_with_bits(char *addr, int bits)
 {
     const unsigned shift = (32U - static_cast<unsigned>(bits)) % 32U;
-    dotted_text(address_number(addr) & (UINT32_MAX << shift), addr);
+    copy_text(addr, kDottedSize, dotted_text(address_number(addr) & (UINT32_MAX << shift)));
     return addr;
 }
 
@@ -189,7 +161,7 @@ int convert_key(const char *text, char *out, int hexlen)
     }
     const size_t group = hexadecimal ? kKeyGroup : kKeyGroup / 2;
     std::string result = "0x";
-    for (size_t i = 0; i < key.size(); i++) {
+    for (size_t i = 0; i < key.size(); ++i) {
         if (i != 0 && i % group == 0) {
             result += '_';
         }
@@ -202,17 +174,4 @@ int convert_key(const char *text, char *out, int hexlen)
     }
     copy_text(out, digits * 9 / 8 + 3, result);
     return 0;
-}
-
-void run_filled(const char *format, ...)
-{
-    va_list values;
-    va_start(values, format);
-    char *command = nullptr;
-    const int length = vasprintf(&command, format, values);
-    va_end(values);
-    if (length >= 0) {
-        run(command);
-        std::free(command);
-    }
 }

@@ -1,20 +1,24 @@
 // VPN policies: turns the setting `vpn` into the table of eight records.
 //
 // Reads:  wan_ifname vpn
-// Writes: -
-// Runs:   -
 // Needs:  the WAN interface with its address and a default route
 //
 // The setting is a format number and then records, each between two bytes 0x01; the fields of a record are
 // separated by the byte 0x02. A record is read like a scanf template: the first field that does not fit
 // ends it, and what was not reached stays zero.
+
 #include "rc/vpn/policy.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <string>
 #include <string_view>
 
-#include "rc/rc.h"
+#include "rc/bytes.h"
+#include "rc/nvram.h"
+#include "rc/record.h"
+#include "rc/text.h"
 #include "rc/vpn/internal.h"
 
 namespace {
@@ -56,87 +60,111 @@ struct Side {
 
 // ---- reading one record ----------------------------------------------------------------------------------
 
-bool read(Scan &in, int8_t &field)
+// The fields of the setting in their order. Those of the typed keys have no place in the record.
+constexpr int kFields = 28;
+constexpr int kFieldsOfFormat1 = 26;
+constexpr int kTypedEncryptionKey = 15;
+constexpr int kTypedAuthenticationKey = 16;
+
+struct Place {
+    uint16_t offset;
+    uint8_t width;
+    VpnKind kind;
+};
+
+constexpr std::array<Place, kFields + 1> places_by_source()
+{
+    std::array<Place, kFields + 1> places = {};
+    for (const VpnField &field : kVpnFields) {
+        if (field.source != 0) {
+            places[field.source] = {field.offset, field.width, field.kind};
+        }
+    }
+    return places;
+}
+
+constexpr std::array<Place, kFields + 1> kPlaces = places_by_source();
+
+constexpr bool every_field_has_a_place()
+{
+    for (int field = 1; field <= kFields; ++field) {
+        const bool typed = field == kTypedEncryptionKey || field == kTypedAuthenticationKey;
+        if ((kPlaces[field].width == 0) != typed) {
+            return false;
+        }
+    }
+    return true;
+}
+
+static_assert(every_field_has_a_place());
+
+bool read_number_field(Scan &in, unsigned char *place, const Place &field)
 {
     int number = 0;
-    if (!scan_int(in, number)) {
+    unsigned word = 0;
+    if (field.kind == VpnKind::kHex ? !scan_hex(in, word) : !scan_int(in, number)) {
         return false;
     }
-    field = static_cast<int8_t>(number);
+    if (field.kind == VpnKind::kNumber) {
+        *place = static_cast<unsigned char>(number);
+    } else {
+        put_big_endian(place, field.kind == VpnKind::kHex ? word : static_cast<uint32_t>(number));
+    }
     return true;
 }
 
-bool next(Scan &in, int8_t &field)
+bool read_field(Scan &in, int number, VpnPolicy &policy, TypedKeys &keys)
 {
-    return scan_char(in, kFieldEnd) && read(in, field);
-}
-
-template <size_t N>
-bool next(Scan &in, char (&field)[N])
-{
-    return scan_char(in, kFieldEnd) && scan_text(in, field, kFieldEnd);
-}
-
-bool next_hex(Scan &in, VpnWord &field)
-{
-    unsigned number = 0;
-    if (!scan_char(in, kFieldEnd) || !scan_hex(in, number)) {
-        return false;
+    if (number == kTypedEncryptionKey) {
+        return scan_text(in, keys.enc, kFieldEnd);
     }
-    set_word(field, number);
-    return true;
-}
-
-bool next_decimal(Scan &in, VpnWord &field)
-{
-    int number = 0;
-    if (!scan_char(in, kFieldEnd) || !scan_int(in, number)) {
-        return false;
+    if (number == kTypedAuthenticationKey) {
+        return scan_text(in, keys.auth, kFieldEnd);
     }
-    set_word(field, static_cast<uint32_t>(number));
-    return true;
+    const Place &field = kPlaces[number];
+    unsigned char *place = reinterpret_cast<unsigned char *>(&policy) + field.offset;
+    if (field.kind == VpnKind::kText) {
+        return scan_text(in, reinterpret_cast<char *>(place), field.width, kFieldEnd);
+    }
+    return read_number_field(in, place, field);
 }
 
-// The 26 fields of both formats, in their order.
-bool read_common_fields(Scan &in, VpnPolicy &policy, TypedKeys &keys)
-{
-    return read(in, policy.enabled)               // 1
-           && next(in, policy.name)               // 2
-           && next(in, policy.keying)             // 3
-           && next(in, policy.enc_alg)            // 4
-           && next(in, policy.auth_alg)           // 5
-           && next(in, policy.local_type)         // 6
-           && next(in, policy.local_net)          // 7
-           && next(in, policy.remote_gw_type)     // 8
-           && next(in, policy.remote_gw)          // 9
-           && next(in, policy.remote_type)        // 10
-           && next(in, policy.remote_net)         // 11
-           && next(in, policy.psk)                // 12
-           && next_hex(in, policy.spi_in)         // 13
-           && next_hex(in, policy.spi_out)        // 14
-           && next(in, keys.enc)                  // 15
-           && next(in, keys.auth)                 // 16
-           && next(in, policy.local_id_type)      // 17
-           && next(in, policy.local_id)           // 18
-           && next(in, policy.remote_id_type)     // 19
-           && next(in, policy.remote_id)          // 20
-           && next(in, policy.exchange_mode)      // 21
-           && next(in, policy.connect_mode)       // 22
-           && next(in, policy.dh_group)           // 23
-           && next(in, policy.pfs)                // 24
-           && next(in, policy.option25)           // 25
-           && next_decimal(in, policy.lifetime);  // 26
-}
-
+// Whatever is not reached stays zero.
 void read_record(const std::string &record, int format, VpnPolicy &policy, TypedKeys &keys)
 {
     Scan in = {record.c_str()};
-    if (read_common_fields(in, policy, keys) && format == 2) {
-        // Whatever is missing stays zero.
-        (void)(next(in, policy.keepalive_addr)     // 27
-               && next(in, policy.keepalive_on));  // 28
+    const int last = format == 1 ? kFieldsOfFormat1 : kFields;
+    for (int field = 1; field <= last; ++field) {
+        if ((field > 1 && !scan_char(in, kFieldEnd)) || !read_field(in, field, policy, keys)) {
+            return;
+        }
     }
 }
+
+// ---- texts of a record --------------------------------------------------------------------------------
+
+constexpr bool is_text(const VpnField &field)
+{
+    return field.kind == VpnKind::kText;
+}
+
+constexpr size_t kTexts =
+    static_cast<size_t>(std::count_if(std::begin(kVpnFields), std::end(kVpnFields), is_text));
+
+// The last byte of each. The table of fields itself, with its names, stays out of the program.
+constexpr std::array<uint16_t, kTexts> text_ends()
+{
+    std::array<uint16_t, kTexts> ends = {};
+    size_t count = 0;
+    for (const VpnField &field : kVpnFields) {
+        if (is_text(field)) {
+            ends[count++] = static_cast<uint16_t>(field.offset + field.width - 1);
+        }
+    }
+    return ends;
+}
+
+constexpr std::array<uint16_t, kTexts> kTextEnds = text_ends();
 
 // ---- deriving what the daemons are told -------------------------------------------------------------
 
@@ -275,9 +303,18 @@ int parse_record(const std::string &record, int format, VpnPolicy &policy)
 
 }  // namespace
 
-int parse_conf(VpnPolicy *table)
+void terminate_texts(VpnTable &table)
 {
-    VpnPolicy &first = table[0];
+    for (VpnPolicy &policy : table.policies) {
+        for (const uint16_t last : kTextEnds) {
+            reinterpret_cast<char *>(&policy)[last] = '\0';
+        }
+    }
+}
+
+int parse_conf(VpnTable &table)
+{
+    VpnPolicy &first = table.policies[0];
     const std::string ifname = nvram_text("wan_ifname");
     if (ifname.size() < kShortestSetting) {
         return kNoWan;
@@ -299,19 +336,20 @@ int parse_conf(VpnPolicy *table)
     std::string_view list = setting;
     std::string_view record;
     (void)next_record(list, record);  // the format number
-    for (int i = 0; i < kVpnPolicies && next_record(list, record); i++) {
+    for (VpnPolicy &policy : table.policies) {
+        if (!next_record(list, record)) {
+            break;
+        }
         // Deliberate: a setting without records is not asked for its format.
         if (format != 1 && format != 2) {
             return kBadSetting;
         }
-        if (const int error = parse_record(std::string(record), format, table[i]); error != 0) {
-            table[i].enabled = 0;
+        if (const int error = parse_record(std::string(record), format, policy); error != 0) {
+            policy.enabled = 0;
             return error;
         }
-        if (i > 0) {
-            copy_text(table[i].wan_gateway, first.wan_gateway);
-            copy_text(table[i].wan_ip, first.wan_ip);
-        }
+        copy_text(policy.wan_gateway, first.wan_gateway);
+        copy_text(policy.wan_ip, first.wan_ip);
     }
     return 0;
 }

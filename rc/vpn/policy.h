@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "rc/bytes.h"
 #include "rc/vpn/vpn.h"
 
 // A 32-bit word of the record, most significant byte first.
@@ -17,15 +18,12 @@ struct VpnWord {
 
 constexpr uint32_t get_word(const VpnWord &word)
 {
-    return (uint32_t{word.bytes[0]} << 24) | (uint32_t{word.bytes[1]} << 16) |
-           (uint32_t{word.bytes[2]} << 8) | uint32_t{word.bytes[3]};
+    return get_big_endian(word.bytes);
 }
 
 constexpr void set_word(VpnWord &word, uint32_t value)
 {
-    for (int i = 0; i < 4; i++) {
-        word.bytes[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
-    }
+    put_big_endian(word.bytes, value);
 }
 
 // Values of `local_type` and `remote_type`.
@@ -90,46 +88,99 @@ struct VpnPolicy {
     uint8_t reserved_681[3];
 };
 
+// How a field is written, in the record and in the setting.
+enum class VpnKind : uint8_t {
+    kNumber,   // one signed byte; decimal in the setting
+    kHex,      // a word; hexadecimal in the setting
+    kDecimal,  // a signed word; decimal in the setting
+    kText,     // ends with a NUL byte within its width
+    kReserved,
+};
+
+// Every field of the record, in its order.
+struct VpnField {
+    const char *name;
+    uint16_t offset;
+    uint8_t width;
+    VpnKind kind;
+    uint8_t source;  // its number in the setting; 0: derived
+    bool as_declared;
+};
+
+#define VPN_FIELD(member, offset, width, kind, source)                                      \
+    {                                                                                       \
+#member, offset, width, VpnKind::kind, source,                                      \
+            offsetof(VpnPolicy, member) == (offset) && sizeof(VpnPolicy::member) == (width) \
+    }
+
+// clang-format off
+constexpr VpnField kVpnFields[] = {
+    // name            at  width  kind       source
+    VPN_FIELD(enabled,           0,   1, kNumber,    1),
+    VPN_FIELD(name,              1,  19, kText,      2),
+    VPN_FIELD(psk,              20, 130, kText,     12),
+    VPN_FIELD(wan_ip,          150,  33, kText,      0),
+    VPN_FIELD(wan_gateway,     183,  18, kText,      0),
+    VPN_FIELD(wan_netmask,     201,  18, kText,      0),
+    VPN_FIELD(wan_broadcast,   219,  18, kText,      0),
+    VPN_FIELD(local_type,      237,   1, kNumber,    6),
+    VPN_FIELD(local_net,       238,  34, kText,      7),
+    VPN_FIELD(local_mask,      272,  18, kText,      0),
+    VPN_FIELD(local_addr,      290,  18, kText,      0),
+    VPN_FIELD(local_id_type,   308,   1, kNumber,   17),
+    VPN_FIELD(local_id,        309,  33, kText,     18),
+    VPN_FIELD(remote_gw_type,  342,   1, kNumber,    8),
+    VPN_FIELD(remote_gw,       343,  87, kText,      9),
+    VPN_FIELD(remote_type,     430,   1, kNumber,   10),
+    VPN_FIELD(remote_net,      431,  34, kText,     11),
+    VPN_FIELD(remote_mask,     465,  18, kText,      0),
+    VPN_FIELD(remote_addr,     483,  18, kText,      0),
+    VPN_FIELD(remote_id_type,  501,   1, kNumber,   19),
+    VPN_FIELD(remote_id,       502,  33, kText,     20),
+    VPN_FIELD(keying,          535,   1, kNumber,    3),
+    VPN_FIELD(enc_alg,         536,   1, kNumber,    4),
+    VPN_FIELD(auth_alg,        537,   1, kNumber,    5),
+    VPN_FIELD(reserved_538,    538,   2, kReserved,  0),
+    VPN_FIELD(spi_in,          540,   4, kHex,      13),
+    VPN_FIELD(spi_out,         544,   4, kHex,      14),
+    VPN_FIELD(enc_key,         548,  57, kText,      0),
+    VPN_FIELD(auth_key,        605,  48, kText,      0),
+    VPN_FIELD(exchange_mode,   653,   1, kNumber,   21),
+    VPN_FIELD(connect_mode,    654,   1, kNumber,   22),
+    VPN_FIELD(dh_group,        655,   1, kNumber,   23),
+    VPN_FIELD(pfs,             656,   1, kNumber,   24),
+    VPN_FIELD(option25,        657,   1, kNumber,   25),
+    VPN_FIELD(reserved_658,    658,   2, kReserved,  0),
+    VPN_FIELD(lifetime,        660,   4, kDecimal,  26),
+    VPN_FIELD(keepalive_addr,  664,  16, kText,     27),
+    VPN_FIELD(keepalive_on,    680,   1, kNumber,   28),
+    VPN_FIELD(reserved_681,    681,   3, kReserved,  0),
+};
+// clang-format on
+
+#undef VPN_FIELD
+
+constexpr size_t kVpnRecordSize = 684;
+
+// Every field where it is declared, each behind the one before, up to the end.
+constexpr bool vpn_fields_fill_the_record()
+{
+    size_t end = 0;
+    for (const VpnField &field : kVpnFields) {
+        if (!field.as_declared || field.offset != end) {
+            return false;
+        }
+        end += field.width;
+    }
+    return end == kVpnRecordSize;
+}
+
+static_assert(vpn_fields_fill_the_record());
+static_assert(sizeof(VpnPolicy) == kVpnRecordSize && alignof(VpnPolicy) == 1);
+
 constexpr size_t kWanIfnameOffset = 14;
 constexpr size_t kWanIfnameSize = 6;
-
-static_assert(sizeof(VpnPolicy) == 684 && alignof(VpnPolicy) == 1);
-static_assert(offsetof(VpnPolicy, name) == 1);
 static_assert(offsetof(VpnPolicy, name) + sizeof(VpnPolicy::name) == kWanIfnameOffset + kWanIfnameSize);
-static_assert(offsetof(VpnPolicy, psk) == 20);
-static_assert(offsetof(VpnPolicy, wan_ip) == 150);
-static_assert(offsetof(VpnPolicy, wan_gateway) == 183);
-static_assert(offsetof(VpnPolicy, wan_netmask) == 201);
-static_assert(offsetof(VpnPolicy, wan_broadcast) == 219);
-static_assert(offsetof(VpnPolicy, local_type) == 237);
-static_assert(offsetof(VpnPolicy, local_net) == 238);
-static_assert(offsetof(VpnPolicy, local_mask) == 272);
-static_assert(offsetof(VpnPolicy, local_addr) == 290);
-static_assert(offsetof(VpnPolicy, local_id_type) == 308);
-static_assert(offsetof(VpnPolicy, local_id) == 309);
-static_assert(offsetof(VpnPolicy, remote_gw_type) == 342);
-static_assert(offsetof(VpnPolicy, remote_gw) == 343);
-static_assert(offsetof(VpnPolicy, remote_type) == 430);
-static_assert(offsetof(VpnPolicy, remote_net) == 431);
-static_assert(offsetof(VpnPolicy, remote_mask) == 465);
-static_assert(offsetof(VpnPolicy, remote_addr) == 483);
-static_assert(offsetof(VpnPolicy, remote_id_type) == 501);
-static_assert(offsetof(VpnPolicy, remote_id) == 502);
-static_assert(offsetof(VpnPolicy, keying) == 535);
-static_assert(offsetof(VpnPolicy, enc_alg) == 536);
-static_assert(offsetof(VpnPolicy, auth_alg) == 537);
-static_assert(offsetof(VpnPolicy, spi_in) == 540);
-static_assert(offsetof(VpnPolicy, spi_out) == 544);
-static_assert(offsetof(VpnPolicy, enc_key) == 548);
-static_assert(offsetof(VpnPolicy, auth_key) == 605);
-static_assert(offsetof(VpnPolicy, exchange_mode) == 653);
-static_assert(offsetof(VpnPolicy, connect_mode) == 654);
-static_assert(offsetof(VpnPolicy, dh_group) == 655);
-static_assert(offsetof(VpnPolicy, pfs) == 656);
-static_assert(offsetof(VpnPolicy, option25) == 657);
-static_assert(offsetof(VpnPolicy, lifetime) == 660);
-static_assert(offsetof(VpnPolicy, keepalive_addr) == 664);
-static_assert(offsetof(VpnPolicy, keepalive_on) == 680);
 
 // The WAN interface's name in record 0: at most five characters.
 inline char *wan_ifname(VpnPolicy &policy)
@@ -152,6 +203,8 @@ inline int32_t lifetime_of(const VpnPolicy &policy)
     return static_cast<int32_t>(get_word(policy.lifetime));
 }
 
+constexpr int kVpnPolicies = 8;
+
 // The eight policies: what vpn.conf holds, byte for byte.
 struct VpnTable {
     VpnPolicy policies[kVpnPolicies];
@@ -160,27 +213,4 @@ struct VpnTable {
 static_assert(sizeof(VpnTable) == 5472);
 
 // Makes a table that was read from a file safe to use: every text ends within its field.
-inline void terminate_texts(VpnTable &table)
-{
-    const auto terminate = []<size_t N>(char(&text)[N]) { text[N - 1] = '\0'; };
-    for (VpnPolicy &policy : table.policies) {
-        terminate(policy.name);
-        terminate(policy.psk);
-        terminate(policy.wan_ip);
-        terminate(policy.wan_gateway);
-        terminate(policy.wan_netmask);
-        terminate(policy.wan_broadcast);
-        terminate(policy.local_net);
-        terminate(policy.local_mask);
-        terminate(policy.local_addr);
-        terminate(policy.local_id);
-        terminate(policy.remote_gw);
-        terminate(policy.remote_net);
-        terminate(policy.remote_mask);
-        terminate(policy.remote_addr);
-        terminate(policy.remote_id);
-        terminate(policy.enc_key);
-        terminate(policy.auth_key);
-        terminate(policy.keepalive_addr);
-    }
-}
+void terminate_texts(VpnTable &table);

@@ -1,21 +1,31 @@
 // VPN teardown: takes down exactly the tunnels that the last start recorded.
 //
-// Reads:  -
 // Writes: /var/tmp/vpn.conf /proc/br_trigger
 // Runs:   killall ifconfig ipsec
 // Needs:  /var/tmp/vpn.conf; without it nothing is up
-#include <algorithm>
-#include <iterator>
 
-#include "rc/rc.h"
 #include "rc/vpn/internal.h"
 
-int vpn_down(const VpnPolicy *table)
+#include "rc/files.h"
+#include "rc/rc.h"
+
+namespace {
+
+void stop_manual_tunnels(const VpnTable &table)
 {
-    for (int i = 0; table != nullptr && i < kVpnPolicies; i++) {
-        if (table[i].enabled != 0 && table[i].keying == kKeyingManual) {
-            manual_keying_down(table[i]);
+    for (const VpnPolicy &policy : table.policies) {
+        if (policy.enabled != 0 && policy.keying == kKeyingManual) {
+            (void)manual_keying_down(policy);
         }
+    }
+}
+
+}  // namespace
+
+int vpn_down(const VpnTable *table)
+{
+    if (table != nullptr) {
+        stop_manual_tunnels(*table);
     }
     run("/sbin/ifconfig ipsec0 down");
     run("/usr/sbin/ipsec tncfg --clear");
@@ -36,14 +46,13 @@ int stop_vpn()
             return -1;
         }
         // What a short file lacks stays zero, that is, disabled.
-        (void)!fread(&table, 1, sizeof(table), conf.get());
+        (void)!fread(&table, 1, sizeof table, conf.get());
     }
     terminate_texts(table);
     remove_file(kVpnConfPath);
-    const auto enabled = [](const VpnPolicy &policy) { return policy.enabled == 1; };
-    if (std::any_of(std::begin(table.policies), std::end(table.policies), enabled)) {
-        vpn_down(table.policies);
+    if (any_enabled(table)) {
+        (void)vpn_down(&table);
     }
-    stop_vpn_fw();
+    (void)stop_vpn_fw();
     return 0;
 }

@@ -1,10 +1,8 @@
 // IPsec VPN: what other folders call.
 #pragma once
 
-// One tunnel policy (policy.h); the VPN works on tables of kVpnPolicies of them.
-struct VpnPolicy;
-
-constexpr int kVpnPolicies = 8;
+// The eight tunnel policies (policy.h).
+struct VpnTable;
 
 // Row `vpn`: brings the enabled tunnels up and records them, takes the recorded ones down, and nothing.
 int start_vpn();
@@ -13,4 +11,4 @@ int create_vpn();
 
 // Parses the policies into `table` (null: into a table of its own) and opens the packet filter for them,
 // once per process. -1: the policies could not be parsed, the filter is as it was.
-int start_vpn_fw(VpnPolicy *table);
+int start_vpn_fw(VpnTable *table);

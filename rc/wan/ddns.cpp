@@ -2,19 +2,22 @@
 //
 // Reads:  ddns_enable ddns_service_provider ddns_user_name ddns_password ddns_host_name wan_ifname
 //         wifi_present ddns_use_wildcards
-// Writes: -
 // Runs:   killall ez-ipupdate
 // Needs:  wan /etc/version /tmp/ddns_update.log /tmp/ddns.cache
 //
 // The update client stays behind in the background; every run ends the one before. Its log tells when the
 // provider has refused for good, its cache that an update was sent since boot.
 
+#include "rc/wan/wan.h"
+
 #include <unistd.h>
 
 #include <ctime>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/wan.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -8,12 +8,17 @@
 //
 // /tmp/blank_state.out tells other programs that the relay answers for a router that is not set up.
 
+#include "rc/wan/wan.h"
+
 #include <cstring>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/product.h"
 #include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 #include "rc/wan/internal.h"
-#include "rc/wan/wan.h"
 
 namespace {
 

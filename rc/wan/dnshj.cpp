@@ -8,9 +8,12 @@
 // A copy of the web server, run from /tmp, takes the place of the regular one while the redirect is on.
 // The DNS relay is left alone. Restarting the packet filter takes the rules away again.
 
-#include "rc/rc.h"
-#include "rc/wan/internal.h"
 #include "rc/wan/wan.h"
+
+#include "rc/nvram.h"
+#include "rc/rc.h"
+#include "rc/text.h"
+#include "rc/wan/internal.h"
 
 namespace {
 

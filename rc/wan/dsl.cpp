@@ -8,12 +8,17 @@
 // The line is started once at boot and trains in the background; whoever needs it asks later whether it is
 // up. Nothing here stops it.
 
+#include "rc/wan/internal.h"
+
 #include <unistd.h>
 
 #include <cstring>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/record.h"
+#include "rc/text.h"
 #include "rc/wan/wan.h"
 
 namespace {

@@ -1,14 +1,16 @@
 // Fast bridge: the kernel module that couples the wired with the wireless port.
 //
 // Reads:  wifi_if_on wifi_wds
-// Writes: -
 // Runs:   lsmod insmod rmmod
 // Needs:  /lib/modules/fast_br.ko
 //
 // Kept only while the WAN is not bridged and wireless distribution is off.
 
-#include "rc/rc.h"
 #include "rc/wan/internal.h"
+
+#include "rc/nvram.h"
+#include "rc/rc.h"
+#include "rc/text.h"
 
 int check_fast_br_exist()
 {

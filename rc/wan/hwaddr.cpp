@@ -1,20 +1,15 @@
 // Hardware address of an interface, as text.
 //
-// Reads:  -
-// Writes: -
-// Runs:   -
-// Needs:  -
-//
 // A tool of the WAN services that no command uses.
 
-#include <net/if.h>
-#include <sys/ioctl.h>
+#include "rc/wan/internal.h"
+
 #include <sys/socket.h>
 
 #include <cstdio>
 
-#include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/files.h"
+#include "rc/interface.h"
 
 namespace {
 
@@ -36,11 +31,9 @@ int get_if_hwaddr(char *text, const char *name)
         perror("user: socket creating failed");
         return -1;
     }
-    ifreq request = {};
-    copy_text(request.ifr_name, name);
-    request.ifr_addr.sa_family = AF_INET;
-    if (ioctl(query.fd, SIOCGIFHWADDR, &request) >= 0) {
-        write_hwaddr(text, request.ifr_hwaddr.sa_data);
+    ifreq answer;
+    if (ask_interface(query.fd, SIOCGIFHWADDR, name, answer)) {
+        write_hwaddr(text, answer.ifr_hwaddr.sa_data);
     }
     return 1;
 }

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "rc/wan/wan.h"
+
 // ---- line and circuits -----------------------------------------------------------------------------------
 
 // 1: the line is in data mode; 0: it is not, or its tool said nothing.
@@ -28,9 +30,12 @@ int start_ip();
 // Starts the DHCP client, whose script does the rest. Always 0.
 int start_dhcpc();
 
-// Composes and runs the PPP daemon's command; `kind` 0: over Ethernet, 1: over ATM. With an idle time and
-// `flag` 0 the result is the status of that run; else it returns 0 once the WAN is up, and not before.
-int set_pppd_cmd(unsigned kind, unsigned flag);
+enum class PppKind { kOverEthernet, kOverAtm };
+
+// Composes and runs the PPP daemon's command; an empty one for a kind that is neither. With an idle time and
+// not at a first start the result is the status of that run; else it returns 0 once the WAN is up, and not
+// before.
+int set_pppd_cmd(PppKind kind, Start start);
 
 // ---- fast bridge module -----------------------------------------------------------------------------
 

@@ -9,13 +9,17 @@
 // The ATM ARP daemon writes the address of a server that answers to /tmp/ipoa_server. An answer from the
 // own network means the classical form (RFC 1577, interface atm1), anything else the routed one (RFC 1483).
 
+#include "rc/wan/internal.h"
+
 #include <arpa/inet.h>
 #include <unistd.h>
 
 #include <cstring>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/text.h"
 
 namespace {
 

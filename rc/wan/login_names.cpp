@@ -1,13 +1,11 @@
 // Login host names: the names under which a LAN host finds the router's pages.
 //
-// Reads:  -
 // Writes: /etc/hosts
-// Runs:   -
-// Needs:  -
 
-#include "rc/product.h"
-#include "rc/rc.h"
 #include "rc/wan/internal.h"
+
+#include "rc/files.h"
+#include "rc/product.h"
 
 void write_login_names(const char *address)
 {

@@ -3,10 +3,11 @@
 // Reads:  wan_fix_dns wan_dns1 wan_dns2
 // Writes: /etc/resolv.conf
 // Runs:   echo
-// Needs:  -
 
-#include "rc/rc.h"
 #include "rc/wan/internal.h"
+
+#include "rc/nvram.h"
+#include "rc/rc.h"
 
 namespace {
 

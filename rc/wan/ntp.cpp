@@ -3,12 +3,14 @@
 // Reads:  ntp_custom time_zone ntp_server
 // Writes: /tmp/ntp_start
 // Runs:   veltrax_ntp killall echo
-// Needs:  -
 //
 // The client itself waits for /tmp/ntp_start, which exists while the WAN is up.
 
-#include "rc/rc.h"
 #include "rc/wan/wan.h"
+
+#include "rc/files.h"
+#include "rc/nvram.h"
+#include "rc/rc.h"
 
 int start_ntp()
 {

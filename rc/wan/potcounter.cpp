@@ -1,12 +1,10 @@
 // Counter daemon: started and stopped, nothing else.
 //
-// Reads:  -
-// Writes: -
 // Runs:   potcounter killall
-// Needs:  -
+
+#include "rc/wan/wan.h"
 
 #include "rc/rc.h"
-#include "rc/wan/wan.h"
 
 int start_pot()
 {

@@ -8,15 +8,16 @@
 //
 // The up-script makes /tmp/wan_uptime; until it does, the daemon is killed and started anew every minute.
 
-#include <cstdlib>
-
-#include "rc/rc.h"
 #include "rc/wan/internal.h"
 
-namespace {
+#include <cstdlib>
 
-constexpr unsigned kOverEthernet = 0;
-constexpr unsigned kOverAtm = 1;
+#include "rc/files.h"
+#include "rc/nvram.h"
+#include "rc/rc.h"
+#include "rc/text.h"
+
+namespace {
 
 constexpr unsigned kMinute = 60;
 
@@ -35,12 +36,12 @@ struct PppdPieces {
 };
 
 // 0: always on.
-int read_idle_minutes(unsigned kind)
+int read_idle_minutes(PppKind kind)
 {
     switch (kind) {
-        case kOverEthernet:
+        case PppKind::kOverEthernet:
             return nvram_int("pppoe_idle");
-        case kOverAtm:
+        case PppKind::kOverAtm:
             return nvram_int("pppoa_idle");
         default:
             return 0;
@@ -71,18 +72,18 @@ void choose_up_script(bool on_demand, int idle_minutes)
 }
 
 // The daemon's local:remote form with the remote side left open.
-std::string fixed_address_piece(unsigned kind)
+std::string fixed_address_piece(PppKind kind)
 {
     if (nvram_first("wan_iptype") != 'F') {
         return std::string();
     }
-    return (kind == kOverAtm ? nvram_text("pppoa_ipaddr") : nvram_text("pppoe_ipaddr")) + ':';
+    return (kind == PppKind::kOverAtm ? nvram_text("pppoa_ipaddr") : nvram_text("pppoe_ipaddr")) + ':';
 }
 
-std::string service_piece(unsigned kind)
+std::string service_piece(PppKind kind)
 {
     std::string piece;
-    if (kind == kOverEthernet) {
+    if (kind == PppKind::kOverEthernet) {
         const std::string service = nvram_text("pppoe_service");
         if (!service.empty()) {
             append_format(piece, "pppoe_srv_name %s", service.c_str());
@@ -131,12 +132,12 @@ std::string over_atm(const PppdPieces &pieces)
 }
 
 // Empty for a kind that is neither.
-std::string compose(unsigned kind, const PppdPieces &pieces)
+std::string compose(PppKind kind, const PppdPieces &pieces)
 {
     std::string command;
-    if (kind == kOverEthernet) {
+    if (kind == PppKind::kOverEthernet) {
         command = over_ethernet(pieces);
-    } else if (kind == kOverAtm) {
+    } else if (kind == PppKind::kOverAtm) {
         command = over_atm(pieces);
     }
     if (command.size() > kLongestCommand) {
@@ -147,22 +148,22 @@ std::string compose(unsigned kind, const PppdPieces &pieces)
 
 }  // namespace
 
-int set_pppd_cmd(unsigned kind, unsigned flag)
+int set_pppd_cmd(PppKind kind, Start start)
 {
     const int idle_minutes = read_idle_minutes(kind);
     PppdPieces pieces;
     pieces.peer_dns = nvram_int("wan_fix_dns") == 0 ? "usepeerdns" : "";
     pieces.idle = idle_piece(idle_minutes);
     const bool on_demand = nvram_on("wan_dod");
-    if (on_demand && flag == 0 && idle_minutes != 0) {
+    if (on_demand && start == Start::kAgain && idle_minutes != 0) {
         pieces.idle += " demand";
     }
     choose_up_script(on_demand, idle_minutes);
     pieces.fixed_address = fixed_address_piece(kind);
     pieces.service = service_piece(kind);
     const std::string command = compose(kind, pieces);
-    const int status = system(command.c_str());
-    if (idle_minutes != 0 && flag == 0) {
+    const int status = run(command.c_str());
+    if (idle_minutes != 0 && start == Start::kAgain) {
         return status;
     }
     // Without limit: a run that gives up would leave the router offline until somebody noticed.

@@ -1,17 +1,18 @@
 // SIP helper: loads or unloads the kernel modules that translate SIP calls.
 //
 // Reads:  dis_sip_alg
-// Writes: -
 // Runs:   lsmod rmmod insmod
-// Needs:  -
 //
 // Address translation builds on connection tracking: tracking is loaded first and unloaded last, a second
 // apart.
 
+#include "rc/wan/internal.h"
+
 #include <unistd.h>
 
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -8,14 +8,18 @@
 // Safe to run when nothing is up: every step is a kill or a removal that may find nothing. The line itself
 // stays trained, and the PPPoE relay stays with its interface where it is wanted.
 
+#include "rc/wan/internal.h"
+
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <climits>
 #include <csignal>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/text.h"
 #include "rc/wan/wan.h"
 
 namespace {

@@ -10,10 +10,14 @@
 // /var/run/my_pid names the run that is bringing the WAN up, which may wait long for a PPP session: the
 // newest run ends the one named there before it puts itself in its place.
 
+#include "rc/wan/internal.h"
+
 #include <unistd.h>
 
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
-#include "rc/wan/internal.h"
+#include "rc/text.h"
 #include "rc/wan/wan.h"
 
 namespace {
@@ -106,7 +110,7 @@ void start_relay(const std::string &mode)
 }
 
 // Any other mode ends with the bare interface.
-void connect_over_interface(const std::string &mode, unsigned flag)
+void connect_over_interface(const std::string &mode, Start start)
 {
     if (mode == "dhcpc") {
         (void)start_dhcpc();
@@ -114,14 +118,14 @@ void connect_over_interface(const std::string &mode, unsigned flag)
         (void)start_ip();
     } else if (mode == "pppoe") {
         run("/sbin/ifconfig nas0 mtu 1500");
-        (void)set_pppd_cmd(0, flag);
+        (void)set_pppd_cmd(PppKind::kOverEthernet, start);
     } else if (mode == "bridge") {
         run("/usr/sbin/brctl addif br0 nas0");
         (void)remove_fast_br();
     }
 }
 
-void bring_up(const std::string &mode, unsigned flag)
+void bring_up(const std::string &mode, Start start)
 {
     run("/bin/echo g3 off > /proc/led");
     run("/bin/echo g7 off > /proc/led");
@@ -131,7 +135,7 @@ void bring_up(const std::string &mode, unsigned flag)
     clean_vc_table();
     add_wan_circuit(circuit.vpi, circuit.vci);
     if (mode == "pppoa") {
-        (void)set_pppd_cmd(1, flag);
+        (void)set_pppd_cmd(PppKind::kOverAtm, start);
         return;
     }
     if (mode == "ipoa") {
@@ -140,7 +144,7 @@ void bring_up(const std::string &mode, unsigned flag)
     }
     make_circuit_interface(circuit);
     start_relay(mode);
-    connect_over_interface(mode, flag);
+    connect_over_interface(mode, start);
     if (nvram_on("wifi_if_on") && nvram_on("wifi_wds")) {
         (void)remove_fast_br();
     }
@@ -176,7 +180,7 @@ int start_dhcpc()
     return 0;
 }
 
-int start_wan(unsigned flag)
+int start_wan(Start start)
 {
     (void)add_fast_br();
     // Deliberate: with the line down a bring-up at work and its record stay as they are.
@@ -188,7 +192,7 @@ int start_wan(unsigned flag)
     const std::string mode = nvram_text("wan_mode");
     clear_leftovers();
     if (mode.size() >= kShortestMode) {
-        bring_up(mode, flag);
+        bring_up(mode, start);
     }
     remove_file("/var/run/my_pid");
     return 0;

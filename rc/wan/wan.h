@@ -6,9 +6,13 @@
 // Starts training the DSL line; does not wait for it. Always 0.
 int start_adsl();
 
-// Brings the WAN up in the mode of the settings; nothing when the line is not in data mode. `flag` is 1
-// for a first start, which waits for a PPP session, 0 for a restart, which may dial on demand. Always 0.
-int start_wan(unsigned flag);
+enum class Start {
+    kAgain,  // a restart: may dial on demand
+    kFirst,  // waits for a PPP session
+};
+
+// Brings the WAN up in the mode of the settings; nothing when the line is not in data mode. Always 0.
+int start_wan(Start start);
 
 // Takes the WAN down in every mode; harmless when nothing is up. Always 0.
 int stop_wan();

@@ -8,10 +8,13 @@
 // First of the group that runs once the WAN has an address: the DNS relay must learn the name servers, the
 // time client may start asking, the UPnP daemon must learn the address.
 
+#include "rc/wan/wan.h"
+
 #include "rc/aux/aux.h"
+#include "rc/files.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
 #include "rc/wan/internal.h"
-#include "rc/wan/wan.h"
 
 int start_wan_basic()
 {

@@ -8,16 +8,20 @@
 //
 // The driver keeps its state between commands, so the order of the commands is the bring-up. No command's
 // status is looked at but that of the version probe, which tells whether the driver is there at all.
+
 #include "rc/wireless/wireless.h"
 
 #include <unistd.h>
 
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <string_view>
 
+#include "rc/files.h"
 #include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/text.h"
 #include "rc/wireless/internal.h"
 
 namespace {
@@ -72,7 +76,21 @@ constexpr Country kCountries[] = {
     {'S', '\0', "BR"},  // South America
     {'U', '\0', "US"},  // United States
 };
-static_assert(sizeof kCountries / sizeof kCountries[0] == 11);
+
+// No row is hidden by one before it.
+constexpr bool every_country_can_match()
+{
+    for (const Country *row = kCountries; row != std::end(kCountries); ++row) {
+        for (const Country *before = kCountries; before != row; ++before) {
+            if (before->first == row->first && (before->second == '\0' || before->second == row->second)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+static_assert(every_country_can_match());
 
 const Country *find_country(const char (&region)[2])
 {
@@ -100,7 +118,7 @@ void set_country(WifiConfig &config)
 {
     const Country *country = find_country(config.region);
     if (country == nullptr) {
-        puts("No CoutryCode Matched.");
+        (void)puts("No CoutryCode Matched.");
     } else if (country->first == 'I') {
         allow_channel(config);
     }
@@ -183,7 +201,7 @@ void allow_stations(std::string_view list)
 
 void control_access(const WifiConfig &config)
 {
-    printf("--%d\n", config.access_control);
+    (void)printf("--%d\n", config.access_control);
     if (config.access_control != 0) {
         MY_SYSTEM("/usr/sbin/wlctl macmode 2");
         allow_stations(nvram_text("wifi_access_list"));
@@ -305,15 +323,16 @@ int start_wifi()
         return 0;
     }
     WifiConfig config;
+    // Neither reading nor bring-up ever fails; their messages are the product's, for the day one does.
     if (parse_config(config) != 0) {
-        puts("parse_config error!");
+        (void)puts("parse_config error!");
         return -1;
     }
     if (config.if_on == 0) {
         return 0;
     }
     if (wlan_up(config) != 0) {
-        puts("wifi up fail!");
+        (void)puts("wifi up fail!");
         return -3;
     }
     return 0;
@@ -329,7 +348,7 @@ int stop_wifi()
     MY_SYSTEM("/usr/bin/killall wlctl");
     MY_SYSTEM("/sbin/rmmod fast_br");
     MY_SYSTEM("/usr/bin/killall nas");
-    sleep(1);
+    (void)sleep(1);
     MY_SYSTEM("/sbin/rmmod wl");
     return 0;
 }

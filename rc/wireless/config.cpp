@@ -7,13 +7,11 @@
 //         wifi_features wifi_wds wifi_wds_apmode wifi_wds_bridge0mac wifi_wds_bridge%dmac
 //         wifi_wds_repeater%dmac
 // Sets:   wifi_features
-// Writes: -
-// Runs:   -
-// Needs:  -
 //
 // No value is judged here: the bring-up decides what an odd number means. Every text is cut to the room
 // its member has, so that no value reaches a neighbour. The order of the reads is kept, since a first
 // read may add the key to the working copy.
+
 #include "rc/wireless/config.h"
 
 #include <arpa/inet.h>
@@ -21,8 +19,9 @@
 #include <cstdio>
 #include <string>
 
+#include "rc/files.h"
 #include "rc/nvram.h"
-#include "rc/rc.h"
+#include "rc/text.h"
 #include "rc/wireless/wireless.h"
 
 namespace {

@@ -1,14 +1,14 @@
 // Wireless security: the cipher and key numbers of each mode, WEP keys, and the WPA authenticator.
 //
-// Reads:  -
-// Writes: -
 // Runs:   wlctl nas
 // Needs:  a WifiConfig; the driver, up
+
 #include "rc/wireless/internal.h"
 
 #include <string_view>
 
 #include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 

@@ -82,7 +82,10 @@ struct ContractReader {
                 refuse(line.number, name + " stands out of order");
             }
             field = i;
-            contract.line = i == 0 ? line.number : contract.line;
+            contract.line = contract.line == 0 ? line.number : contract.line;
+            if (words_of(line.text.substr(name.size())) == std::vector<std::string>{"-"}) {
+                refuse(line.number, name + " lists nothing; leave the line out");
+            }
             add_names(line, line.text.substr(std::min(line.text.size(), size_t{8})));
             return true;
         }
@@ -113,10 +116,6 @@ Contract read_contract(const std::string &path, std::string_view source, std::ve
     }
     if (reader.contract.purpose.empty()) {
         reader.refuse(1, "the file does not begin with a comment that says its purpose");
-    } else if (reader.contract.line == 0) {
-        reader.refuse(1, "the opening comment has no contract (Reads: Writes: Runs: Needs:)");
-    } else if (reader.field != 4) {
-        reader.refuse(reader.contract.line, "the contract does not end with Needs:");
     }
     return reader.contract;
 }

@@ -54,14 +54,6 @@ Shared read_headers(const fs::path &root)
     return shared;
 }
 
-// A file right below rc/ that touches nothing may do without a contract: it is no service.
-bool needs_contract(const Service &service)
-{
-    const Uses &uses = service.uses;
-    return std::count(service.path.begin(), service.path.end(), '/') > 1 || !uses.reads.empty() ||
-           !uses.sets.empty() || !uses.writes.empty() || !uses.runs.empty();
-}
-
 Service read_service(const fs::path &root, const fs::path &file, const Shared &shared,
                      std::vector<Problem> &problems)
 {
@@ -69,11 +61,7 @@ Service read_service(const fs::path &root, const fs::path &file, const Shared &s
     const std::string source = read_text(file);
     service.path = file.lexically_relative(root).string();
     service.uses = read_uses(source, shared);
-    std::vector<Problem> faults;
-    service.contract = read_contract(service.path, source, faults);
-    if (needs_contract(service) || service.contract.line != 0 || service.contract.purpose.empty()) {
-        problems.insert(problems.end(), faults.begin(), faults.end());
-    }
+    service.contract = read_contract(service.path, source, problems);
     return service;
 }
 
@@ -314,8 +302,7 @@ std::string services_text(const Project &project)
             text += "### " + service_name(service) + "\n\n| | |\n|---|---|\n| Source | " +
                     code(service.path) + " |\n| Reads | " + code_list(contract.reads) + " |\n| Sets | " +
                     code_list(contract.sets) + " |\n| Writes | " + code_list(contract.writes) +
-                    " |\n| Runs | " + code_list(contract.runs) + " |\n| Needs | " +
-                    (contract.needs == "-" ? "" : contract.needs) + " |\n\n";
+                    " |\n| Runs | " + code_list(contract.runs) + " |\n| Needs | " + contract.needs + " |\n\n";
         }
     }
     text.pop_back();
@@ -362,10 +349,8 @@ void check_project(const Project &project, std::vector<Problem> &problems)
 {
     const Described described = described_keys(project, problems);
     for (const Service &service : project.services) {
-        if (service.contract.line != 0) {
-            compare_contract(service.path, service.contract, service.uses, problems);
-            check_described(service, described, problems);
-        }
+        compare_contract(service.path, service.contract, service.uses, problems);
+        check_described(service, described, problems);
         check_literals(service, described, problems);
     }
     check_used(project, described, problems);

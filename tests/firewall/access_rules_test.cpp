@@ -14,6 +14,7 @@
 
 #include "rc/firewall/internal.h"
 #include "rc/firewall/rules.h"
+#include "rc/text.h"
 
 namespace {
 

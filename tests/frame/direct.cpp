@@ -16,8 +16,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "rc/files.h"
 #include "rc/frame.h"
+#include "rc/nvram.h"
 #include "rc/rc.h"
+#include "rc/toolbox.h"
 
 namespace {
 

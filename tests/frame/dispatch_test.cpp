@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "rc/frame.h"
+#include "rc/rc.h"
 
 namespace {
 

@@ -1,7 +1,8 @@
 // Text helpers and the readers of records, as the C library's own functions read.
 #include <gtest/gtest.h>
 
-#include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 
 namespace {
 

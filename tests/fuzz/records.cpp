@@ -6,7 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "rc/rc.h"
+#include "rc/record.h"
+#include "rc/text.h"
 #include "tests/fuzz/fuzz.h"
 
 namespace {

@@ -9,7 +9,7 @@
 
 #include "rc/lan/internal.h"
 #include "rc/lan/lan.h"
-#include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ int direct_rt_search_active(int count, char **words)
 // handle_static_route ADD
 int direct_handle_static_route(int count, char **words)
 {
-    return count == 1 ? print_result(handle_static_route(atoi(words[0]))) : 2;
+    return count == 1 ? print_result(handle_static_route(static_cast<RouteAction>(atoi(words[0])))) : 2;
 }
 
 // change_lease
@@ -108,9 +108,9 @@ int direct_router_times(int count, char **words)
 {
     (void)start_timezone();
     for (int i = 0; i < count; ++i) {
+        const tm local = router_time(static_cast<time_t>(atoll(words[i])));
         char text[32] = "";
-        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M %w",
-                       router_time(static_cast<time_t>(atoll(words[i]))));
+        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M %w", &local);
         (void)puts(text);
     }
     return getenv("TZ") == nullptr ? 0 : 1;

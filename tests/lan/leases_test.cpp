@@ -1,5 +1,6 @@
 // The lease table: record format, reading, and reservations put into it.
 #include "rc/lan/leases.h"
+#include "rc/bytes.h"
 
 #include <gtest/gtest.h>
 
@@ -18,8 +19,8 @@ LeaseRecord record_of(unsigned char hardware, uint32_t address, uint32_t seconds
 {
     LeaseRecord record = {};
     memset(record.hardware, hardware, 6);
-    set_lease_number(record.address, address);
-    set_lease_number(record.seconds, seconds);
+    put_big_endian(record.address, address);
+    put_big_endian(record.seconds, seconds);
     return record;
 }
 
@@ -47,7 +48,7 @@ size_t used_records(const LeaseTable &table)
 {
     size_t used = 0;
     for (const LeaseRecord &record : table.records) {
-        used += lease_number(record.address) == 0 ? 0 : 1;
+        used += get_big_endian(record.address) == 0 ? 0 : 1;
     }
     return used;
 }
@@ -57,11 +58,11 @@ constexpr uint32_t kRouter = 0xC0A80001;
 TEST(LeaseRecord, NumbersAreBigEndian)
 {
     LeaseRecord record = {};
-    set_lease_number(record.address, 0xC0A80A14);
-    set_lease_number(record.seconds, kReservationSeconds);
+    put_big_endian(record.address, 0xC0A80A14);
+    put_big_endian(record.seconds, kReservationSeconds);
     EXPECT_EQ(record_bytes(record).substr(16, 8), std::string("\xC0\xA8\x0A\x14\x01\xE1\x33\x80"));
-    EXPECT_EQ(lease_number(record.address), 0xC0A80A14U);
-    EXPECT_EQ(lease_number(record.seconds), 31536000U);
+    EXPECT_EQ(get_big_endian(record.address), 0xC0A80A14U);
+    EXPECT_EQ(get_big_endian(record.seconds), 31536000U);
 }
 
 TEST(LeaseRecord, NameEndsAtItsFirstNulByteOrTheRecords)
@@ -159,8 +160,8 @@ TEST(ReserveLease, AFullTableIsWalkedTo255)
     }
     const LeaseWalk walk = reserve_lease(table, {hardware_of(9), 0x0A000008, kRouter});
     EXPECT_EQ(walk.walked, 255U);
-    EXPECT_EQ(lease_number(table.records[254].address), 0x0A000008U);
-    EXPECT_EQ(lease_number(table.records[255].address), 0x0A000009U);
+    EXPECT_EQ(get_big_endian(table.records[254].address), 0x0A000008U);
+    EXPECT_EQ(get_big_endian(table.records[255].address), 0x0A000009U);
 }
 
 TEST(ReserveLease, StopsAtTheFirstUnusedRecord)
@@ -171,7 +172,7 @@ TEST(ReserveLease, StopsAtTheFirstUnusedRecord)
     const LeaseWalk walk = reserve_lease(table, {hardware_of(2), 0x0A000002, kRouter});
     EXPECT_EQ(walk.walked, 1U);
     EXPECT_FALSE(walk.found);
-    EXPECT_EQ(lease_number(table.records[2].seconds), 60U);
+    EXPECT_EQ(get_big_endian(table.records[2].seconds), 60U);
 }
 
 TEST(ReserveLease, TheSameClientAgainKeepsItsLease)
@@ -179,7 +180,7 @@ TEST(ReserveLease, TheSameClientAgainKeepsItsLease)
     LeaseTable table = {};
     table.records[0] = record_of(1, 0x0A000001, 60);
     EXPECT_TRUE(reserve_lease(table, {hardware_of(1), 0x0A000001, kRouter}).found);
-    EXPECT_EQ(lease_number(table.records[0].seconds), kReservationSeconds);
+    EXPECT_EQ(get_big_endian(table.records[0].seconds), kReservationSeconds);
 }
 
 TEST(ReserveLease, AllSixteenHardwareBytesCount)
@@ -197,10 +198,10 @@ TEST(ReserveLease, EveryRecordOfTheClientGetsTheAddress)
     table.records[1] = record_of(2, 0x0A000003, 60);
     table.records[2] = record_of(1, 0x0A000002, 0);
     EXPECT_TRUE(reserve_lease(table, {hardware_of(1), 0x0A000003, kRouter}).found);
-    EXPECT_EQ(lease_number(table.records[0].address), 0x0A000003U);
-    EXPECT_EQ(lease_number(table.records[1].seconds), 0U);
-    EXPECT_EQ(lease_number(table.records[2].address), 0x0A000003U);
-    EXPECT_EQ(lease_number(table.records[2].seconds), kReservationSeconds);
+    EXPECT_EQ(get_big_endian(table.records[0].address), 0x0A000003U);
+    EXPECT_EQ(get_big_endian(table.records[1].seconds), 0U);
+    EXPECT_EQ(get_big_endian(table.records[2].address), 0x0A000003U);
+    EXPECT_EQ(get_big_endian(table.records[2].seconds), kReservationSeconds);
 }
 
 TEST(ReserveLease, ALeaseOnTheRoutersAddressIsVoided)
@@ -209,8 +210,8 @@ TEST(ReserveLease, ALeaseOnTheRoutersAddressIsVoided)
     table.records[0] = record_of(1, kRouter, 60);
     table.records[1] = record_of(2, 0x0A000003, 60);
     EXPECT_FALSE(reserve_lease(table, {hardware_of(3), 0x0A000009, kRouter}).found);
-    EXPECT_EQ(lease_number(table.records[0].seconds), 0U);
-    EXPECT_EQ(lease_number(table.records[1].seconds), 60U);
+    EXPECT_EQ(get_big_endian(table.records[0].seconds), 0U);
+    EXPECT_EQ(get_big_endian(table.records[1].seconds), 60U);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "rc/lan/internal.h"
-#include "rc/rc.h"
+#include "rc/text.h"
 
 namespace {
 

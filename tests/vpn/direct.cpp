@@ -8,77 +8,38 @@
 
 namespace {
 
-void print_text(const char *name, const char *value)
+// A field that is not zero, as a line.
+void print_field(const VpnPolicy &policy, const VpnField &field)
 {
-    if (value[0] != '\0') {
-        printf("%s=%s\n", name, value);
+    const unsigned char *bytes = reinterpret_cast<const unsigned char *>(&policy) + field.offset;
+    const char *text = reinterpret_cast<const char *>(bytes);
+    switch (field.kind) {
+        case VpnKind::kText:
+            (void)(*text != '\0' && printf("%s=%s\n", field.name, text));
+            break;
+        case VpnKind::kNumber:
+            (void)(*bytes != 0 && printf("%s=%d\n", field.name, static_cast<int8_t>(*bytes)));
+            break;
+        case VpnKind::kHex:
+            (void)(get_big_endian(bytes) != 0 && printf("%s=%x\n", field.name, get_big_endian(bytes)));
+            break;
+        case VpnKind::kDecimal:
+            (void)(get_big_endian(bytes) != 0 &&
+                   printf("%s=%d\n", field.name, static_cast<int32_t>(get_big_endian(bytes))));
+            break;
+        case VpnKind::kReserved:
+            break;
     }
 }
 
-void print_number(const char *name, int value)
-{
-    if (value != 0) {
-        printf("%s=%d\n", name, value);
-    }
-}
-
-void print_hex(const char *name, uint32_t value)
-{
-    if (value != 0) {
-        printf("%s=%x\n", name, value);
-    }
-}
-
-void print_side(const VpnPolicy &policy)
-{
-    print_number("local_type", policy.local_type);
-    print_text("local_net", policy.local_net);
-    print_text("local_mask", policy.local_mask);
-    print_text("local_addr", policy.local_addr);
-    print_number("local_id_type", policy.local_id_type);
-    print_text("local_id", policy.local_id);
-    print_number("remote_gw_type", policy.remote_gw_type);
-    print_text("remote_gw", policy.remote_gw);
-    print_number("remote_type", policy.remote_type);
-    print_text("remote_net", policy.remote_net);
-    print_text("remote_mask", policy.remote_mask);
-    print_text("remote_addr", policy.remote_addr);
-    print_number("remote_id_type", policy.remote_id_type);
-    print_text("remote_id", policy.remote_id);
-}
-
-void print_wan(const VpnPolicy &policy, bool first)
-{
-    print_text("wan_ifname", first ? wan_ifname(policy) : "");
-    print_text("wan_ip", policy.wan_ip);
-    print_text("wan_gateway", policy.wan_gateway);
-    print_text("wan_netmask", policy.wan_netmask);
-    print_text("wan_broadcast", policy.wan_broadcast);
-}
-
-// Every field of a record that is not zero, a line each, in the record's order.
 void print_policy(const VpnPolicy &policy, bool first)
 {
-    print_number("enabled", policy.enabled);
-    print_text("name", policy.name);
-    print_text("psk", policy.psk);
-    print_wan(policy, first);
-    print_side(policy);
-    print_number("keying", policy.keying);
-    print_number("enc_alg", policy.enc_alg);
-    print_number("auth_alg", policy.auth_alg);
-    print_hex("spi_in", get_word(policy.spi_in));
-    print_hex("spi_out", get_word(policy.spi_out));
-    print_text("enc_key", policy.enc_key);
-    print_text("auth_key", policy.auth_key);
-    print_number("exchange_mode", policy.exchange_mode);
-    print_number("connect_mode", policy.connect_mode);
-    print_number("dh_group", policy.dh_group);
-    print_number("pfs", policy.pfs);
-    print_number("option25", policy.option25);
-    print_number("lifetime", lifetime_of(policy));
-    print_text("keepalive_addr", policy.keepalive_addr);
-    print_number("keepalive_on", policy.keepalive_on);
+    for (const VpnField &field : kVpnFields) {
+        print_field(policy, field);
+        if (first && field.offset == offsetof(VpnPolicy, psk) && wan_ifname(policy)[0] != '\0') {
+            (void)printf("wan_ifname=%s\n", wan_ifname(policy));
+        }
+    }
 }
 
 // The policies as the settings fill them: the result, then every record with a field that is not zero.
@@ -86,7 +47,7 @@ int direct_parse_conf(int, char **)
 {
     VpnTable table = {};
     const VpnPolicy none = {};
-    const int result = parse_conf(table.policies);
+    const int result = parse_conf(table);
     printf("result=%d\n", result);
     for (int i = 0; i < kVpnPolicies; i++) {
         if (memcmp(&table.policies[i], &none, sizeof none) != 0) {
@@ -219,8 +180,8 @@ int direct_vpn_down_null(int, char **)
 int direct_vpn_up(int, char **)
 {
     VpnTable table = {};
-    const int parsed = parse_conf(table.policies);
-    printf("results=%d %d\n", parsed, vpn_up(table.policies));
+    const int parsed = parse_conf(table);
+    printf("results=%d %d\n", parsed, vpn_up(table));
     return 0;
 }
 
@@ -228,7 +189,7 @@ int direct_vpn_up(int, char **)
 int direct_manual_keying(int, char **)
 {
     VpnTable table = {};
-    const int parsed = parse_conf(table.policies);
+    const int parsed = parse_conf(table);
     const int up = setup_manual_keying(table.policies[0]);
     const int down = manual_keying_down(table.policies[0]);
     printf("results=%d %d %d\n", parsed, up, down);

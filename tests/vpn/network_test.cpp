@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "rc/rc.h"
+#include "rc/text.h"
 #include "rc/vpn/internal.h"
 
 namespace {
@@ -83,9 +83,7 @@ TEST(RouteTable, LongLineIsReadInPieces)
 
 std::string dotted(uint32_t address)
 {
-    char text[kDottedSize];
-    dotted_text(address, text);
-    return text;
+    return dotted_text(address);
 }
 
 TEST(Addresses, NumberAndTextAndBack)

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "rc/rc.h"
+#include "rc/text.h"
 #include "rc/wan/internal.h"
 #include "tests/direct.h"
 
@@ -74,9 +74,9 @@ int direct_set_pppd_cmd(int argc, char **argv)
     if (argc != 2) {
         return 2;
     }
-    const auto kind = static_cast<unsigned>(to_int(argv[0]));
-    const auto flag = static_cast<unsigned>(to_int(argv[1]));
-    printf("%d\n", set_pppd_cmd(kind, flag));
+    const auto kind = static_cast<PppKind>(to_int(argv[0]));
+    const auto start = static_cast<Start>(to_int(argv[1]));
+    printf("%d\n", set_pppd_cmd(kind, start));
     return 0;
 }
 

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "bench/router.h"
+#include "rc/nvram.h"
+#include "rc/rc.h"
 #include "rc/wireless/internal.h"
 #include "tests/programs.h"
 

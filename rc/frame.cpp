@@ -1,23 +1,26 @@
 // The command frame: words, verbs, the three service tables and their dispatch.
 //
-// Reads:  -
 // Writes: /tmp/wan_ipaddr
 // Runs:   wlctl
-// Needs:  -
 //
 // One run does one thing and exits. Rows are scanned in table order, which is the order of `rc start`.
 
-#include "rc/rc.h"
+#include "rc/frame.h"
 
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "rc/aux/aux.h"
+#include "rc/boot.h"
+#include "rc/files.h"
 #include "rc/firewall/firewall.h"
-#include "rc/frame.h"
 #include "rc/lan/lan.h"
+#include "rc/nvram.h"
+#include "rc/process.h"
+#include "rc/rc.h"
 #include "rc/vpn/vpn.h"
 #include "rc/wan/wan.h"
 #include "rc/wireless/wireless.h"
@@ -67,6 +70,24 @@ constexpr Service kLastTable[] = {
 
 namespace {
 
+// A name means one row: whichever table it is looked up in, there is no other.
+template <size_t N, size_t M>
+constexpr bool are_apart(const Service (&one)[N], const Service (&other)[M])
+{
+    for (size_t i = 0; i + 1 < N; ++i) {
+        for (size_t j = static_cast<const void *>(one) == other ? i + 1 : 0; j + 1 < M; ++j) {
+            if (std::string_view(one[i].name) == other[j].name) {
+                return false;
+            }
+        }
+    }
+    return one[N - 1].name == nullptr;
+}
+
+static_assert(are_apart(kGeneral, kGeneral) && are_apart(kGeneral, kWanGroup) &&
+              are_apart(kGeneral, kLastTable) && are_apart(kWanGroup, kWanGroup) &&
+              are_apart(kWanGroup, kLastTable) && are_apart(kLastTable, kLastTable));
+
 bool same(const char *left, const char *right)
 {
     return strcmp(left, right) == 0;
@@ -113,14 +134,14 @@ int wan_command(const char *action)
     // The next `rc service` then sees a changed address.
     remove_file("/tmp/wan_ipaddr");
     if (same(action, "start")) {
-        return start_wan(1);
+        return start_wan(Start::kFirst);
     }
     if (same(action, "stop")) {
         return stop_wan();
     }
     if (same(action, "restart")) {
         const int stopped = stop_wan();
-        const int started = start_wan(0);
+        const int started = start_wan(Start::kAgain);
         return stopped & started;
     }
     rc_usage();
@@ -251,6 +272,7 @@ int rc_main(int word_count, char **words)
     }
     (void)setenv("PATH", "/bin:/sbin:/usr/sbin:/usr/bin", 1);
     const bool init = same(*verb, "init");
+    // The initialisation never fails; the message is the product's, for the day one does.
     if ((init || file_missing(kStorePath)) && rc_init() < 0) {
         (void)puts("nvram error!!\n");
         return 1;

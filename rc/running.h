@@ -1,0 +1,19 @@
+// What separate runs of rc know of each other: running markers, and the WAN address last seen.
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Marks a service as running. 1: a marker of at most 10 seconds' age exists, another run is at work;
+// 0: go ahead (always for a null name, which is never marked).
+[[nodiscard]] int rc_add_running(const char *name);
+
+// Removes the service's marker; nothing for a null name. Always 0.
+int rc_del_running(const char *name);
+
+// The interface's IPv4 address in dotted form, or none when it has none.
+std::optional<std::string> getIPAddress(const char *ifname);
+
+// Compares the address of `wan_ifname` with /tmp/wan_ipaddr and records it there.
+// 1: changed (and recorded), 0: unchanged, -1: the record could not be opened.
+[[nodiscard]] int check_wanIp();
