@@ -1,6 +1,7 @@
 #include "bench/rcbench/runs.h"
 
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 
 #include "forms/nearest.h"
@@ -69,9 +70,7 @@ std::vector<std::string> first_words()
 {
     std::vector<std::string> words = {"init", "start", "stop", "restart", "create", "service", "wan", "list"};
     std::istringstream services(RC_SERVICES);
-    for (std::string name; services >> name;) {
-        words.push_back(name);
-    }
+    words.insert(words.end(), std::istream_iterator<std::string>(services), {});
     return words;
 }
 
