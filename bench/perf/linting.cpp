@@ -47,6 +47,7 @@ void linting(const bench::Target &, const Effort &effort, std::vector<Figure> &f
 {
     const std::string text = large_text();
     std::vector<double> times;
+    times.reserve(static_cast<size_t>(effort.runs));
     for (int run = 0; run < effort.runs; ++run) {
         times.push_back(time_of_one(text));
     }
