@@ -146,6 +146,7 @@ std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vect
 {
     bench::Root root(target, setup_of(request, target, with_changes));
     std::vector<bench::Trace> traces;
+    traces.reserve(runs.size());
     for (const WishedRun &run : runs) {
         traces.push_back(run_in(root, request, run));
     }
