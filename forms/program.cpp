@@ -24,6 +24,8 @@ using Words = std::vector<std::string>;
 
 // Who speaks in messages, and whose help is named.
 std::string program_name = "program";
+// Why a write failed before the end, where that is known.
+volatile sig_atomic_t write_error = 0;
 std::string help_name = "program";
 
 // Thrown when --help or --version has said everything.
@@ -185,7 +187,7 @@ void use_option(const Program &program, const Option &option, const std::string 
         return;
     }
     if (strcmp(option.name, "help") == 0) {
-        (void)fputs(help_text(program).c_str(), stdout);
+        write_error = fputs(help_text(program).c_str(), stdout) == EOF ? errno : 0;
     } else {
         print_version(program);
     }
@@ -232,9 +234,6 @@ void open_missing_descriptors()
         }
     }
 }
-
-// Why a write failed, where a signal said so.
-volatile sig_atomic_t write_error = 0;
 
 void on_signal(int signal)
 {

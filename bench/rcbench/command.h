@@ -40,5 +40,7 @@ Command make_compare();
 Command make_completion();
 Command make_shell();
 Command make_explain();
+Command make_packet();
+Command make_reach();
 
 }  // namespace rcbench

@@ -16,6 +16,8 @@ constexpr CommandRow kCommands[] = {
     {"completion", "a script that teaches the shell to complete rcbench's words", make_completion},
     {"shell", "where the text of settings meets the shell",                    make_shell},
     {"explain", "what a setting, a value or a message of rc's means",           make_explain},
+    {"packet", "which packet gets through, and by which rules",                 make_packet},
+    {"reach",  "everything that gets through, what a change opens, promises",   make_reach},
 };
 // clang-format on
 

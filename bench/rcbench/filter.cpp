@@ -1,0 +1,115 @@
+#include "bench/rcbench/filter.h"
+
+#include "bench/packets/load.h"
+#include "bench/rcbench/runs.h"
+#include "bench/rule_origins.h"
+
+namespace rcbench {
+
+namespace {
+
+// A chain is deleted before it is made and a rule before it is inserted; on a fresh router neither is there.
+bool is_routine(const packets::Refusal &refusal)
+{
+    return refusal.why == packets::Why::kMissingChain || refusal.why == packets::Why::kNoSuchRule;
+}
+
+// Names and addresses that lines of the framework are filled with are no reason for them.
+bool is_only_filled_in(const std::string &setting)
+{
+    return setting == "lan_if" || setting == "wan_ifname" || setting == "lan_ipaddr" || setting == "wan_mode";
+}
+
+packets::Origin origin_of(const bench::RuleOrigin &origin)
+{
+    std::string settings;
+    for (const std::string &setting : origin.settings) {
+        if (!is_only_filled_in(setting)) {
+            settings += (settings.empty() ? "" : ", ") + setting;
+        }
+    }
+    return {settings, origin.record};
+}
+
+// What port triggering marks, and what the firewall gives the tool beside its file: the VPN's lines.
+void put_special_origins(bench::RouterFilter &filter, size_t lines)
+{
+    for (packets::Table *table : {&filter.rules.nat, &filter.rules.filter}) {
+        for (packets::Chain &chain : table->chains) {
+            for (packets::Rule &rule : chain.rules) {
+                if (rule.text.find(" --mark 0x2511 ") != std::string::npos) {
+                    rule.origin = {"fw_spapp", 0};
+                } else if (rule.line < filter.batch_line || rule.line >= filter.batch_line + lines) {
+                    rule.origin = {"vpn", 0};
+                }
+            }
+        }
+    }
+}
+
+void put_origins(bench::RouterFilter &filter, const bench::RulesFile &file)
+{
+    std::vector<packets::Origin> origins(filter.batch_line - 1);
+    if (file.text == filter.batch) {
+        for (const bench::RuleOrigin &origin : file.origins) {
+            origins.push_back(origin_of(origin));
+        }
+    }
+    packets::set_origins(filter.rules, origins);
+    put_special_origins(filter, file.origins.size());
+}
+
+}  // namespace
+
+bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes,
+                              bool causes)
+{
+    const bench::Setup setup = setup_of(request, target, with_changes);
+    bench::Root root(target, setup);
+    std::vector<bench::Trace> traces;
+    for (const char *service : {"firewall", "route"}) {
+        traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}));
+    }
+    try {
+        bench::RouterFilter filter = bench::router_filter(root, setup.interfaces, traces);
+        if (causes) {
+            put_origins(filter, bench::rules_with_origins(target, setup, run_like(request)));
+        }
+        for (const packets::Refusal &refusal : filter.rules.refused) {
+            if (!is_routine(refusal)) {
+                forms::note("the filter tool refuses \"" + forms::shown(refusal.text) +
+                            "\": " + forms::shown(refusal.reason));
+            }
+        }
+        return filter;
+    } catch (const packets::Error &error) {
+        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+    }
+}
+
+packets::Side side_of(const std::string &option, const std::string &name)
+{
+    for (const packets::Side side : packets::kSides) {
+        if (name == packets::side_name(side)) {
+            return side;
+        }
+    }
+    throw forms::usage_error(option + " " + forms::shown(name) +
+                             ": no such side; take wan, lan, tunnel or router");
+}
+
+std::string origin_text(const packets::Origin &origin)
+{
+    if (origin.setting.empty()) {
+        return "framework";
+    }
+    return origin.setting + (origin.record == 0 ? "" : ", record " + std::to_string(origin.record));
+}
+
+void put_origin(bench::Json &json, const packets::Origin &origin)
+{
+    json["setting"] = origin.setting.empty() ? bench::Json(nullptr) : bench::json_text(origin.setting);
+    json["record"] = origin.record == 0 ? bench::Json(nullptr) : bench::Json(origin.record);
+}
+
+}  // namespace rcbench

@@ -1,0 +1,543 @@
+// rcbench reach: everything that the packet filter lets through, as tables; what a change opens and closes;
+// whether promises about it hold; rules that nothing needs.
+
+#include "bench/packets/reach.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "bench/packets/walk.h"
+#include "bench/rcbench/filter.h"
+#include "bench/rcbench/reach_tables.h"
+#include "forms/files.h"
+
+namespace rcbench {
+
+namespace {
+
+using packets::Piece;
+using packets::Row;
+using packets::Sentence;
+using packets::Side;
+using packets::Space;
+using packets::Verdict;
+
+using Pieces = std::vector<Piece>;
+using Rows = std::vector<Row>;
+
+struct ReachRequest {
+    std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
+    std::optional<Side> from;
+    bool json = false;
+    bool quick = false;
+    bool diff = false;
+    bool idle = false;
+    std::vector<Sentence> sentences;
+};
+
+Sentence sentence(const std::string &text)
+{
+    try {
+        return packets::parse_sentence(text);
+    } catch (const packets::Error &error) {
+        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+    }
+}
+
+void read_sentences(const std::string &file, std::vector<Sentence> &sentences)
+{
+    const std::string bytes = forms::read_input(file, forms::kFileLimit);
+    std::string line;
+    for (const char c : bytes + "\n") {
+        if (c != '\n') {
+            line += c;
+            continue;
+        }
+        if (line.find_first_not_of(" \t\r") != std::string::npos && line[0] != '#') {
+            sentences.push_back(sentence(line));
+        }
+        line.clear();
+    }
+}
+
+Options reach_options(const std::shared_ptr<ReachRequest> &r)
+{
+    using Text = const std::string &;
+    // clang-format off
+    return {
+        {.help = "The question"},
+        {.name = "from", .argument = "SIDE",
+         .help = "only what comes from there: wan, lan, tunnel or router",
+         .take = [r](Text side) { r->from = side_of("--from", side); }},
+        {.name = "diff",
+         .help = "what the --set and --unset options open, close and send elsewhere",
+         .take = [r](Text) { r->diff = true; }},
+        {.name = "never", .argument = "SENTENCE",
+         .help = "whether this holds: 'wan -> router:80', 'wan -> lan unless by fw_in_rules'",
+         .take = [r](Text text) { r->sentences.push_back(sentence("never " + text)); }},
+        {.name = "always", .argument = "SENTENCE",
+         .help = "whether this holds: 'lan -> router:53 udp'",
+         .take = [r](Text text) { r->sentences.push_back(sentence("always " + text)); }},
+        {.name = "promises", .argument = "FILE",
+         .help = "whether the sentences of a file hold, one a line, \"never ...\" or \"always ...\"",
+         .take = [r](Text file) { read_sentences(file, r->sentences); }},
+        {.name = "idle",
+         .help = "rules that are shadowed, redundant or never match, with the lines that cover them",
+         .take = [r](Text) { r->idle = true; }},
+        {.name = "quick",
+         .help = "without the settings behind rules, which are found by running rc many times",
+         .take = [r](Text) { r->quick = true; }},
+        {.name = "json",
+         .help = "for machines: a list with one object a row",
+         .take = [r](Text) { r->json = true; }},
+    };
+    // clang-format on
+}
+
+// ---- tables
+// -------------------------------------------------------------------------------------------------
+
+struct Table {
+    std::string heading;
+    Side side;
+    Rows rows;
+};
+
+Rows picked(const Rows &rows, bool (*wanted)(const Row &))
+{
+    Rows found;
+    for (const Row &row : rows) {
+        if (wanted(row)) {
+            found.push_back(row);
+        }
+    }
+    return found;
+}
+
+bool is_let_in(const Row &row)
+{
+    return row.verdict == Verdict::kAccept;
+}
+
+// Not what the kernel's routing drops whatever the rules are.
+bool is_stopped(const Row &row)
+{
+    return row.verdict != Verdict::kAccept && !row.reason.starts_with("routing: ");
+}
+
+bool is_for_router(const Row &row)
+{
+    return row.verdict == Verdict::kAccept && row.out == Side::kRouter;
+}
+
+bool has_tunnels(const packets::Network &network)
+{
+    return std::any_of(network.routes.begin(), network.routes.end(),
+                       [](const packets::Route &route) { return route.side == Side::kTunnel; });
+}
+
+class Tables {
+  public:
+    Tables(const Space &space, const bench::RouterFilter &filter) : space_(space), filter_(filter) {}
+
+    std::vector<Table> all(std::optional<Side> from)
+    {
+        if (!from || *from == Side::kWan) {
+            tables_.push_back({"Let in from the Internet", Side::kWan, picked(rows(Side::kWan), is_let_in)});
+        }
+        if (from ? *from == Side::kTunnel : has_tunnels(filter_.network)) {
+            tables_.push_back(
+                {"Let in from a tunnel", Side::kTunnel, picked(rows(Side::kTunnel), is_let_in)});
+        }
+        if (!from || *from == Side::kLan) {
+            add_lan();
+        }
+        if (from == Side::kRouter) {
+            tables_.push_back(
+                {"Sent by the router itself", Side::kRouter, picked(rows(Side::kRouter), is_let_in)});
+        }
+        return std::move(tables_);
+    }
+
+  private:
+    Rows rows(Side side) const { return rows_of(packets::new_connections(space_, side)); }
+
+    Rows rows_of(const packets::Set &set) const
+    {
+        return packets::rows_of(space_, filter_.network,
+                                packets::flow(space_, filter_.rules, filter_.network, set));
+    }
+
+    void add_lan()
+    {
+        const Rows all = rows(Side::kLan);
+        tables_.push_back({"The router's own ports, from the LAN", Side::kLan, picked(all, is_for_router)});
+        tables_.push_back({"Kept from LAN hosts", Side::kLan, picked(all, is_stopped)});
+        tables_.push_back({"Kept from LAN hosts within connections", Side::kLan, by_payload()});
+    }
+
+    // What is stopped for what it carries: data that would pass if it carried nothing that rules look for.
+    Rows by_payload() const
+    {
+        const packets::Set data = packets::running_data(space_, Side::kLan);
+        const size_t texts = space_.texts().size();
+        const packets::Set bits = packets::Set::bits(packets::kTextBits, static_cast<int>(texts));
+        Pieces pieces = packets::flow(space_, filter_.rules, filter_.network, data);
+        packets::Set mute = packets::accepted(pieces);
+        for (size_t i = 0; i < texts; ++i) {
+            mute &= packets::Set::bit(packets::kTextBits + static_cast<int>(i), false);
+        }
+        mute = texts == 0 ? packets::Set() : mute.without(bits);
+        for (Piece &piece : pieces) {
+            piece.packets &= mute;
+        }
+        return picked(packets::rows_of(space_, filter_.network, pieces), is_stopped);
+    }
+
+    const Space &space_;
+    const bench::RouterFilter &filter_;
+    std::vector<Table> tables_;
+};
+
+int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter)
+{
+    const Space space(packets::texts_of({&filter.rules}));
+    const std::vector<Table> tables = Tables(space, filter).all(request.from);
+    bench::Json json = bench::Json::array();
+    for (const Table &table : tables) {
+        if (request.json) {
+            for (const Row &row : table.rows) {
+                json.push_back(json_row(table.side, row));
+            }
+        } else {
+            printf("%s", &table == &tables.front() ? "" : "\n");
+            print_rows(table.heading, table.rows);
+        }
+    }
+    if (request.json) {
+        (void)fputs(bench::written(json).c_str(), stdout);
+    }
+    return forms::kDone;
+}
+
+int answer_idle(const ReachRequest &request, const bench::RouterFilter &filter)
+{
+    const Space space(packets::texts_of({&filter.rules}));
+    const std::vector<packets::IdleLine> lines = packets::idle_lines(space, filter.rules, filter.network);
+    if (request.json) {
+        (void)fputs(bench::written(json_idle_lines(lines)).c_str(), stdout);
+    } else {
+        print_idle_lines(lines);
+    }
+    return forms::kDone;
+}
+
+// ---- differences
+// --------------------------------------------------------------------------------------------
+
+class Changes {
+  public:
+    Changes(const Space &space, const bench::RouterFilter &before, const bench::RouterFilter &after,
+            bool json)
+        : space_(space), before_(before), after_(after), json_(json)
+    {
+    }
+
+    // True when something differs.
+    bool compare(Side side)
+    {
+        const packets::Difference opening = difference(packets::new_connections(space_, side));
+        packets::Difference running = difference(packets::running_data(space_, side));
+        leave_out(running, opening, side);
+        show(side, opening, "");
+        show(side, running, " within connections");
+        return !opening.empty() || !running.empty();
+    }
+
+    void finish(bool differs) const
+    {
+        if (json_) {
+            (void)fputs(bench::written(list_).c_str(), stdout);
+        } else if (!differs) {
+            printf("Nothing changes: the same connections get through to the same ends.\n");
+        }
+    }
+
+  private:
+    packets::Difference difference(const packets::Set &set) const
+    {
+        return packets::difference(space_, after_.network,
+                                   packets::flow(space_, before_.rules, before_.network, set),
+                                   packets::flow(space_, after_.rules, after_.network, set));
+    }
+
+    // Changes of data in connections that cannot be opened, or can only now, are no news.
+    void leave_out(packets::Difference &running, const packets::Difference &opening, Side side) const
+    {
+        const packets::Set state =
+            packets::Set::bits(packets::kStateBits, 2) &
+            packets::Set::bits(packets::kFlagBits, packets::kTextBits - packets::kFlagBits);
+        packets::Set known;
+        for (const Rows *rows : {&opening.opened, &opening.closed, &opening.moved}) {
+            for (const Row &row : *rows) {
+                known |= row.packets.without(state);
+            }
+        }
+        known &= packets::running_data(space_, side);
+        for (Rows *rows : {&running.opened, &running.closed, &running.moved}) {
+            std::erase_if(*rows, [&](const Row &row) { return (row.packets - known).empty(); });
+        }
+    }
+
+    void show(Side side, const packets::Difference &difference, const std::string &where)
+    {
+        show_rows(side, "opened", difference.opened, where);
+        show_rows(side, "closed", difference.closed, where);
+        show_rows(side, "moved", difference.moved, where);
+    }
+
+    void show_rows(Side side, const std::string &kind, const Rows &rows, const std::string &where)
+    {
+        if (rows.empty()) {
+            return;
+        }
+        if (!json_) {
+            printf("%s from %s%s\n",
+                   kind == "opened"   ? "Opened"
+                   : kind == "closed" ? "Closed"
+                                      : "Sent elsewhere",
+                   packets::side_name(side), where.c_str());
+            print_table_of(rows);
+            shown_ = true;
+        }
+        for (const Row &row : rows) {
+            confirm(side, kind, row, where);
+        }
+    }
+
+    // The example goes through both rule sets once more, step by step.
+    void confirm(Side side, const std::string &kind, const Row &row, const std::string &where)
+    {
+        const packets::Walk was = packets::walk(before_.rules, before_.network, row.example);
+        const packets::Walk now = packets::walk(after_.rules, after_.network, row.example);
+        const bool opens = was.verdict != Verdict::kAccept && now.verdict == Verdict::kAccept;
+        const bool closes = was.verdict == Verdict::kAccept && now.verdict != Verdict::kAccept;
+        const bool moves =
+            was.verdict == Verdict::kAccept && now.verdict == Verdict::kAccept && !(was.to == now.to);
+        if (!(kind == "opened" ? opens : kind == "closed" ? closes : moves)) {
+            throw forms::Failure(forms::kFailed,
+                                 "sets and steps disagree about " + packets::packet_text(row.example));
+        }
+        if (!json_) {
+            printf("  example: %s\n    before: %s; after: %s\n", packets::packet_text(row.example).c_str(),
+                   outcome(was, row.example).c_str(), outcome(now, row.example).c_str());
+            return;
+        }
+        bench::Json json = json_row(side, row);
+        json["change"] = kind;
+        json["within_connections"] = !where.empty();
+        json["before"] = outcome(was, row.example);
+        json["after"] = outcome(now, row.example);
+        list_.push_back(json);
+    }
+
+    static std::string outcome(const packets::Walk &walk, const packets::Packet &packet)
+    {
+        return walk.verdict == Verdict::kAccept
+                   ? "accept, to " + packets::endpoint_text(walk.to, packet.protocol)
+                   : packets::verdict_name(walk.verdict);
+    }
+
+    const Space &space_;
+    const bench::RouterFilter &before_;
+    const bench::RouterFilter &after_;
+    bool json_;
+    bool shown_ = false;
+    bench::Json list_ = bench::Json::array();
+};
+
+int answer_difference(const ReachRequest &request, const bench::RouterFilter &before,
+                      const bench::RouterFilter &after)
+{
+    const Space space(packets::texts_of({&before.rules, &after.rules}));
+    Changes changes(space, before, after, request.json);
+    bool differs = false;
+    const bool tunnels = has_tunnels(before.network) || has_tunnels(after.network);
+    for (const Side side : {Side::kWan, Side::kLan, Side::kTunnel, Side::kRouter}) {
+        if (request.from ? *request.from == side : side != Side::kTunnel || tunnels) {
+            differs = changes.compare(side) || differs;
+        }
+    }
+    changes.finish(differs);
+    return differs ? forms::kNo : forms::kDone;
+}
+
+// ---- promises
+// -----------------------------------------------------------------------------------------------
+
+// A sentence that is about routers without a setting says nothing about one with it.
+std::string exempted_by(const Sentence &sentence, const std::vector<bench::Setting> &settings)
+{
+    for (const packets::Condition &condition : sentence.unless) {
+        for (const bench::Setting &setting : settings) {
+            if (!condition.by && setting.key == condition.key && setting.value == condition.value) {
+                return setting.key + "=" + setting.value;
+            }
+        }
+    }
+    return "";
+}
+
+struct Promise {
+    bool holds = true;
+    std::string exempted;  // by this setting
+    std::optional<packets::Packet> broken_by;
+    std::string how;
+};
+
+Promise check(const Sentence &sentence, const Space &space, const bench::RouterFilter &filter)
+{
+    const packets::Set asked = packets::new_connections(space, sentence.from);
+    const Pieces pieces = packets::flow(space, filter.rules, filter.network, asked);
+    const packets::Set broken = packets::broken_by(sentence, space, filter.network, pieces);
+    Promise promise;
+    promise.holds = broken.empty();
+    if (!promise.holds) {
+        promise.broken_by = space.example(broken, filter.network);
+        const packets::Walk walk = packets::walk(filter.rules, filter.network, *promise.broken_by);
+        promise.how = walk.verdict == Verdict::kAccept
+                          ? "accepted, to " + packets::endpoint_text(walk.to, promise.broken_by->protocol)
+                          : std::string(packets::verdict_name(walk.verdict));
+        promise.how += " by " + forms::escape(walk.reason) + " [" + origin_text(walk.origin) + "]";
+    }
+    return promise;
+}
+
+void print_promise(const Sentence &sentence, const Promise &promise)
+{
+    if (!promise.exempted.empty()) {
+        printf("exempt  %s\n        %s\n", sentence.text.c_str(), promise.exempted.c_str());
+        return;
+    }
+    printf("%s  %s\n", promise.holds ? "holds " : "broken", sentence.text.c_str());
+    if (!promise.holds) {
+        printf("        %s: %s\n        %s\n", packets::side_name(promise.broken_by->from),
+               packets::packet_text(*promise.broken_by).c_str(), promise.how.c_str());
+    }
+}
+
+bench::Json json_promise(const Sentence &sentence, const Promise &promise)
+{
+    return {
+        {"sentence", bench::json_text(sentence.text)},
+        {"holds", promise.holds},
+        {"exempted_by", promise.exempted.empty() ? bench::Json(nullptr) : bench::json_text(promise.exempted)},
+        {"packet",
+         promise.holds ? bench::Json(nullptr) : bench::json_text(packets::packet_text(*promise.broken_by))},
+        {"side", packets::side_name(sentence.from)},
+        {"how", promise.holds ? bench::Json(nullptr) : bench::json_text(promise.how)}};
+}
+
+int answer_promises(const ReachRequest &request, const bench::RouterFilter &filter,
+                    const std::vector<bench::Setting> &settings)
+{
+    const Space space(packets::texts_of({&filter.rules}));
+    bool all_hold = true;
+    bench::Json json = bench::Json::array();
+    for (const Sentence &sentence : request.sentences) {
+        const std::string exempted = exempted_by(sentence, settings);
+        Promise promise;
+        if (exempted.empty()) {
+            promise = check(sentence, space, filter);
+        }
+        promise.exempted = exempted;
+        all_hold = all_hold && promise.holds;
+        if (request.json) {
+            json.push_back(json_promise(sentence, promise));
+        } else {
+            print_promise(sentence, promise);
+        }
+    }
+    if (request.json) {
+        (void)fputs(bench::written(json).c_str(), stdout);
+    }
+    return all_hold ? forms::kDone : forms::kNo;
+}
+
+// ---- the whole
+// ----------------------------------------------------------------------------------------------
+
+std::vector<bench::Setting> settings_of(const RouterRequest &router, const bench::Target &target)
+{
+    const bench::Setup setup = setup_of(router, target, true);
+    return setup.settings.value_or(setup.defaults);
+}
+
+void check_request(const ReachRequest &request, const Words &words)
+{
+    if (!words.empty()) {
+        throw forms::usage_error("reach takes no words, only options: " + forms::shown(words[0]));
+    }
+    if (static_cast<int>(request.diff) + static_cast<int>(request.idle) +
+            static_cast<int>(!request.sentences.empty()) >
+        1) {
+        throw forms::usage_error("--diff, --idle and promises are questions of their own: one at a time");
+    }
+    if (request.diff && request.router->set.empty() && request.router->unset.empty()) {
+        throw forms::usage_error("--diff needs a --set or --unset to compare with");
+    }
+}
+
+int work(const ReachRequest &request, const Words &words)
+{
+    check_request(request, words);
+    const RouterRequest &router = *request.router;
+    const bench::Target target = target_of(router);
+    note_unknown_keys(router, {});
+    const bench::RouterFilter filter = filter_of(router, target, true, !request.quick);
+    try {
+        if (request.diff) {
+            return answer_difference(request, filter_of(router, target, false, !request.quick), filter);
+        }
+        if (request.idle) {
+            return answer_idle(request, filter);
+        }
+        if (!request.sentences.empty()) {
+            return answer_promises(request, filter, settings_of(router, target));
+        }
+        return answer_tables(request, filter);
+    } catch (const packets::Error &error) {
+        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+    }
+}
+
+constexpr const char *kAbout = R"(
+Answers questions about all packets at once, from the packet filter that rc writes for these settings. Without a
+question: everything that is let in from the Internet and from tunnels, what is kept from LAN hosts, and the
+router's own ports, each row with an example for rcbench packet in --json. The rows together are exactly the
+connections that get through; nothing is sampled.
+)";
+
+constexpr const char *kMore = R"(
+A sentence is SIDE [NET...] -> PLACE[:PORTS] [PROTOCOL] [unless CONDITION, CONDITION...]. SIDE is wan, lan, tunnel or
+router, NET an address, subnet or range its packets come from. PLACE is a side or an address: of "never" where a
+packet ends, of "always" where it is sent. A CONDITION "by KEY" leaves out what rules of that setting let in,
+"KEY=VALUE" leaves the sentence out where the setting has that value.
+)";
+
+}  // namespace
+
+Command make_reach()
+{
+    const auto request = std::make_shared<ReachRequest>();
+    return {{.name = "rcbench reach",
+             .usage = {"[OPTIONS] [--from SIDE]", "[OPTIONS] --diff --set KEY=VALUE...",
+                       "[OPTIONS] --never SENTENCE --always SENTENCE --promises FILE", "[OPTIONS] --idle"},
+             .about = kAbout,
+             .options = joined({router_options(request->router), reach_options(request)}),
+             .more = kMore,
+             .no = "--diff found differences, a promise is broken"},
+            [request](const Words &words) { return work(*request, words); }};
+}
+
+}  // namespace rcbench
