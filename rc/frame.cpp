@@ -70,23 +70,30 @@ constexpr Service kLastTable[] = {
 
 namespace {
 
-// A name means one row: whichever table it is looked up in, there is no other.
-template <size_t N, size_t M>
-constexpr bool are_apart(const Service (&one)[N], const Service (&other)[M])
+template <size_t N>
+constexpr size_t rows_named(const Service (&table)[N], std::string_view name)
 {
+    size_t rows = 0;
     for (size_t i = 0; i + 1 < N; ++i) {
-        for (size_t j = static_cast<const void *>(one) == other ? i + 1 : 0; j + 1 < M; ++j) {
-            if (std::string_view(one[i].name) == other[j].name) {
-                return false;
-            }
-        }
+        rows += table[i].name == name ? 1 : 0;
     }
-    return one[N - 1].name == nullptr;
+    return rows;
 }
 
-static_assert(are_apart(kGeneral, kGeneral) && are_apart(kGeneral, kWanGroup) &&
-              are_apart(kGeneral, kLastTable) && are_apart(kWanGroup, kWanGroup) &&
-              are_apart(kWanGroup, kLastTable) && are_apart(kLastTable, kLastTable));
+// Whether each name of the table means one row, whichever table it is looked up in, and the table is ended.
+template <size_t N>
+constexpr bool names_are_unique(const Service (&table)[N])
+{
+    for (size_t i = 0; i + 1 < N; ++i) {
+        const std::string_view name = table[i].name;
+        if (rows_named(kGeneral, name) + rows_named(kWanGroup, name) + rows_named(kLastTable, name) != 1) {
+            return false;
+        }
+    }
+    return table[N - 1].name == nullptr;
+}
+
+static_assert(names_are_unique(kGeneral) && names_are_unique(kWanGroup) && names_are_unique(kLastTable));
 
 bool same(const char *left, const char *right)
 {
