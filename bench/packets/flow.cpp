@@ -131,7 +131,7 @@ class Flow {
     {
         Marks marks;
         std::vector<Ended> ended;
-        Set left = run_chain(built_in(place), packets, place, marks, ended);
+        Set left = run_chain(built_in(place), packets, {place, marks, ended});
         const bool policy_drops = built_in(place).drops;
         for (const Ended &end : ended) {
             if (end.rule->target.action == Action::kDrop && drops) {
@@ -232,7 +232,7 @@ class Flow {
         }
         Marks marks = bundle.marks;
         std::vector<Ended> ended;
-        const Set left = run_chain(built_in(place), bundle.packets, place, marks, ended);
+        const Set left = run_chain(built_in(place), bundle.packets, {place, marks, ended});
         observe_decisions(ended, bundle, place);
         for (const Ended &end : ended) {
             const Action action = end.rule->target.action;
@@ -262,7 +262,7 @@ class Flow {
         Place after = {&rules_.nat, Hook::kPostrouting, Arrival::kNone, out, bundle.to};
         Marks marks = bundle.marks;
         std::vector<Ended> ended;
-        (void)run_chain(built_in(after), bundle.packets & space_.states(kNew), after, marks, ended);
+        (void)run_chain(built_in(after), bundle.packets & space_.states(kNew), {after, marks, ended});
         for (const Ended &end : ended) {
             if (end.rule->target.action == Action::kDrop) {
                 finish(end, place, bundle, Verdict::kDrop, out);
@@ -340,9 +340,15 @@ class Flow {
 
     const Chain &built_in(const Place &place) const { return *place.table->find(hook_name(place.hook)); }
 
+    // One way through a table: where it is, the marks that packets carry, and what rules have ended.
+    struct Walk {
+        const Place &place;
+        Marks &marks;
+        std::vector<Ended> &ended;
+    };
+
     // Result: what comes out at the end.
-    Set run_chain(const Chain &chain, Set packets, const Place &place, Marks &marks,
-                  std::vector<Ended> &ended, const Origin &caller = {})
+    Set run_chain(const Chain &chain, Set packets, const Walk &walk, const Origin &caller = {})
     {
         Set returned;
         Taken taken;
@@ -351,8 +357,8 @@ class Flow {
             if (&rule == skipped_ || (packets.empty() && observations_ == nullptr)) {
                 continue;
             }
-            const Set hit = hits(rule, packets, place, marks);
-            observe(rule, hit, entered, place, marks, taken);
+            const Set hit = hits(rule, packets, walk.place, walk.marks);
+            observe(rule, hit, entered, walk, taken);
             if (hit.empty()) {
                 continue;
             }
@@ -361,13 +367,13 @@ class Flow {
                 returned |= hit;
                 packets -= hit;
             } else if (rule.target.action == Action::kJump) {
-                const Chain &called = place.table->chains[rule.target.chain_index];
-                packets = (packets - hit) | run_chain(called, hit, place, marks, ended, origin);
+                const Chain &called = walk.place.table->chains[rule.target.chain_index];
+                packets = (packets - hit) | run_chain(called, hit, walk, origin);
             } else if (ends_table(rule.target.action)) {
-                ended.push_back({&rule, origin, hit});
+                walk.ended.push_back({&rule, origin, hit});
                 packets -= hit;
             } else if (rule.target.action == Action::kPnat) {
-                set_mark(marks, rule.target.mark, hit & opened());
+                set_mark(walk.marks, rule.target.mark, hit & opened());
             }
         }
         return packets | returned;
@@ -376,8 +382,7 @@ class Flow {
     using Taken = std::vector<std::pair<const Rule *, Set>>;
 
     // `taken`: what the rules of the chain before this one took out of it.
-    void observe(const Rule &rule, const Set &hit, const Set &entered, const Place &place, const Marks &marks,
-                 Taken &taken)
+    void observe(const Rule &rule, const Set &hit, const Set &entered, const Walk &walk, Taken &taken)
     {
         if (observations_ == nullptr || skipped_ != nullptr) {
             return;
@@ -390,7 +395,7 @@ class Flow {
         if (observed.matches) {
             return;
         }
-        const Set wanted = hits(rule, entered, place, marks);
+        const Set wanted = hits(rule, entered, walk.place, walk.marks);
         observed.arrives = observed.arrives || !wanted.empty();
         for (const auto &[other, packets] : taken) {
             if (!(packets & wanted).empty()) {
@@ -414,7 +419,7 @@ class Flow {
             skipped_ = end.rule;
             Marks marks = bundle.marks;
             std::vector<Ended> others;
-            const Set left = run_chain(built_in(place), end.packets, place, marks, others);
+            const Set left = run_chain(built_in(place), end.packets, {place, marks, others});
             skipped_ = nullptr;
             for (const Ended &other : others) {
                 observed.is_needed =
@@ -744,15 +749,17 @@ std::vector<IdleLine> idle_lines(const Space &space, const RuleSet &rules, const
     Flow flow(space, rules, network, &observations);
     (void)flow.run(space.packets());
     std::vector<IdleLine> lines;
+    const auto add_lines_of = [&](const Table &table, const Chain &chain) {
+        for (const Rule &rule : chain.rules) {
+            const Observed &observed = observations[&rule];
+            if (const auto kind = kind_of(observed, !flow.fitting(rule).empty())) {
+                lines.push_back(idle_line(table, chain, rule, *kind, observed));
+            }
+        }
+    };
     for (const Table *table : {&rules.nat, &rules.filter}) {
         for (const Chain &chain : table->chains) {
-            for (const Rule &rule : chain.rules) {
-                const Observed &observed = observations[&rule];
-                const std::optional<Idle> kind = kind_of(observed, !flow.fitting(rule).empty());
-                if (kind) {
-                    lines.push_back(idle_line(*table, chain, rule, *kind, observed));
-                }
-            }
+            add_lines_of(*table, chain);
         }
     }
     return lines;
