@@ -402,8 +402,8 @@ std::optional<uint32_t> read_address(std::string_view text)
     uint32_t address = 0;
     for (int part = 0; part < 4; ++part) {
         const size_t dot = part < 3 ? text.find('.') : text.size();
-        constexpr size_t kMostDigits = 3;
-        if (dot == std::string_view::npos || dot > kMostDigits || !is_number(text.substr(0, dot), 0, 255)) {
+        constexpr size_t kMostDigits = 3;  // no dot at all is beyond them too
+        if (dot > kMostDigits || !is_number(text.substr(0, dot), 0, 255)) {
             return std::nullopt;
         }
         address = address << 8U | static_cast<uint32_t>(read_number(text.substr(0, dot)));

@@ -132,7 +132,7 @@ struct Place {
 
 std::string pattern_of(const Type &type, const Place &place)
 {
-    const std::string address = address_pattern();
+    std::string address = address_pattern();
     switch (type.form) {
         case Form::kFlag:
             return "[01]";
@@ -199,7 +199,7 @@ std::string record_pattern(const Description &setting, size_t count)
 
 std::string list_pattern(const Description &setting)
 {
-    const std::string whole = record_pattern(setting, setting.fields.size());
+    std::string whole = record_pattern(setting, setting.fields.size());
     if (setting.type.form == Form::kFields) {
         return whole;
     }

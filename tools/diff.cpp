@@ -127,15 +127,19 @@ std::vector<Change> compare(const std::vector<Setting> &before, const std::vecto
     return changes;
 }
 
-void mask(std::vector<Change> &changes)
+void mask(Text &text)
+{
+    if (text && !text->empty()) {
+        text = "********";
+    }
+}
+
+void mask_secrets(std::vector<Change> &changes)
 {
     for (Change &change : changes) {
         if (is_secret(forms::find_description(change.key), change.field)) {
-            for (Text *text : {&change.before, &change.after}) {
-                if (*text && !(*text)->empty()) {
-                    *text = "********";
-                }
-            }
+            mask(change.before);
+            mask(change.after);
         }
     }
 }
@@ -193,7 +197,7 @@ int diff_settings(const std::vector<std::string> &words)
     }
     std::vector<Change> changes = compare(read_side(wish.files[0]), read_side(wish.files[1]));
     if (!wish.shows_secrets) {
-        mask(changes);
+        mask_secrets(changes);
     }
     wish.is_json ? print_json(changes) : print_lines(changes);
     return changes.empty() ? forms::kDone : forms::kNo;

@@ -160,12 +160,15 @@ std::vector<Set::Part> Set::cut(int end) const
     };
     arrive(node_, everything());
     while (!waiting.empty()) {
-        const auto [place, rows] = *waiting.begin();
-        waiting.erase(waiting.begin());
-        arrive(bdd_low(place.second), rows & bit(place.first, false));
-        arrive(bdd_high(place.second), rows & bit(place.first, true));
+        const auto first = waiting.extract(waiting.begin());
+        const int variable = first.key().first;
+        const int node = first.key().second;
+        const Set &rows = first.mapped();
+        arrive(bdd_low(node), rows & bit(variable, false));
+        arrive(bdd_high(node), rows & bit(variable, true));
     }
     std::vector<Part> parts;
+    parts.reserve(ends.size());
     for (const auto &[node, rows] : ends) {
         parts.push_back({rows, Set(node)});
     }

@@ -67,10 +67,15 @@ Set between(Group group, unsigned first, unsigned last)
     return at_least(group, first) & at_most(group, last);
 }
 
+size_t column(Group group, int i)
+{
+    return static_cast<size_t>(group.first) + static_cast<size_t>(i);
+}
+
 void put(std::vector<bool> &row, Group group, unsigned value)
 {
     for (int i = 0; i < group.count; ++i) {
-        row[static_cast<size_t>(group.first + i)] = (value >> (group.count - 1 - i) & 1) != 0;
+        row[column(group, i)] = (value >> (group.count - 1 - i) & 1) != 0;
     }
 }
 
@@ -78,7 +83,7 @@ unsigned value_of(const std::vector<bool> &row, Group group)
 {
     unsigned value = 0;
     for (int i = 0; i < group.count; ++i) {
-        value = value << 1 | (row[static_cast<size_t>(group.first + i)] ? 1U : 0U);
+        value = value << 1 | (row[column(group, i)] ? 1U : 0U);
     }
     return value;
 }
@@ -297,21 +302,34 @@ Packet Space::example(const Set &set, const std::vector<Set> &usual) const
     return packet(row);
 }
 
+namespace {
+
+void add_texts(const Rule &rule, std::vector<std::string> &texts)
+{
+    for (const Match &match : rule.matches) {
+        if (const auto *text = std::get_if<StringMatch>(&match)) {
+            texts.push_back(text->text);
+        }
+    }
+}
+
+void add_texts(const Table &table, std::vector<std::string> &texts)
+{
+    for (const Chain &chain : table.chains) {
+        for (const Rule &rule : chain.rules) {
+            add_texts(rule, texts);
+        }
+    }
+}
+
+}  // namespace
+
 std::vector<std::string> texts_of(const std::vector<const RuleSet *> &rules)
 {
     std::vector<std::string> texts;
     for (const RuleSet *set : rules) {
-        for (const Table *table : {&set->nat, &set->filter}) {
-            for (const Chain &chain : table->chains) {
-                for (const Rule &rule : chain.rules) {
-                    for (const Match &match : rule.matches) {
-                        if (const auto *text = std::get_if<StringMatch>(&match)) {
-                            texts.push_back(text->text);
-                        }
-                    }
-                }
-            }
-        }
+        add_texts(set->nat, texts);
+        add_texts(set->filter, texts);
     }
     std::sort(texts.begin(), texts.end());
     texts.erase(std::unique(texts.begin(), texts.end()), texts.end());

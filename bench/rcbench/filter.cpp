@@ -32,18 +32,12 @@ packets::Origin origin_of(const bench::RuleOrigin &origin)
 }
 
 // What port triggering marks, and what the firewall gives the tool beside its file: the VPN's lines.
-void put_special_origins(bench::RouterFilter &filter, size_t lines)
+void put_special_origin(packets::Rule &rule, const bench::RouterFilter &filter, size_t lines)
 {
-    for (packets::Table *table : {&filter.rules.nat, &filter.rules.filter}) {
-        for (packets::Chain &chain : table->chains) {
-            for (packets::Rule &rule : chain.rules) {
-                if (rule.text.find(" --mark 0x2511 ") != std::string::npos) {
-                    rule.origin = {"fw_spapp", 0};
-                } else if (rule.line < filter.batch_line || rule.line >= filter.batch_line + lines) {
-                    rule.origin = {"vpn", 0};
-                }
-            }
-        }
+    if (rule.text.find(" --mark 0x2511 ") != std::string::npos) {
+        rule.origin = {"fw_spapp", 0};
+    } else if (rule.line < filter.batch_line || rule.line >= filter.batch_line + lines) {
+        rule.origin = {"vpn", 0};
     }
 }
 
@@ -56,7 +50,13 @@ void put_origins(bench::RouterFilter &filter, const bench::RulesFile &file)
         }
     }
     packets::set_origins(filter.rules, origins);
-    put_special_origins(filter, file.origins.size());
+    for (packets::Table *table : {&filter.rules.nat, &filter.rules.filter}) {
+        for (packets::Chain &chain : table->chains) {
+            for (packets::Rule &rule : chain.rules) {
+                put_special_origin(rule, filter, file.origins.size());
+            }
+        }
+    }
 }
 
 }  // namespace

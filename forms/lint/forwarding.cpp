@@ -137,25 +137,29 @@ void lint_remote_users(const Store &store, Findings &findings)
     }
 }
 
+bool is_service_with_port(const Store &store, const std::string &name, long port)
+{
+    for (const char *key : {"fw_services", "fw_services_def"}) {
+        for (const Record &service : fine_records(store, key)) {
+            if (service["name"] == name && service["protocol"] != "udp" && service.value("first") <= port &&
+                port <= service.value("last")) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 void lint_remote_port(const Store &store, Findings &findings)
 {
     const long port = store.number("fw_remote_port");
     for (const Record &rule : fine_records(store, "fw_in_rules")) {
-        if (rule["on"] != "1" || rule["action"] == "0") {
-            continue;
-        }
-        for (const char *key : {"fw_services", "fw_services_def"}) {
-            for (const Record &service : fine_records(store, key)) {
-                const bool is_it = service["name"] == rule["service"] && service["protocol"] != "udp" &&
-                                   service.value("first") <= port && port <= service.value("last");
-                if (is_it) {
-                    findings.add(Grade::kWarning, "remote-port-forwarded", "fw_remote_port",
-                                 "port " + std::to_string(port) + " is forwarded by record " +
-                                     std::to_string(rule.number) +
-                                     " of fw_in_rules too; remote management gets it");
-                    return;
-                }
-            }
+        if (rule["on"] == "1" && rule["action"] != "0" &&
+            is_service_with_port(store, rule["service"], port)) {
+            findings.add(Grade::kWarning, "remote-port-forwarded", "fw_remote_port",
+                         "port " + std::to_string(port) + " is forwarded by record " +
+                             std::to_string(rule.number) + " of fw_in_rules too; remote management gets it");
+            return;
         }
     }
 }

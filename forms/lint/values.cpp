@@ -146,7 +146,7 @@ std::string consequence_text(const Judge &judge, std::vector<Claim> &claims)
         (judge.refusal.field != nullptr || judge.refusal.record == 0) &&
         (judge.refusal.field == nullptr || (judge.is_alone && !judge.refusal.value.empty()));
     if (is_promised && judge.setting.type.form == Form::kFlag && judge.refusal.field == nullptr) {
-        if (const std::string text = flag_text(judge, claims); !text.empty()) {
+        if (std::string text = flag_text(judge, claims); !text.empty()) {
             return text;
         }
     }
@@ -207,6 +207,16 @@ void lint_refusal(const Store &store, const Description &setting, const Refusal 
     finding.claims = claims;
 }
 
+void lint_value(const Store &store, const Description &setting, Findings &findings)
+{
+    const std::vector<Refusal> found = refusals(setting, store.get(setting.key));
+    for (const Refusal &refusal : found) {
+        const auto of_record = std::count_if(
+            found.begin(), found.end(), [&](const Refusal &other) { return other.record == refusal.record; });
+        lint_refusal(store, setting, refusal, of_record == 1, findings);
+    }
+}
+
 }  // namespace
 
 void lint_values(const Store &store, const std::vector<Setting> &settings, Findings &findings)
@@ -219,13 +229,7 @@ void lint_values(const Store &store, const std::vector<Setting> &settings, Findi
         } else if (setting == nullptr) {
             lint_key(one.key, findings);
         } else {
-            const std::vector<Refusal> found = refusals(*setting, store.get(one.key));
-            for (const Refusal &refusal : found) {
-                const auto others = std::count_if(found.begin(), found.end(), [&](const Refusal &other) {
-                    return other.record == refusal.record;
-                });
-                lint_refusal(store, *setting, refusal, others == 1, findings);
-            }
+            lint_value(store, *setting, findings);
         }
     }
 }

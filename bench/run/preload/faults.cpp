@@ -42,8 +42,8 @@
 #include <cstdlib>
 #include <cstring>
 
-extern "C" void *__libc_malloc(
-    size_t size);  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the C library's own allocator
+extern "C" void *__libc_malloc(size_t size);
 
 namespace {
 
