@@ -40,7 +40,9 @@ std::string access_rules(int count, Services services)
     constexpr const char *kServices[] = {"HTTP", "FTP", "SMTP", "POP3", "SSH", "TELNET", "IMAP", "SMB"};
     std::string list;
     for (int i = 0; i < count; i++) {
-        list += "1:" + (services == Services::kOwn ? own_service(i) : kServices[i % std::size(kServices)]) +
+        list += "1:" +
+                (services == Services::kOwn ? own_service(i)
+                                            : kServices[static_cast<size_t>(i) % std::size(kServices)]) +
                 (i % 2 == 0 ? ":0" : ":2") + ":192.168.0." + std::to_string(2 + i % 250) + ":0.0.0.0/0:0\x01";
     }
     return list;
