@@ -10,9 +10,8 @@
 //     for (const std::string &command : trace.commands()) puts(command.c_str());
 //     std::optional<std::string> tz = root.read("/etc/TZ");
 //
-// A run is isolated (mount, process, network, host-name and IPC namespaces, the root directory as "/"; as
-// root, or through user namespaces for an ordinary user) and always ends: by itself together with every
-// command it left in the background, or by its time limit. rc is process 2 of its namespace in every run.
+// A run is isolated, the root directory as "/" (see Sandbox), and always ends: by itself together with every
+// command it left in the background, or by its limit. rc is process 2 in every run.
 // Whatever the bench itself cannot do is thrown as bench::Error; what rc does is in the trace.
 #pragma once
 
@@ -20,6 +19,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -38,6 +38,21 @@ namespace bench {
 struct Error : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
+
+// ---- how runs are kept apart ------------------------------------------------------------------------------
+
+// The ways to keep a run apart from the workstation, the strongest first.
+enum class Sandbox {
+    kNamespaces,  // namespaces of its own, as root or through a user namespace
+    kChroot,      // as root where those are refused: "/" by chroot, interfaces played by the preloaded library
+    kProot,       // as an ordinary user where those are refused: "/" by proot, the rest as with chroot
+};
+
+// The strongest that works here, or the one that the environment variable BENCH_SANDBOX names; found once.
+// Throws Error, saying what is missing, when none works.
+Sandbox sandbox();
+// "namespaces", "chroot" or "proot".
+const char *sandbox_name(Sandbox sandbox);
 
 // ---- what is run ----------------------------------------------------------------------------------------
 
@@ -60,6 +75,10 @@ Target host_target(const std::filesystem::path &program);
 // (`preload`), emulator qemu-mips-static and library /usr/mips-linux-gnu/lib (BENCH_EMULATOR,
 // BENCH_MIPS_LIBRARY).
 Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
+
+// Makes ahead what all roots with this target share, in this process and in those forked from it: each makes it
+// for itself otherwise.
+void prepare(const Target &target);
 
 // ---- what the router is like before the run -------------------------------------------------------------
 
@@ -121,7 +140,9 @@ struct Run {
     // With ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0 in `environment` leaks are reported.
     bool system_view = false;
     bool calls_fail = false;  // sethostname, setdomainname, klogctl, kill fail (still recorded)
-    double limit = 20;        // seconds; then everything in the namespace is killed
+    // Seconds of processor time, and seconds in which nothing of the run uses any; past either everything of the
+    // run is killed.
+    double limit = 20;
     int most_pauses = 5000;   // a run of rc that pauses more often is killed, as one past the limit
     int most_output = 32;     // MiB; who writes more into one file, standard output included, is killed
 };
@@ -227,6 +248,7 @@ class Root {
     std::filesystem::path directory_;
     bool keep_ = false;
     int lock_ = -1;  // held while the root is in use
+    std::shared_ptr<void> shared_;
 };
 
 // True when a stand-in was called so that it could give the reply, or have the effect, for `tool` and

@@ -4,6 +4,7 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -263,8 +264,11 @@ Options router_options(const std::shared_ptr<RouterRequest> &r)
         {.name = "program", .argument = "FILE",
          .help = "another rc program",
          .take = [r](Text file) { r->program = file; }},
+        {.name = "verbose",
+         .help = "say on standard error which sandbox keeps the runs apart",
+         .take = [r](Text) { r->verbose = true; }},
         {.name = "limit", .argument = "SECONDS",
-         .help = "a run that takes longer is cut off (20)",
+         .help = "a run that takes more processor time, or does nothing for so long, is cut off (20)",
          .take = [r](Text text) { r->limit = number_from("--limit", text, 1, 86400); }},
         {.name = "pauses", .argument = "NUMBER",
          .help = "a run that pauses more often is cut off (5000)",
@@ -294,6 +298,9 @@ bench::Target target_of(const RouterRequest &request)
     if (request.emulate && request.program.empty() && !std::filesystem::exists(program)) {
         throw Failure(forms::kUnusable, "there is no program " + shown(program.string()) +
                                             "; build the target's with cmake --preset mips");
+    }
+    if (request.verbose) {
+        fprintf(stderr, "rcbench: sandbox: %s\n", bench::sandbox_name(bench::sandbox()));
     }
     bench::Target target = target_of_program(program);
     if (request.emulate && target.emulator.empty()) {

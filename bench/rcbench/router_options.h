@@ -24,6 +24,7 @@ struct RouterRequest {
     std::optional<int64_t> clock;
     bool nested = false;
     bool emulate = false;
+    bool verbose = false;
     std::string program;
     double limit = bench::Run().limit;
     int most_pauses = bench::Run().most_pauses;

@@ -6,12 +6,16 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "bench/router.h"
+#include "bench/run/files.h"
 #include "bench/run/platform.h"
+#include "bench/run/sandbox.h"
 
 namespace fs = std::filesystem;
 
@@ -56,6 +60,18 @@ void sweep(const fs::path &place)
     }
 }
 
+std::vector<fs::path> places()
+{
+    std::vector<fs::path> usable;
+    for (const std::string &place : {std::string("/dev/shm"), from_environment("TMPDIR", ""),
+                                     std::string("/tmp"), std::string("/var/tmp")}) {
+        if (!place.empty() && is_usable(place)) {
+            usable.emplace_back(place);
+        }
+    }
+    return usable;
+}
+
 }  // namespace
 
 void remove_tree(const fs::path &directory)
@@ -85,22 +101,31 @@ int lock_root(const fs::path &directory)
     return fd;
 }
 
+bool has_place_for_roots(bool with_devices)
+{
+    const std::vector<fs::path> all = places();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const fs::path &place) { return !with_devices || can_hold_devices(place); });
+}
+
 fs::path make_directory_for_root()
 {
-    for (const std::string &place :
-         {std::string("/dev/shm"), from_environment("TMPDIR", ""), std::string("/tmp")}) {
-        if (place.empty() || !is_usable(place)) {
-            continue;
+    static const fs::path chosen = [] {
+        for (const fs::path &place : places()) {
+            if (sandbox() != Sandbox::kChroot || can_hold_devices(place)) {
+                sweep(place);
+                return place;
+            }
         }
-        static const bool swept = (sweep(place), true);
-        (void)swept;
-        std::string name = place + "/" + kNameOfRoots + "XXXXXX";
-        if (mkdtemp(name.data()) != nullptr) {
-            chmod(name.c_str(), 0755);
-            return name;
-        }
+        throw Error(
+            "no directory to build a root in: set TMPDIR to one that is writable and not mounted noexec");
+    }();
+    std::string name = chosen / (std::string(kNameOfRoots) + "XXXXXX");
+    if (mkdtemp(name.data()) == nullptr) {
+        throw Error(system_error("make a directory in", chosen));
     }
-    throw Error("no directory to build a root in: set TMPDIR to one that is writable and not mounted noexec");
+    chmod(name.c_str(), 0755);
+    return name;
 }
 
 }  // namespace bench

@@ -5,8 +5,11 @@
 
 namespace bench {
 
-// A new empty directory: in memory (/dev/shm) where there is room, else under $TMPDIR or /tmp. Roots of
-// processes that were killed are removed on the way.
+// Whether there is a directory in which roots can be made, where wanted with device files in them.
+bool has_place_for_roots(bool with_devices);
+
+// A new empty directory: in memory (/dev/shm) where there is room, else under $TMPDIR, /tmp or /var/tmp.
+// Roots of processes that were killed are removed on the way.
 std::filesystem::path make_directory_for_root();
 
 // Takes the lock that says that a root is in use; it ends with the process. -1: somebody has it.

@@ -1,47 +1,13 @@
 #include "bench/run/platform.h"
 
-#include <elf.h>
-#include <link.h>
-
 #include <cstdlib>
-#include <cstring>
 
 #include "bench/router.h"
-#include "bench/run/files.h"
+#include "bench/run/elf.h"
 
 namespace fs = std::filesystem;
 
 namespace bench {
-
-namespace {
-
-// The loader that an ELF program of this workstation asks for; empty for a static one.
-std::string program_loader(const fs::path &program)
-{
-    const std::string bytes = read_whole(program);
-    ElfW(Ehdr) head = {};
-    if (bytes.size() < sizeof head) {
-        return "";
-    }
-    memcpy(&head, bytes.data(), sizeof head);
-    if (memcmp(head.e_ident, ELFMAG, SELFMAG) != 0) {
-        return "";
-    }
-    for (size_t i = 0; i < head.e_phnum; i++) {
-        ElfW(Phdr) part = {};
-        const size_t at = head.e_phoff + i * sizeof part;
-        if (at + sizeof part > bytes.size()) {
-            return "";
-        }
-        memcpy(&part, bytes.data() + at, sizeof part);
-        if (part.p_type == PT_INTERP && part.p_offset + part.p_filesz <= bytes.size() && part.p_filesz > 0) {
-            return bytes.substr(part.p_offset, part.p_filesz - 1);
-        }
-    }
-    return "";
-}
-
-}  // namespace
 
 std::string from_environment(const char *name, const char *otherwise)
 {
@@ -66,7 +32,7 @@ const Platform &platform()
         if (p.shell.empty() || p.busybox.empty()) {
             throw Error("no dash or busybox on this workstation: run scripts/setup");
         }
-        p.loader = program_loader(p.shell);
+        p.loader = elf_needs(p.shell).loader;
         if (!p.loader.empty()) {
             p.libraries = fs::canonical(p.loader).parent_path();
         }

@@ -14,6 +14,7 @@
 #include "bench/run/place.h"
 #include "bench/run/plan.h"
 #include "bench/run/platform.h"
+#include "bench/run/sandbox.h"
 #include "forms/escapes.h"
 
 namespace fs = std::filesystem;
@@ -124,7 +125,7 @@ void Root::keep()
 
 void Root::build(const Setup &setup)
 {
-    for (const char *name : {"bin", "board", "count", "pause", "library"}) {
+    for (const char *name : {"bin", "board", "count", "libraries", "library", "pause"}) {
         fs::create_directories(directory_ / ".bench" / name);
     }
     if (fs::exists(target_.image / "root")) {
@@ -137,9 +138,14 @@ void Root::build(const Setup &setup)
     // Places that the sandbox covers with the workstation's.
     write("/dev/null", "");
     write("/dev/full", "");
+    if (sandbox() == Sandbox::kChroot) {
+        make_devices(directory_);
+        shared_ = hold_copies();
+    }
     if (!platform().loader.empty()) {
-        fs::create_directories(directory_ / platform().libraries.relative_path());
-        write(platform().loader.string(), "");
+        make_link(platform().libraries.string(), "/.bench/libraries");
+        make_link(platform().loader.string(),
+                  "/.bench/libraries/" + fs::canonical(platform().loader).filename().string());
     }
     build_state(setup);
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "bench/run/files.h"
+#include "bench/run/inside/inside.h"
 
 namespace bench {
 
@@ -46,6 +47,22 @@ std::vector<std::string> prefix_words(const Target &target, const Run &run)
     return words;
 }
 
+// For init to make, or where it cannot for the preloaded library to answer for.
+void add_interfaces(std::string &out, const std::vector<Interface> &interfaces)
+{
+    std::string all = std::string(inside::kInterfacesName) + "=";
+    for (size_t i = 0; i < interfaces.size(); i++) {
+        const std::string text = interface_text(interfaces[i], i + 1);
+        all += text + ";";
+        if (sandbox() == Sandbox::kNamespaces) {
+            add_pair(out, 'i', text);
+        }
+    }
+    if (sandbox() != Sandbox::kNamespaces) {
+        add_pair(out, 'e', all);
+    }
+}
+
 }  // namespace
 
 std::string run_file(const Target &target, const Run &run, const std::vector<Interface> &interfaces)
@@ -80,11 +97,8 @@ std::string run_file(const Target &target, const Run &run, const std::vector<Int
     if (run.nested) {
         add_pair(out, 'n', "1");
     }
-    add_pair(out, 'l', std::to_string(static_cast<long>(run.limit * 1000)));
     add_pair(out, 'o', std::to_string(run.most_output));
-    for (size_t i = 0; i < interfaces.size(); i++) {
-        add_pair(out, 'i', interface_text(interfaces[i], i + 1));
-    }
+    add_interfaces(out, interfaces);
     return out;
 }
 

@@ -258,6 +258,7 @@ Programs make_programs(const Options &options)
     try {
         programs.target = options.emulate ? bench::mips_target(options.program, options.preload)
                                           : bench::host_target(options.program);
+        bench::prepare(programs.target);
     } catch (const std::exception &error) {
         refuse(error.what());
     }

@@ -1,23 +1,31 @@
-// Process 1 of a run's namespace: makes the network interfaces, starts the program, and ends only when
-// every process of the namespace has ended, so that commands in the background finish and are recorded.
-// After the time limit it kills what is left.
+// The first process of a run: process 1 of the run's namespaces, or the subreaper of a run without them.
+// Makes the network interfaces, starts the program, and ends only when every process of the run has ended, so
+// that commands in the background finish and are recorded. When the library says so, or dies, it kills what
+// is left.
+#include <poll.h>
 #include <sys/resource.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 
 #include "bench/run/inside/inside.h"
 #include "bench/run/inside/interfaces.h"
+#include "bench/run/inside/shared.h"
 
 namespace {
 
 struct Plan {
     char *words[inside::kMostWords + 1];
     size_t count;
-    long limit_ms;
     long most_output;  // MiB
+};
+
+// What kind of place this is.
+struct Sandbox {
+    bool shared = false;  // processes and network are the workstation's
+    int questions = -1;   // about signals, see guard_calls
 };
 
 bool read_plan(Plan &plan)
@@ -30,8 +38,6 @@ bool read_plan(Plan &plan)
     while (inside::next_field(fields, letter, length) && inside::next_field(fields, value, length)) {
         if (*letter == 'a' && plan.count < inside::kMostWords) {
             plan.words[plan.count++] = value;
-        } else if (*letter == 'l') {
-            plan.limit_ms = atol(value);
         } else if (*letter == 'o') {
             plan.most_output = atol(value);
         } else if (*letter == 'i') {
@@ -112,14 +118,6 @@ void report_full_output(const Plan &plan)
     _exit(127);
 }
 
-// Milliseconds since some point in the past.
-long now_ms()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
-}
-
 // Collects every process that has ended; true when none is left.
 bool collect(pid_t program)
 {
@@ -138,41 +136,92 @@ bool collect(pid_t program)
     }
 }
 
-void wait_for_all(pid_t program, long limit_ms, const sigset_t &child_signal)
+// Where the library stands while the run lasts: it says when the run is over its limit, and its end of the
+// pipe closes when it dies.
+constexpr int kControl = 3;
+
+bool take_control_pipe()
 {
-    const long end = now_ms() + limit_ms;
-    bool killed = false;
-    while (!collect(program)) {
-        const long left = end - now_ms();
-        if (left <= 0 && !killed) {
-            inside::write_record(inside::kEntryLimit, "time");
-            kill(-1, SIGKILL);
-            killed = true;
-        }
-        const long wait_ms = killed || left <= 0 ? 1000 : left;
-        const timespec wait = {wait_ms / 1000, (wait_ms % 1000) * 1000000};
-        (void)sigtimedwait(&child_signal, nullptr, &wait);  // woken by a child or by time: both look again
+    return dup2(STDIN_FILENO, kControl) == kControl && fcntl(kControl, F_SETFD, FD_CLOEXEC) == 0;
+}
+
+// Reads what the library says; the run is to be ended.
+void note_end()
+{
+    char word = 0;
+    if (read(kControl, &word, 1) == 1 && word == inside::kControlLimit) {
+        inside::write_record(inside::kEntryLimit, "time");
     }
+}
+
+void end_all(const Sandbox &sandbox)
+{
+    if (sandbox.shared) {
+        inside::end_descendants();
+    } else {
+        kill(-1, SIGKILL);
+    }
+}
+
+void wait_for_all(pid_t program, const Sandbox &sandbox, const sigset_t &child_signal)
+{
+    const int children = signalfd(-1, &child_signal, SFD_CLOEXEC | SFD_NONBLOCK);
+    pollfd watched[] = {{children, POLLIN, 0}, {sandbox.questions, POLLIN, 0}, {kControl, POLLIN, 0}};
+    constexpr int kAgainMs = 20;  // until all that were started meanwhile have been found
+    bool ended = false;
+    while (!collect(program)) {
+        if (ended) {
+            end_all(sandbox);
+        }
+        if (poll(watched, 3, ended ? kAgainMs : -1) <= 0) {
+            continue;
+        }
+        signalfd_siginfo signals;
+        (void)!read(children, &signals, sizeof signals);  // several children may stand behind one signal
+        if ((watched[1].revents & POLLIN) != 0) {
+            inside::answer_signal(sandbox.questions);
+        }
+        if (watched[2].revents != 0) {
+            note_end();
+            ended = true;
+            watched[2].fd = -1;
+        }
+    }
+}
+
+// How this process was started: alone, it is process 1 of new namespaces; "chroot DIRECTORY" and "shared" say
+// that it shares the workstation's, with or without the root directory still to be entered.
+bool enter(Sandbox &sandbox, int count, char **words)
+{
+    if (count == 1) {
+        inside::loopback_up();
+        return true;
+    }
+    sandbox.shared = true;
+    clearenv();
+    const bool changes_root = count == 3 && strcmp(words[1], "chroot") == 0;
+    if (!inside::leave_workstation(changes_root ? words[2] : nullptr)) {
+        return false;
+    }
+    sandbox.questions = inside::guard_calls();
+    return true;
 }
 
 }  // namespace
 
-int main()
+int main(int count, char **words)
 {
     static Plan plan;
-    plan.limit_ms = 20000;
     plan.most_output = 32;
+    Sandbox sandbox;
     sigset_t child_signal;
     sigset_t before;
     sigemptyset(&child_signal);
     sigaddset(&child_signal, SIGCHLD);
     sigprocmask(SIG_BLOCK, &child_signal, &before);
     umask(022);
-    inside::loopback_up();
-    if (!read_plan(plan)) {
-        return 2;
-    }
-    if (!redirect(STDIN_FILENO, "/dev/null", O_RDONLY) ||
+    if (!take_control_pipe() || !enter(sandbox, count, words) || !read_plan(plan) ||
+        !redirect(STDIN_FILENO, "/dev/null", O_RDONLY) ||
         !redirect(STDOUT_FILENO, "/.bench/out.0", O_WRONLY | O_APPEND | O_CREAT) ||
         !redirect(STDERR_FILENO, inside::kErrors, O_WRONLY | O_APPEND | O_CREAT)) {
         return 2;
@@ -186,7 +235,7 @@ int main()
         perror("bench_init: cannot start a process");
         return 2;
     }
-    wait_for_all(program, plan.limit_ms, child_signal);
+    wait_for_all(program, sandbox, child_signal);
     report_full_output(plan);
     return 0;
 }

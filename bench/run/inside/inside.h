@@ -58,6 +58,13 @@ enum Entry : char {
     kEntryReady = 'y',       // nothing: init is at work
 };
 
+// Environment of rc in a sandbox without namespaces: its interfaces, each as in the run file and ended by
+// ";". The preloaded library then answers for the interfaces and for rc's process number.
+constexpr const char *kInterfacesName = "BENCH_INTERFACES";
+
+// What the library writes into the pipe that is the standard input of init: the run is over its limit.
+constexpr char kControlLimit = 'l';
+
 inline const char *environment(const char *name, const char *missing)
 {
     const char *value = getenv(name);
@@ -172,7 +179,7 @@ struct Program {
 
 // Fields of the run file come in pairs, a letter and a value:
 //     P rc   R the program of this run   p word put before either (emulator)   a word of this run
-//     e NAME=value for rc   n runs started by rc really run   l limit in ms
+//     e NAME=value for rc   n runs started by rc really run
 //     i interface: name address bits hardware (blanks between, "-" for none)
 // Reads what concerns the program and puts its environment in place.
 inline void read_program(Program &program)

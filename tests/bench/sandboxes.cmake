@@ -1,0 +1,30 @@
+# The bench where namespaces are refused: in a chroot when the tests run as root, else, and as an ordinary user,
+# with proot. Every run of the tests tries a sample; .ci/run has all scenarios run so (tests/bench/all-confined).
+add_executable(confined ${CMAKE_CURRENT_SOURCE_DIR}/bench/confined.cpp)
+
+# Every so many scenario files are the sample, so that all folders have their share of it.
+set(sample "")
+set(number 0)
+foreach(scenario IN LISTS SCENARIOS)
+  math(EXPR number "(${number} + 1) % 16")
+  if(number EQUAL 1)
+    list(APPEND sample ${CMAKE_CURRENT_SOURCE_DIR}/${scenario})
+  endif()
+endforeach()
+
+foreach(who container user)
+  set(confined $<TARGET_FILE:confined>)
+  if(who STREQUAL user)
+    list(APPEND confined --user)
+  endif()
+  add_test(NAME sandbox/${who}/scenarios COMMAND ${confined} $<TARGET_FILE:scenario> ${sample})
+  add_test(NAME sandbox/${who}/bench COMMAND ${confined} $<TARGET_FILE:rc_tests> --gtest_filter=Bench.*)
+  add_test(NAME sandbox/${who}/story
+           COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/bench/same-story $<TARGET_FILE:rcbench> ${confined})
+  set_tests_properties(sandbox/${who}/scenarios sandbox/${who}/bench sandbox/${who}/story PROPERTIES LABELS host)
+  if(RC_MIPS_DIR)
+    add_test(NAME mips/sandbox/${who}/scenarios
+             COMMAND ${confined} $<TARGET_FILE:scenario> --program ${RC_MIPS_DIR}/bin/rc --emulate ${sample})
+    set_tests_properties(mips/sandbox/${who}/scenarios PROPERTIES LABELS mips)
+  endif()
+endforeach()
