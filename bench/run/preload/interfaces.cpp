@@ -111,6 +111,13 @@ bool is_about_interfaces(unsigned long request)
     return false;
 }
 
+// Takes memory before the program starts another one: proot loses a heap that begins after that.
+__attribute__((constructor)) void begin_heap()
+{
+    void *volatile memory = malloc(1);
+    free(memory);
+}
+
 }  // namespace
 
 // The C library's names, with its types and linkage.
