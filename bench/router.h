@@ -44,8 +44,8 @@ struct Error : std::runtime_error {
 // The ways to keep a run apart from the workstation, the strongest first.
 enum class Sandbox {
     kNamespaces,  // namespaces of its own, as root or through a user namespace
-    kChroot,      // as root where those are refused: "/" by chroot, interfaces played by the preloaded library
-    kProot,       // as an ordinary user where those are refused: "/" by proot, the rest as with chroot
+    kChroot,  // as root where those are refused: "/" by chroot, interfaces played by the preloaded library
+    kProot,   // as an ordinary user where those are refused: "/" by proot, the rest as with chroot
 };
 
 // The strongest that works here, or the one that the environment variable BENCH_SANDBOX names; found once.
@@ -76,8 +76,8 @@ Target host_target(const std::filesystem::path &program);
 // BENCH_MIPS_LIBRARY).
 Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
 
-// Makes ahead what all roots with this target share, in this process and in those forked from it: each makes it
-// for itself otherwise.
+// Makes ahead what all roots with this target share, in this process and in those forked from it: each makes
+// it for itself otherwise.
 void prepare(const Target &target);
 
 // ---- what the router is like before the run -------------------------------------------------------------
@@ -140,11 +140,11 @@ struct Run {
     // With ASAN_OPTIONS=detect_leaks=1:verify_asan_link_order=0 in `environment` leaks are reported.
     bool system_view = false;
     bool calls_fail = false;  // sethostname, setdomainname, klogctl, kill fail (still recorded)
-    // Seconds of processor time, and seconds in which nothing of the run uses any; past either everything of the
-    // run is killed.
+    // Seconds of processor time, and seconds in which nothing of the run uses any; past either everything of
+    // the run is killed.
     double limit = 20;
-    int most_pauses = 5000;   // a run of rc that pauses more often is killed, as one past the limit
-    int most_output = 32;     // MiB; who writes more into one file, standard output included, is killed
+    int most_pauses = 5000;  // a run of rc that pauses more often is killed, as one past the limit
+    int most_output = 32;    // MiB; who writes more into one file, standard output included, is killed
 };
 
 // ---- what happened --------------------------------------------------------------------------------------

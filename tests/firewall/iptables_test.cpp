@@ -76,18 +76,18 @@ struct Loaded {
 };
 
 // Checks the rules without loading them, loads them, and asks the kernel back. Everything happens in a
-// network namespace that ends with the command; an ordinary user has it in a user namespace, where the kernel's
-// list of tables cannot be read, so they are asked for by name.
+// network namespace that ends with the command; an ordinary user has it in a user namespace, where the
+// kernel's list of tables cannot be read, so they are asked for by name.
 Loaded load(const std::string &restore)
 {
     const Scratch scratch;
     std::ofstream(scratch.path / "restore") << restore;
     const std::string unshare = geteuid() == 0 ? "unshare -n" : "unshare -rn";
-    const std::string command = "cd " + scratch.path.string() +
-                                " && PATH=$PATH:/usr/sbin:/sbin XTABLES_LOCKFILE=./lock " + unshare +
-                                " sh -c 'iptables-legacy-restore --test < restore && iptables-legacy-restore "
-                                "< restore && iptables-legacy-save -t filter && iptables-legacy-save -t nat && "
-                                "iptables-legacy-save -t mangle' > saved 2> errors";
+    const std::string command =
+        "cd " + scratch.path.string() + " && PATH=$PATH:/usr/sbin:/sbin XTABLES_LOCKFILE=./lock " + unshare +
+        " sh -c 'iptables-legacy-restore --test < restore && iptables-legacy-restore "
+        "< restore && iptables-legacy-save -t filter && iptables-legacy-save -t nat && "
+        "iptables-legacy-save -t mangle' > saved 2> errors";
     const int status = system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, scratch.read("errors"), scratch.read("saved")};
 }

@@ -1,0 +1,122 @@
+// What holds in every sandbox: a run ends, leaves nothing running, and reaches nobody outside. The tests run
+// in the sandbox that is used here, and once more as in a container.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "bench/router.h"
+#include "tests/programs.h"
+
+namespace {
+
+bench::Trace run_probe(const std::string &command, double limit)
+{
+    bench::Target target = bench::host_target("rc");
+    target.program = target.helpers / "bench_probe";
+    bench::Root root(target, {});
+    bench::Run run;
+    run.words = {"rc", "sh", command};
+    run.limit = limit;
+    return root.run(run);
+}
+
+// A process of the workstation, outside every run.
+class Bystander {
+  public:
+    Bystander() : process_(fork())
+    {
+        if (process_ == 0) {
+            for (;;) {
+                pause();
+            }
+        }
+    }
+    ~Bystander()
+    {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+    }
+    Bystander(const Bystander &) = delete;
+    Bystander &operator=(const Bystander &) = delete;
+
+    std::string number() const { return std::to_string(process_); }
+    bool lives() const { return waitpid(process_, nullptr, WNOHANG) == 0; }
+
+  private:
+    pid_t process_;
+};
+
+struct Said {
+    int status = -1;
+    std::string text;
+};
+
+Said rcbench_with(const std::string &sandbox)
+{
+    const std::string command =
+        "BENCH_SANDBOX='" + sandbox + "' " RCBENCH_TOOL " --verbose --brief list 2>&1";
+    Said said;
+    FILE *pipe = popen(command.c_str(), "r");
+    char piece[4096];
+    size_t got = 0;
+    while ((got = fread(piece, 1, sizeof piece, pipe)) > 0) {
+        said.text.append(piece, got);
+    }
+    said.status = WEXITSTATUS(pclose(pipe));
+    return said;
+}
+
+TEST(Bench, ARunThatStandsStillIsEnded)
+{
+    const bench::Trace trace = run_probe("/bin/busybox mkfifo /tmp/f; read x </tmp/f", 0.5);
+    EXPECT_TRUE(trace.timed_out);
+    EXPECT_EQ(trace.limit, "time");
+    EXPECT_EQ(trace.signal, SIGKILL);
+}
+
+TEST(Bench, WhatLeftItsSessionIsEndedToo)
+{
+    const bench::Trace trace = run_probe("/bin/busybox setsid /bin/sh -c 'while :; do :; done' & exit 0", 0.5);
+    EXPECT_TRUE(trace.timed_out);
+    EXPECT_EQ(trace.status, 0) << "rc itself had ended";
+}
+
+TEST(Bench, ARunSignalsNobodyOutside)
+{
+    const Bystander bystander;
+    const bench::Trace trace = run_probe("kill -9 " + bystander.number() + " || echo nobody", 20);
+    EXPECT_EQ(trace.output, "nobody\n");
+    EXPECT_TRUE(bystander.lives());
+}
+
+TEST(Bench, ARunSignalsItsOwn)
+{
+    const bench::Trace trace =
+        run_probe("while :; do :; done & kill $! && wait $!; echo $?; kill -0 $$ && echo here", 20);
+    EXPECT_EQ(trace.output, "143\nhere\n");
+    EXPECT_FALSE(trace.timed_out);
+}
+
+TEST(Bench, TheSandboxUsedIsNamed)
+{
+    const Said said = rcbench_with(bench::sandbox_name(bench::sandbox()));
+    EXPECT_EQ(said.status, 0);
+    EXPECT_NE(
+        said.text.find("rcbench: sandbox: " + std::string(bench::sandbox_name(bench::sandbox())) + "\n"),
+        std::string::npos)
+        << said.text;
+}
+
+TEST(Bench, ASandboxThatDoesNotExistIsRefusedInOneLine)
+{
+    const Said said = rcbench_with("jail");
+    EXPECT_EQ(said.status, 3);
+    EXPECT_EQ(said.text, "rcbench: BENCH_SANDBOX=jail: no such sandbox; use namespaces, chroot or proot\n");
+}
+
+}  // namespace
