@@ -63,7 +63,8 @@ struct Control {
     Control &operator=(const Control &) = delete;
 };
 
-// Starts the sandbox; its messages go to /.bench/sandbox.
+// Starts the sandbox, in a session of its own: nothing that signals its group reaches the caller. Its
+// messages go to /.bench/sandbox.
 pid_t start(const SandboxCommand &command, const fs::path &root, int control)
 {
     posix_spawn_file_actions_t actions;
@@ -73,9 +74,13 @@ pid_t start(const SandboxCommand &command, const fs::path &root, int control)
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, (root / ".bench/sandbox").c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
     pid_t process = 0;
-    const int error = posix_spawn(&process, command.words[0].c_str(), &actions, nullptr,
+    const int error = posix_spawn(&process, command.words[0].c_str(), &actions, &attributes,
                                   pointers(command.words).data(), pointers(command.environment).data());
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
         throw Error("cannot run " + command.words[0] + ": " + strerror(error) + ": run scripts/setup");

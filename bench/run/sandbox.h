@@ -14,7 +14,6 @@ namespace bench {
 void run_in_sandbox(const Target &target, const std::filesystem::path &root, const Run &run);
 
 // ---- one way each: what must be there in the root first, and the command that runs the init inside
-// ----------
 
 // A program with its words, and where it is told to keep files of its own.
 struct SandboxCommand {
@@ -26,8 +25,7 @@ SandboxCommand namespaces_command(const Target &target, const std::filesystem::p
 SandboxCommand chroot_command(const Target &target, const std::filesystem::path &root, const Run &run);
 SandboxCommand proot_command(const Target &target, const std::filesystem::path &root, const Run &run);
 
-// ---- what a run finds under /.bench and comes from outside
-// ----------------------------------------------------
+// ---- what a run finds under /.bench and comes from outside ----------------------------------------------
 
 struct Guest {
     std::filesystem::path outside;
@@ -37,8 +35,7 @@ struct Guest {
 // Single files and whole directories. Throws Error when one of them is missing.
 std::vector<Guest> guests(const Target &target, const Run &run);
 
-// ---- the choice
-// -----------------------------------------------------------------------------------------------
+// ---- the choice -----------------------------------------------------------------------------------------
 
 // Whether each way works here; `why` says what is missing when it does not.
 bool can_use_namespaces(std::string &why);

@@ -81,7 +81,8 @@ TEST(Bench, ARunThatStandsStillIsEnded)
 
 TEST(Bench, WhatLeftItsSessionIsEndedToo)
 {
-    const bench::Trace trace = run_probe("/bin/busybox setsid /bin/sh -c 'while :; do :; done' & exit 0", 0.5);
+    const bench::Trace trace =
+        run_probe("/bin/busybox setsid /bin/sh -c 'while :; do :; done' & exit 0", 0.5);
     EXPECT_TRUE(trace.timed_out);
     EXPECT_EQ(trace.status, 0) << "rc itself had ended";
 }

@@ -66,6 +66,62 @@ bool is_of_this_run(pid_t process)
     return false;
 }
 
+void end_process(pid_t process)
+{
+    (void)syscall(SYS_tgkill, process, process, SIGKILL);  // kill() itself is guarded
+}
+
+// Ends the children of a process and theirs. What one look misses (more than fit here, deeper ones, children
+// of other threads) comes to the subreaper when its parent has ended. False when the kernel lists no
+// children.
+bool end_children(pid_t of, int depth)
+{
+    constexpr int kDeepest = 100;
+    char path[48];
+    snprintf(path, sizeof path, "%d/task/%d/children", static_cast<int>(of), static_cast<int>(of));
+    const int fd = openat(proc, path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    char text[4096];
+    const ssize_t length = read(fd, text, sizeof text - 1);
+    close(fd);
+    text[length > 0 ? length : 0] = '\0';
+    char *last = strrchr(text, ' ');  // a number cut off has no blank behind it
+    if (last != nullptr) {
+        *last = '\0';
+    }
+    const char *at = last == nullptr ? "" : text;
+    while (*at != '\0') {
+        char *end = nullptr;
+        const auto child = static_cast<pid_t>(strtol(at, &end, 10));
+        at = end;
+        if (child > 1) {
+            end_process(child);
+            (void)(depth < kDeepest && end_children(child, depth + 1));
+        }
+    }
+    return true;
+}
+
+// The same by looking at every process of the machine.
+void end_all_found()
+{
+    const int fd = openat(proc, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *all = fd < 0 ? nullptr : fdopendir(fd);
+    if (all == nullptr) {
+        return;
+    }
+    const pid_t self = getpid();
+    while (const dirent *entry = readdir(all)) {
+        const pid_t process = atoi(entry->d_name);
+        if (process > 1 && process != self && is_of_this_run(process)) {
+            end_process(process);
+        }
+    }
+    closedir(all);
+}
+
 // ---- privileges -----------------------------------------------------------------------------------------
 
 // What a run of rc as the router's root needs of the workstation: every file of the root is its own.
@@ -188,19 +244,9 @@ void answer_signal(int questions)
 
 void end_descendants()
 {
-    const int fd = openat(proc, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR *all = fd < 0 ? nullptr : fdopendir(fd);
-    if (all == nullptr) {
-        return;
+    if (!end_children(getpid(), 0)) {
+        end_all_found();
     }
-    const pid_t self = getpid();
-    while (const dirent *entry = readdir(all)) {
-        const pid_t process = atoi(entry->d_name);
-        if (process > 1 && process != self && is_of_this_run(process)) {
-            (void)syscall(SYS_tgkill, process, process, SIGKILL);  // kill() itself is guarded
-        }
-    }
-    closedir(all);
 }
 
 }  // namespace inside
