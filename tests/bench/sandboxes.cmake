@@ -1,5 +1,5 @@
 # The bench where namespaces are refused: in a chroot when the tests run as root, else, and as an ordinary user,
-# with proot. Every run of the tests tries a sample; .ci/run has all scenarios run so (tests/bench/all-confined).
+# with proot. Every run of the tests tries a sample; `scripts/check confined` tries everything (all-confined).
 add_executable(confined ${CMAKE_CURRENT_SOURCE_DIR}/bench/confined.cpp)
 
 # Every so many scenario files are the sample, so that all folders have their share of it.
