@@ -6,7 +6,7 @@ namespace {
 
 using Body = std::vector<BodyLine>;
 
-// One change: lines of which those that are not '+' stand together in the target.
+// One change: lines of which those that are not '+' are together in the target.
 using Hunk = Body;
 
 // Where a hunk fits: a target and the line in it.

@@ -117,16 +117,16 @@ std::string shell_word(const std::string &word)
     return quoted + "'";
 }
 
-size_t run_jobs(const Programs &programs, const JobOptions &options, const std::vector<Job> &jobs)
+JobCounts run_jobs(const Programs &programs, const JobOptions &options, const std::vector<Job> &jobs)
 {
     std::vector<Process> processes(jobs.size());
     size_t started = 0;
     size_t running = 0;
     size_t printed = 0;
     size_t passed = 0;
-    while (printed < jobs.size()) {
-        for (; started < jobs.size() && running < static_cast<size_t>(options.processes);
-             started++, running++) {
+    size_t wanted = jobs.size();
+    while (printed < wanted) {
+        for (; started < wanted && running < static_cast<size_t>(options.processes); started++, running++) {
             start_job(programs, options, jobs[started], processes[started]);
         }
         wait_for_one(processes, started);
@@ -134,7 +134,8 @@ size_t run_jobs(const Programs &programs, const JobOptions &options, const std::
         for (; printed < started && processes[printed].done; printed++) {
             print_report(jobs[printed], processes[printed]);
             passed += processes[printed].passed ? 1 : 0;
+            wanted = options.stop && !processes[printed].passed ? started : wanted;
         }
     }
-    return passed;
+    return {passed, printed - passed};
 }

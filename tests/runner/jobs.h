@@ -17,11 +17,16 @@ struct Job {
 struct JobOptions {
     int processes = 1;  // at once
     bool print = false;
+    bool stop = false;  // begins no further case after one that fails
     std::string again;  // this program and its options, as a shell reads them
 };
 
 // A word as a shell reads it.
 std::string shell_word(const std::string &word);
 
-// Runs all; returns how many passed.
-size_t run_jobs(const Programs &programs, const JobOptions &options, const std::vector<Job> &jobs);
+// Runs all, or, with `stop`, those that begin before one fails; returns how many passed and how many failed.
+struct JobCounts {
+    size_t passed = 0;
+    size_t failed = 0;
+};
+JobCounts run_jobs(const Programs &programs, const JobOptions &options, const std::vector<Job> &jobs);

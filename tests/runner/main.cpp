@@ -29,6 +29,7 @@ constexpr const char *kHelp =
     "  --case NAME      only the cases of that name\n"
     "  --expand         run nothing, show every case in full\n"
     "  --print          show what happens instead, in the form of a scenario\n"
+    "  --stop           begin no further case after one that fails\n"
     "  --program FILE   the rc under test (rc beside this program)\n"
     "  --direct FILE    the driver of single operations (rc-direct beside rc)\n"
     "  --preload FILE   the library preloaded into both (../lib/libbench_preload.so beside rc)\n"
@@ -43,7 +44,7 @@ struct Options {
     bool emulate = false;
     bool expand = false;
     std::string only;  // the name of a case
-    JobOptions jobs{0, false, ""};
+    JobOptions jobs{0, false, false, ""};
     std::vector<std::string> files;
 };
 
@@ -85,6 +86,9 @@ void read_option(int option, Options &options)
             break;
         case 'x':
             options.expand = true;
+            break;
+        case 'f':
+            options.jobs.stop = true;
             break;
         case 'c':
             options.only = optarg;
@@ -135,11 +139,17 @@ std::string again_words(const Options &options, char **argv, int words)
 Options read_options(int argc, char **argv)
 {
     static const option kLong[] = {
-        {"program", required_argument, nullptr, 'p'}, {"direct", required_argument, nullptr, 'd'},
-        {"preload", required_argument, nullptr, 'l'}, {"emulate", no_argument, nullptr, 'e'},
-        {"print", no_argument, nullptr, 's'},         {"expand", no_argument, nullptr, 'x'},
-        {"case", required_argument, nullptr, 'c'},    {"jobs", required_argument, nullptr, 'j'},
-        {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
+        {"program", required_argument, nullptr, 'p'},
+        {"direct", required_argument, nullptr, 'd'},
+        {"preload", required_argument, nullptr, 'l'},
+        {"emulate", no_argument, nullptr, 'e'},
+        {"print", no_argument, nullptr, 's'},
+        {"expand", no_argument, nullptr, 'x'},
+        {"case", required_argument, nullptr, 'c'},
+        {"jobs", required_argument, nullptr, 'j'},
+        {"stop", no_argument, nullptr, 'f'},
+        {"help", no_argument, nullptr, 'h'},
+        {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int option = 0; (option = getopt_long(argc, argv, "j:h", kLong, nullptr)) != -1;) {
@@ -277,9 +287,9 @@ int main(int argc, char **argv)
         print_expanded(jobs);
         return 0;
     }
-    const size_t passed = run_jobs(make_programs(options), options.jobs, jobs);
+    const JobCounts counts = run_jobs(make_programs(options), options.jobs, jobs);
     if (!options.jobs.print) {
-        printf("%zu passed, %zu failed\n", passed, jobs.size() - passed);
+        printf("%zu passed, %zu failed\n", counts.passed, counts.failed);
     }
-    return passed == jobs.size() ? 0 : 1;
+    return counts.failed == 0 ? 0 : 1;
 }

@@ -99,6 +99,18 @@ TEST_F(RunnerProgram, RunsManyAndReportsInTheirOrder)
     EXPECT_EQ(result.status, 1);
 }
 
+TEST_F(RunnerProgram, StopsAtTheFirstFailure)
+{
+    const std::string good = file("good.scenario", kPassing);
+    const std::string bad = file("bad.scenario", kFailing);
+    const Result result = run("-j 1 --stop " + good + " " + bad + " " + good + " " + bad);
+    EXPECT_NE(result.output.find("again: " SCENARIO_TOOL " -j 1 --stop " + bad + "\n1 passed, 1 failed\n"),
+              std::string::npos)
+        << result.output;
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(run("--stop " + good + " " + good).output, "2 passed, 0 failed\n");
+}
+
 TEST_F(RunnerProgram, ComparesWholeFiles)
 {
     const std::string path = file("x.scenario",

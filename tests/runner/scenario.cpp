@@ -87,7 +87,7 @@ bool read_path_and_bytes(Reader &reader, const std::string &rest, ExpectedFile &
     return read_path(reader, path, file.path) && unescape(text, file.bytes, reader.why);
 }
 
-// Whether a file of its own stands where the settings or the defaults would be written.
+// Whether the scenario has a file of its own where the settings or the defaults would be written.
 bool is_set_up(const Setup &setup, std::string_view path)
 {
     for (const FileSetup &file : setup.files) {
