@@ -21,6 +21,8 @@ struct Refusal {
     bool is_too_long = false;
 };
 
+// Choice: a value is fine when it is written as the descriptions say, even where rc would read more: a
+// flag is 0 or 1, a number has only digits, a choice is one of its words.
 std::vector<Refusal> refusals(const Description &setting, std::string_view value);
 
 // The first of them as one sentence, or nothing: what settings_refuse() of share/settings_check.c returns.

@@ -3,6 +3,8 @@
 
 namespace forms {
 
+// Choice: the descriptions, the table of shell exposure and the table of readers are built into the
+// programs, so that a dump can be judged without the project's folder.
 struct EmbeddedText {
     const char *path;  // from the project's root
     const char *text;

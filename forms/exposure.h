@@ -40,6 +40,9 @@ struct Harm {
     bool is_bare = false;
     std::string characters;
 };
+// Choice: in text that is bare in a command, letters, digits and `@%_+=:,./-` are allowed; in text in
+// double quotes, everything except what was measured to act there and the backslash, which takes the
+// closing quote away at the end of a text.
 Harm harm_of(std::string_view key, std::string_view field);
 
 // A character that stands for itself wherever the shell meets it.

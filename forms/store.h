@@ -19,6 +19,8 @@ struct Damage {
 
 // The damage of a store, in order of place; `base` is where the store begins in its file. A key that
 // is there twice is damage, but nothing is lost by it.
+// Choice: damaged stores can be read and checked, but not changed. Bytes outside the header and the store
+// of a flash image stay.
 std::vector<Damage> check_store(std::string_view store, size_t base = 0);
 
 // The damage of a flash image, its store included when there is one.

@@ -1,4 +1,4 @@
-// Files and descriptors that close themselves, and the little that services ask of files.
+// Files and descriptors that close themselves, and what little services need to know of files.
 #pragma once
 
 #include <cstdio>
@@ -8,7 +8,7 @@
 struct FileCloser {
     void operator()(FILE *file) const
     {
-        // Written by design without a check: a full disk shortens the file, nobody is told.
+        // Written by design without a check: a full disk shortens the file, without a message.
         (void)fclose(file);
     }
 };
@@ -31,13 +31,13 @@ struct Descriptor {
 
 [[nodiscard]] bool file_exists(const char *path);
 
-// Whether there is no such file: not that it cannot be looked at for another reason.
+// Whether there is no such file; false when it cannot be looked at for another reason.
 [[nodiscard]] bool file_missing(const char *path);
 
 // Writes all of `data`; false when the file does not take it whole.
 [[nodiscard]] bool write_all(int fd, std::string_view data);
 
-// The decimal number that stands next in the file, read in 64 bits on every processor; 0 when there is none.
+// The next decimal number in the file, read in 64 bits on every processor; 0 when there is none.
 [[nodiscard]] long long read_number(FILE *file);
 
 // Deletes a file; one that is not there is no error.

@@ -4,6 +4,10 @@
 #include "rc/rc.h"
 
 // Everything a run of rc does. Returns the exit status, or ends the process itself after the usage text.
+// Choice: when no word contains "rc", or none follows it, the usage text is printed.
+// Choice: words beyond what `init`, `list` and `wan ACTION` need are ignored; an empty word is a word.
+// Choice: messages whose line end is not specified are printed as lines of their own.
+// Choice: in `rc list`, an address cut off by the end of the tool's output is printed as far as it goes.
 int rc_main(int word_count, char **words);
 
 // The service tables, in the order in which a name is looked up: the general one, the group that follows a
@@ -20,6 +24,7 @@ int rc_create(const Service *table, const char *name);
 
 // Runs "start", "stop", "restart" or "create" between the service's running markers. The scan's result,
 // or 0 when another run for this name is at work. Any other action ends the process with the usage text.
+// Choice: a verb without a name (`rc start`) prints the name as "(null)".
 int rc_action(const Service *table, const char *name, const char *action);
 
 // Prints the usage text and ends the process with status 0.

@@ -1,4 +1,4 @@
-// What the kernel knows of a network interface.
+// What the kernel knows about a network interface.
 #pragma once
 
 #include <net/if.h>

@@ -20,6 +20,11 @@ constexpr const char *kFlashPath = "/dev/mtdblock/3";
 
 // The value of `key` from the working copy, else from the defaults, else none. A value found only in the
 // defaults is first added to the working copy (not committed), unless that is there and cannot be read.
+// Choice: only a store that does not exist is missing. One that exists and cannot be read keeps what it
+// has: a setting read meanwhile has its default value, which is not stored.
+// Choice: a working copy that is empty or has no end is another run's half-done write: it is read up to
+// ten times, a millisecond apart, while another process holds its lock or it is not whole. The first wait
+// that ends without a whole store is the last of the run, and the store is taken as it is.
 std::optional<std::string> nvram_get(const char *key);
 
 // The value of `key` in the store file at `path`, or none (missing file, empty file or missing key).
@@ -31,6 +36,7 @@ void nvram_set(const char *key, std::string_view value);
 
 // Copies the value of `key` (empty when missing) into `destination`, cut to size - 1 characters. Does
 // nothing when `key` or `destination` is null or `size` is 0.
+// Choice: `my_nvram_get` is given the size of its destination and cuts there.
 void my_nvram_get(const char *key, char *destination, size_t size);
 
 template <size_t N>
@@ -40,6 +46,7 @@ void my_nvram_get(const char *key, char (&destination)[N])
 }
 
 // The setting's text, empty when missing.
+// Choice: a missing text setting is empty.
 std::string nvram_text(const char *key);
 
 // The setting as a number (to_int), 0 when missing.
@@ -56,10 +63,12 @@ inline bool nvram_on(const char *key)
 
 // Writes the working copy to flash. 0: written; 1: flash could not be opened or the check failed;
 // 5: working copy missing, empty or unreadable, flash untouched.
+// Choice: a flash that does not accept the header gets no data either, and stays valid.
 int nvram_commit();
 
 // Restores the working copy from flash. 0: done; 1: flash could not be opened; 2: bad magic;
 // 4: checksum mismatch, working copy untouched.
+// Choice: a flash length larger than the partition is a checksum mismatch (4).
 int nvram_load();
 
 // ---- whole files -----------------------------------------------------------------------------------------
@@ -81,12 +90,17 @@ struct Bytes {
 
 // Replaces a file: opened with create and truncate (mode 0600), locked, written, unlocked, closed.
 // Result: of the close, or the negative result of the failed open. A short write is not reported.
+// Choice: the store is written in place, and a full disk cuts it short without a message. Interrupted and
+// short reads and writes of it are continued.
 int writeFileBin(const char *path, std::string_view data);
 
 // ---- the format itself, shared with the host tool -------------------------------------------------------
 
 // The value of the first entry of `store` that begins with `key` and "=", or none. Reads nothing past
 // the end of `store`, whether or not its closing NUL bytes are there.
+// Choice: an empty store has no keys. A missing final NUL, an entry without "=" and bytes after the
+// closing empty entry do no harm: reading stops at the end of the file, and a rewrite drops what follows
+// the closing entry.
 std::optional<std::string_view> store_find(std::string_view store, std::string_view key);
 
 // A new store: every entry of `key` replaced in place by key=value, or that entry appended, in the
@@ -94,6 +108,7 @@ std::optional<std::string_view> store_find(std::string_view store, std::string_v
 std::string store_replace(std::string_view store, std::string_view key, std::string_view value);
 
 // Flash image: a 40-byte header, then the store, byte for byte. Words are big-endian on every host.
+// Choice: the reserved word of the flash header is written as zero; bytes 16 to 39 are left as they are.
 struct FlashHeader {
     uint32_t magic;
     uint32_t length;    // bytes of store data

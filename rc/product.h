@@ -1,4 +1,4 @@
-// What is ours to choose in this product: names that are not fixed by anything the router talks to.
+// What is ours to choose in this product: names that nothing the router talks to prescribes.
 #pragma once
 
 // The two domains under which a LAN host reaches the router's pages, each with and without "www.".

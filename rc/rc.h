@@ -9,7 +9,7 @@
 using Operation = int (*)();
 
 // One row of a service table. A table ends with a row whose name is null; an operation that a service
-// does not have is null, and such a row is passed over as if its name did not match.
+// does not have is null, and such a row is skipped as if its name did not match.
 struct Service {
     const char *name;
     Operation start;

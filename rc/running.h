@@ -1,11 +1,14 @@
-// What separate runs of rc know of each other: running markers, and the WAN address last seen.
+// What separate runs of rc know about each other: running markers, and the WAN address last seen.
 #pragma once
 
 #include <optional>
 #include <string>
 
-// Marks a service as running. 1: a marker of at most 10 seconds' age exists, another run is at work;
+// Marks a service as running. 1: there is a marker at most 10 seconds old, another run is at work;
 // 0: go ahead (always for a null name, which is never marked).
+// Choice: where `/var` is not under `/tmp`, the copy of the uptime is written to the marker's own path,
+// without a command.
+// Choice: a marker or an uptime without a number counts as 0.
 [[nodiscard]] int rc_add_running(const char *name);
 
 // Removes the service's marker; nothing for a null name. Always 0.

@@ -26,13 +26,15 @@ constexpr bool is_space(char c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Reads a decimal number as strtoll does: white space, sign, digits, held at the ends of 64 bits. Null when
-// there is no digit, else the place after the last. Not strtoll itself, whose tables for other locales cost
-// every run 64 KiB of resident memory.
+// Reads a decimal number as strtoll does: white space, sign, digits, clamped to 64 bits. Null when
+// there is no digit, otherwise the place after the last. Not strtoll itself, whose tables for other locales
+// cost every run 64 KiB of resident memory.
 const char *read_decimal(const char *text, long long &number);
 
-// The number at the start of a text as C's atoi reads it on a 64-bit workstation: blanks, sign, digits,
+// The number at the start of a text as C's atoi reads it on a 64-bit workstation: white space, sign, digits,
 // cut to 32 bits. The same on every processor, whatever the width of its long.
+// Choice: a number in a setting or a file is read in 64 bits and cut to 32 (the receive counter stays at
+// 64) on every processor, so that an overlong number means the same on the workstation and on the target.
 [[nodiscard]] int to_int(const char *text);
 
 inline int to_int(const std::string &text)
@@ -42,6 +44,7 @@ inline int to_int(const std::string &text)
 
 // A dotted address as a number whose top byte is the first octet, on every processor. Reads what the C
 // library's inet_addr reads (short forms, octal and hexadecimal octets too); 0xFFFFFFFF for anything else.
+// Choice: text that is no address counts as all ones, as the C library reads it.
 [[nodiscard]] uint32_t address_number(const char *dotted);
 
 inline uint32_t address_number(const std::string &dotted)

@@ -7,10 +7,12 @@
 #include "forms/settings.h"
 
 // The settings of a store, a flash image or a text, whichever the file is; "-" is standard input.
+// Choice: `nvram import` makes the text the whole store; `set` takes values literally.
 std::vector<forms::Setting> read_any_settings(const std::string &path);
 
 // Prints the findings about the settings; the exit status: 0 nothing above a note, 1 findings.
 int lint_settings(const std::vector<forms::Setting> &settings, bool is_json);
 
 // diff [--json] [--secrets] A B, each a file or --defaults; the exit status: 0 the same, 1 differences.
+// Choice: the linter does not show values of secrets; `nvram diff` masks them.
 int diff_settings(const std::vector<std::string> &words);

@@ -10,6 +10,8 @@ bool has_place_for_roots(bool with_devices);
 
 // A new empty directory: in memory (/dev/shm) where there is room, else under $TMPDIR, /tmp or /var/tmp.
 // Roots of processes that were killed are removed on the way.
+// Choice: roots are in `/dev/shm` where that can be used; those left behind by killed runs are removed by
+// a later one.
 std::filesystem::path make_directory_for_root();
 
 // Takes the lock that says that a root is in use; it ends with the process. -1: somebody has it.

@@ -23,6 +23,7 @@ using Snapshot = std::map<std::string, Node>;  // path in the root -> node
 // next snapshot sees that it was written again with the same content.
 Snapshot take_snapshot(const std::filesystem::path &root, bool mark);
 
+// Choice: paths in the list of changed files are real ones (`/tmp/var/run/...`).
 std::vector<FileChange> compare_snapshots(const Snapshot &before, const Snapshot &after);
 
 // The same for settings: those of `after` in their order, removed ones last.

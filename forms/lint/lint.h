@@ -14,6 +14,9 @@ namespace forms {
 
 enum class Grade { kError, kWarning, kNote };
 
+// Choice: "The router will ..." is said only with a claim that a run of rc can show; what daemons, the
+// driver or good sense have to say is advice. A value longer than 200 characters or with a number of more
+// than nine digits gets no claim, nor does a field in a record with other faults.
 struct Finding {
     std::string key;
     int record = 0;     // from 1; 0: the whole value
@@ -26,6 +29,7 @@ struct Finding {
 
 // All findings about these settings, in the order of the settings' descriptions. Settings that are not there
 // count with the defaults of the image.
+// Choice: settings that are not in a dump count with the image's defaults, as the router finds them.
 std::vector<Finding> lint(const std::vector<Setting> &settings);
 
 const char *grade_name(Grade grade);

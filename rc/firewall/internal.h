@@ -1,4 +1,4 @@
-// What the packet filter's own files, and the tests, call of each other.
+// What the packet filter's own files and the tests call in each other.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,23 @@
 
 // ---- the sections of the rule set, in the order in which create_firewall_cfg writes them ------------
 
+// Choice: remote management asks for the address of the whole `wan_ifname`; only the names in its lines
+// are cut.
 void fw_remote_access();
+// Choice: fields of a port-triggering record that are not reached keep the values of the record before.
+// Choice: the start line of the port-triggering section is printed once.
 void fw_port_triggering();
 void fw_access_sections();
 void fw_virtual_servers();
 void fw_dmz();
 void fw_ping_response();
+// Choice: an empty keyword of the content blocking leaves an empty field.
 void fw_content_blocking();
 void fw_masquerading(int translation);    // fw_nat
 void fw_messenger_blocking(int blocked);  // fw_import
 
 // The router's WAN address, empty when it has none.
+// Choice: without a WAN address its field is empty.
 std::string fw_wan_address();
 
 // ---- access rules -----------------------------------------------------------------------------------
@@ -74,9 +80,16 @@ struct FwServices {
 };
 
 // -1: found among the user's definitions; 0: found among the built-in ones; -1: found nowhere.
+// Choice: the user's services are read at the first enabled rule, the built-in ones at the first name that
+// is not among them.
 int get_serv(FwServices &services, const char *name, FwService &service);
 
 // Writes the lines of one rule list.
+// Choice: an address of an access rule keeps 63 characters, a service name 14 (as its definition does);
+// the rest of the field is skipped.
+// Choice: an access rule with an action outside 0 to 3 has neither target nor condition: its lines match and
+// do nothing. Choice: the live service record and the rule's fields start empty in each direction. An empty
+// record repeats the one before.
 void fw_access_rules(std::string_view list, Direction direction, FwServices &services);
 
 // ---- schedule ---------------------------------------------------------------------------------------
@@ -102,4 +115,6 @@ bool period_open(const SchedulePeriod &period, const tm &local);
 void create_schedule(const char *record, FILE *crontab);
 
 // 1: the current local time lies inside the first schedule record, else 0. Prints the record's start.
+// Choice: missing fields of the schedule are 0 or empty; with an empty schedule the check prints 0:0 and
+// finds it closed.
 int check_sche();

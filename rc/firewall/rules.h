@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 
-// The text after "iptables " holds at most this many characters less one; the rest is cut, silently.
+// The text after "iptables " has room for one character fewer than this; the rest is silently cut.
 constexpr size_t kRuleSize = 1024;
 
 // Where fw_rule writes from now on; null: its lines are dropped. The stream stays the caller's.

@@ -39,15 +39,17 @@ constexpr uint32_t kReservationSeconds = 31536000;  // 365 days
 // ---- the table in memory -------------------------------------------------------------------------------
 
 constexpr size_t kLeasesRead = 254;    // records taken from the file
-constexpr size_t kLeasesWalked = 255;  // records looked at, at most
+constexpr size_t kLeasesWalked = 255;  // most records looked at
 
 // Unused from the first record whose address is 0; one record more than a walk can look at.
 struct LeaseTable {
     LeaseRecord records[kLeasesWalked + 1];
 };
 
-// Reads up to kLeasesRead records from where the file stands; all others, and one that the file's end cuts
-// short, are unused.
+// Reads up to kLeasesRead records from the current place in the file; all others, and one that the file's end
+// cuts short, are unused. Choice: a lease record cut short by the end of the file is unused; if it is the
+// first, the file is kept. Records beyond 254 are not read, and a new reservation then takes the place of the
+// 255th.
 void read_leases(FILE *file, LeaseTable &table);
 
 // What a walk over the table looks for.

@@ -1,4 +1,4 @@
-// IPsec VPN: what its own files and the tests call of each other.
+// IPsec VPN: what its own files and the tests call in each other.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +22,7 @@ enum class DefaultRoute {
 };
 
 // Looks for the first default route in an open route table; `gateway` is the number as the kernel prints it.
+// Choice: route flags are hexadecimal; a line that does not read to its end carries none.
 [[nodiscard]] DefaultRoute find_default_route(FILE *table, unsigned &gateway);
 
 // Address, netmask, broadcast address of an interface and the default gateway, as dotted texts (each output
@@ -55,11 +56,24 @@ char *mask_ip_with_bits(char *addr, int bits);
 
 // Fills a cleared table from the settings. 0, or the negative number of what was wrong;
 // what was parsed until then stays in the table, but the record that failed is switched off.
+// Choice: a record that fails to parse is switched off: its `enabled` byte becomes 0, whatever it was, and
+// the rest of it stays as read so far. The enabled records before it come up; nothing comes up without
+// one.
+// Choice: a setting without any byte 0x01 has no records.
+// Choice: a record ends at the next byte 0x01, even inside a text. An empty text ends its scan and the
+// rest stays zero; an over-long one is cut at its width, skipped to its end, and the scan goes on. The
+// keys as typed are forgotten between records.
+// Choice: a WAN interface name of more than five characters is cut in the record and its address is not
+// asked for (-2): another interface may have the name that is left.
 [[nodiscard]] int parse_conf(VpnTable &table);
 
 // ---- automatic.cpp ---------------------------------------------------------------------------------------
 
 // Brings up every enabled policy. Always 0.
+// Choice: text that is no address counts as all ones, as the C library reads it: an any-address peer
+// ("%any") that is itself the far network triggers on 255.255.255.255.
+// Choice: numbers outside the algorithm tables give an empty word.
+// Choice: every command of the VPN is run whole, however long, through `run` or `run_filled`.
 int vpn_up(const VpnTable &table);
 
 // ---- manual.cpp ------------------------------------------------------------------------------------------
@@ -68,6 +82,7 @@ int vpn_up(const VpnTable &table);
 void setup_env_var(std::string &buf, const VpnPolicy &policy);
 
 // Sets up or takes down one tunnel with its own keys. 0, or -1 when a script could not be created.
+// Choice: with keys of its own, every cipher except 3DES takes a key of 16 digits.
 int setup_manual_keying(const VpnPolicy &policy);
 int manual_keying_down(const VpnPolicy &policy);
 

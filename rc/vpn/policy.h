@@ -44,6 +44,9 @@ enum VpnKeying {
 // First byte of an ID text that means "no ID is given".
 constexpr char kNoId = '\x03';
 
+// Choice: a text put over a longer one leaves what was behind its NUL byte, also in `/var/tmp/vpn.conf`.
+// Choice: one-byte numbers are signed; type 255 prints as -1. An ID counts as none by its first byte,
+// 0x03.
 struct VpnPolicy {
     int8_t enabled;
     // Deliberate: in record 0 the last six bytes of `name` are the WAN interface's name (wan_ifname()), so a

@@ -8,11 +8,13 @@
 constexpr int kWepKeys = 4;
 constexpr int kWdsSlots = 5;  // slot 0: the peer of a point link; 1 to 4: the peers of the other modes
 
-// A text member holds its value cut to its size minus the closing NUL, but for `region`, which has none.
+// A text member holds its value cut to its size minus the closing NUL, except `region`, which has none.
 // Numbers are the setting's number cut to the width of the member: 260 in eight bits is 4.
+// Choice: the widths of the settings record include the closing NUL, except for the pre-shared key (64
+// characters reach the authenticator whole) and the region (two characters, no NUL).
 struct WifiConfig {
     uint8_t if_on;              // 0: radio switched off
-    char ssid[33];              // ready to stand between double quotes on a command line
+    char ssid[33];              // escaped for double quotes on a command line
     uint8_t channel;            // 0: automatic
     uint8_t shared_key;         // 1: WEP with shared-key authentication
     uint8_t security;           // 0 to 7, see security.cpp; larger numbers mean something too
@@ -41,8 +43,11 @@ struct WifiConfig {
 enum WdsMode : uint8_t { kWdsNone = 0, kWdsPoint = 1, kWdsMulti = 2, kWdsRepeater = 3 };
 
 // Clears the record and fills it from the settings. Always 0.
+// Choice: `wifi_auth_type` is compared as a whole number; all other numbers are cut to 8 bits first.
 [[nodiscard]] int parse_config(WifiConfig &config);
 
 // Writes `name` to `ssid` with a backslash before each double quote and back-quote, and a closing NUL.
 // Stops before the first character that does not fit together with its backslash.
+// Choice: the network's name is escaped before it is cut; copying stops at the first character that does
+// not fit together with its backslash.
 void escape_ssid(std::string_view name, char (&ssid)[sizeof(WifiConfig::ssid)]);

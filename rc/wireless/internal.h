@@ -16,6 +16,8 @@ struct Security {
 [[nodiscard]] Security choose_security(uint8_t mode);
 
 // Tells the driver the security numbers, the WEP keys and the authentication.
+// Choice: a default WEP key outside 1 to 4 names no key: its number less one goes to the driver with an
+// empty text.
 void set_security(const WifiConfig &config);
 
 // Starts the authenticator that the WPA modes need; nothing for the others.

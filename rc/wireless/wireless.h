@@ -2,6 +2,7 @@
 #pragma once
 
 // 0 when the first PCI bus, where a wireless adapter sits, is there; -1 otherwise.
+// Choice: any file in the place of the first PCI bus means that the radio is there.
 [[nodiscard]] int wifi_init();
 
 // Brings the radio up as an access point in the LAN bridge. 0: up, absent or switched off; negative:

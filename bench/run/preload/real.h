@@ -13,6 +13,11 @@
 
 #include "bench/run/inside/inside.h"
 
+// Choice: rc is process 2 of every run; signals it sends are recorded, never sent.
+// Choice: a pause of a millisecond or more first lets background commands end, so that their place in a
+// trace is fixed.
+// Choice: more than 5000 counted pauses in one run end it: the PPP retry loop has no end of its own.
+// Choice: a fixed clock does not move.
 namespace preload {
 
 // The C library's own function of that name.
