@@ -11,7 +11,7 @@ constexpr const char *kFields[] = {"Reads:", "Sets:", "Writes:", "Runs:", "Needs
 
 struct CommentLine {
     int number;
-    std::string text;  // without the "//" and one blank
+    std::string text;  // without the "//" and one space
 };
 
 // The lines of the comment a source begins with.
@@ -220,7 +220,7 @@ struct UseReader {
         }
     }
 
-    // cp SOURCE TARGET, where TARGET may be a folder: the copy then stands below it.
+    // cp SOURCE TARGET, where TARGET may be a folder: the copy then is below it.
     void add_copy(const std::vector<std::string> &command, int line)
     {
         const std::string &target = command.back();
@@ -338,7 +338,7 @@ struct UseReader {
         }
     }
 
-    // A literal that begins with the path of a tool is a command wherever it stands.
+    // A literal that begins with the path of a tool is a command wherever it is.
     void read_literal(const std::string &text, int line)
     {
         uses.literals.insert(text);

@@ -103,7 +103,7 @@ void check_described(const Service &service, const Described &described, std::ve
     }
 }
 
-// Keys that reach the store's readers through tables or helpers stand in the code as literals all the same.
+// Keys that reach the store's readers through tables or helpers are literals in the code all the same.
 void check_literals(const Service &service, const Described &described, std::vector<Problem> &problems)
 {
     for (const std::string &literal : service.uses.literals) {

@@ -1,6 +1,6 @@
 // Every service under faults: a full disk, missing directories, directories in the place of files, settings
-// that nobody would enter. rc ends by itself each time. Which files a service writes is seen in a run without
-// faults, so a file that is written tomorrow is tried too.
+// that no user would enter. rc ends by itself each time. Which files a service writes is seen in a run
+// without faults, so a file that is written tomorrow is tried too.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -74,7 +74,7 @@ std::string repeated(const std::string &text, size_t size)
     return all;
 }
 
-// Quotes and formats, blanks and control bytes, and both as a very long text.
+// Quotes and formats, spaces and control bytes, and both as a very long text.
 const Lines kHostile = {
     "\"'`'\"\\$(){};&|<>*?#!~%n%s%n%s%x%999999d%*s%%%",
     " \t \r\n \n\n x\t y\n\x01\x02\x03\x04\x07\x08\x0b\x0c\x0e\x1b\x1f\x7f\x80\xfe\xff\x01\x02\x02\x01",

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Starts the DHCP server as `kind` of caller; whether its daemon outlives output that nobody reads.
+// Starts the DHCP server as `kind` of caller; whether its daemon outlives output that is not read.
 bool daemon_outlives_readers(const char *kind)
 {
     bench::Setup setup;

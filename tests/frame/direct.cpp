@@ -251,7 +251,7 @@ int direct_nvram_set_full(int count, char **words)
     return 0;
 }
 
-// Standard output that nobody reads.
+// Standard output that is not read.
 bool leave_unread()
 {
     int ends[2];

@@ -21,7 +21,7 @@ void check_leases(std::string_view bytes)
     if (bytes.size() < 10) {
         return;
     }
-    // A reservation in the table as the server reads it: its client has the address, nobody else.
+    // A reservation in the table as the server reads it: its client has the address, no other.
     FILE *stream = fmemopen(const_cast<char *>(bytes.data()), bytes.size(), "r");
     MUST(stream != nullptr);
     LeaseTable table;

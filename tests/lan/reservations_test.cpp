@@ -152,7 +152,7 @@ Hardware read_hardware(std::string text)
     return hardware;
 }
 
-// One entry as it stands in the buffer, behind it what earlier ones have left.
+// One entry as it is in the buffer, followed by what earlier ones have left.
 void apply_entry(const std::string &buffer, Model &model)
 {
     std::string fields[3];

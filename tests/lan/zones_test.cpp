@@ -1,5 +1,5 @@
 // The zone table, row by row: the local time that each gives, and the minute of every change to and from
-// summer time in two years, on both processors. What is expected stands here as dates of the calendar.
+// summer time in two years, on both processors. What is expected is written here as dates of the calendar.
 #include <gtest/gtest.h>
 
 #include <cstdio>

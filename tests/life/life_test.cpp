@@ -87,7 +87,7 @@ class Life {
   public:
     explicit Life(const bench::Target &target) : root_(target, blank_router()) {}
 
-    // Runs rc with these words, one blank between them.
+    // Runs rc with these words, one space between them.
     bench::Trace run(const std::string &words)
     {
         bench::Run run;

@@ -139,8 +139,8 @@ size_t times(bool yes)
     return yes ? 1 : 0;
 }
 
-// The relay is ended when nobody wants it or its circuit changed, and runs afterwards when it ran and was not
-// ended, or was started again.
+// The relay is ended when it is not wanted or its circuit changed, and runs afterwards when it ran and was
+// not ended, or was started again.
 void check_relay(const Case &c, const bench::Root &root, const Commands &commands)
 {
     const bool unwanted = takes_down(c) && !c.relay_wanted;
