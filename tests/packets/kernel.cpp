@@ -370,6 +370,8 @@ Judgement judge(const std::string &restore_file, const packets::Network &network
     judgement.error = bytes.size() < 1024 ? "the judge died" : bytes.substr(0, bytes.find('\0'));
     if (judgement.error.empty()) {
         judgement.arrivals.resize((bytes.size() - 1024) / sizeof(Arrival));
+    }
+    if (!judgement.arrivals.empty()) {
         memcpy(judgement.arrivals.data(), bytes.data() + 1024, judgement.arrivals.size() * sizeof(Arrival));
     }
     return judgement;
