@@ -6,6 +6,7 @@
 
 #include "tests/runner/columns.h"
 #include "tests/runner/plan.h"
+#include "tests/runner/steps.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ struct Reader {
     Part common{};
     std::vector<Part> parts{};
     bool has_table = false;
+    NamedSteps steps{};
     std::map<std::string, std::string> texts{};  // the case by its whole text
     std::set<int> used_lines{};                  // of this file, that a case has taken up
     std::set<std::string> used_columns{};
@@ -105,7 +107,8 @@ bool read_base(Reader &reader, const Directive &like)
     if (!reader.read_text(reader.file.base_path, text, why)) {
         return reader.refusal.at(like.place, why);
     }
-    if (!read_directives(text, true, base, reader.refusal)) {
+    if (!read_directives(text, true, base, reader.refusal) ||
+        !fill_steps(base.directives, reader.steps, reader.refusal)) {
         return false;
     }
     Reader inner{reader.file, reader.read_text};
@@ -258,6 +261,12 @@ bool make_all_cases(Reader &reader)
            check_lines_are_used(reader, reader.common);
 }
 
+// A file that others may be like: it has no base and no cases.
+bool is_base(const Reader &reader)
+{
+    return reader.common.head.name.empty() && reader.parts.empty();
+}
+
 bool read_file(Reader &reader, std::string_view text)
 {
     ScenarioText read;
@@ -274,7 +283,9 @@ bool read_file(Reader &reader, std::string_view text)
         reader.texts.emplace(whole_text(reader.base), "");
         directives.erase(directives.begin());
     }
-    return sort_directives(reader, directives) && make_all_cases(reader);
+    return fill_steps(directives, reader.steps, reader.refusal) && sort_directives(reader, directives) &&
+           // Those of a base may be for the files that are like it alone.
+           (is_base(reader) || check_steps_are_used(reader.steps, reader.refusal)) && make_all_cases(reader);
 }
 
 }  // namespace

@@ -387,6 +387,51 @@ TEST(CaseNames, AreUniqueWords)
               "dir/x.scenario:5: not a case's name: \"A\"");
 }
 
+// ---- steps ----------------------------------------------------------------------------------------------
+
+TEST(Steps, AreTheirLinesWhereTheyAreUsed)
+{
+    EXPECT_EQ(expanded("# t\nsteps pair\n| sh a {1} {2}\n| sh b {2}{1}\nrun\ntrace\n| sh x\n| @pair 1 22\n| "
+                       "@pair 3 4\n"),
+              "run\ntrace\n| sh x\n| sh a 1 22\n| sh b 221\n| sh a 3 4\n| sh b 43\n");
+    EXPECT_EQ(changed("|  sh a\n|+ @two\n|- sh b\n|- sh c\nsteps two\n| sh 1\n| sh 2\n"),
+              base_with("| sh a\n| sh b\n| sh c\n", "| sh a\n| sh 1\n| sh 2\n"));
+    EXPECT_EQ(changed("|  sh a\n|- @two\n|+ sh x\nsteps two\n| sh b\n| sh c\n"),
+              base_with("| sh b\n| sh c\n", "| sh x\n"));
+}
+
+TEST(Steps, CountAsWrittenWhereTheyAreUsed)
+{
+    const CaseFile file = read("# t\nsteps pair\n| sh a\n| sh b\nrun\ntrace\n| @pair\n");
+    const Directive &trace = file.cases[0].directives[1];
+    EXPECT_EQ(trace.body[0].place.line, 7);
+    EXPECT_EQ(trace.body[1].place.line, 7);
+}
+
+TEST(Steps, HoldColumns)
+{
+    EXPECT_EQ(expanded("# t\nsteps one\n| sh $x {1}\nrun\ntrace\n| @one 1\ncases name | x\n| a | 5\n"),
+              "run\ntrace\n| sh 5 1\n");
+}
+
+TEST(Steps, AreOfTracesAlone)
+{
+    EXPECT_EQ(expanded("# t\nrun\nexpect /x\n| @home\n"), "run\nexpect /x\n| @home\n");
+}
+
+TEST(Steps, FaultsAreNamed)
+{
+    EXPECT_EQ(refusal("# t\nlike base\nsteps a\n| sh a\nexit 1\n"),
+              "dir/x.scenario:3: no line uses the steps \"a\"");
+    EXPECT_EQ(refusal("# t\nrun\ntrace\n| @a\n"), "dir/x.scenario:4: no steps are named \"a\"");
+    EXPECT_EQ(refusal("# t\nsteps a\n| sh {2}\nrun\ntrace\n| @a 1\n"),
+              "dir/x.scenario:6: the steps \"a\" take 2 words");
+    EXPECT_EQ(refusal("# t\nsteps a\nrun\ntrace\n| @a\n"),
+              "dir/x.scenario:2: steps NAME expected, and its | lines");
+    EXPECT_EQ(refusal("# t\nsteps a\n| x\nsteps a\n| y\nrun\ntrace\n| @a\n"),
+              "dir/x.scenario:4: two steps \"a\"");
+}
+
 TEST(Case, WhoseExpectationIsTheBasesSaysSo)
 {
     EXPECT_EQ(refusal("# t\nlike base\nset more=1\n"),

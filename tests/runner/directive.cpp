@@ -46,6 +46,7 @@ constexpr Row kRows[] = {
     {{"like", Section::cases, false}, "", Subject::none},
     {{"case", Section::cases, false}, "", Subject::none},
     {{"cases", Section::cases, true}, "", Subject::none},
+    {{"steps", Section::cases, true}, "", Subject::none},
     {{"change", Section::cases, true}, "", Subject::none},
     {{"without", Section::cases, false}, "", Subject::none},
     {{"in", Section::cases, false}, "", Subject::none},

@@ -1,0 +1,118 @@
+#include "tests/runner/steps.h"
+
+#include <algorithm>
+
+#include "forms/words.h"
+#include "tests/runner/columns.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr size_t kMostWords = 9;
+
+bool add_steps(const Directive &directive, NamedSteps &known, Refusal &refusal)
+{
+    if (!is_case_name(directive.rest) || directive.body.empty()) {
+        return refusal.at(directive.place, "steps NAME expected, and its | lines");
+    }
+    return known.emplace(directive.rest, Steps{directive.place, directive.body}).second ||
+           refusal.at(directive.place, "two steps \"" + directive.rest + "\"");
+}
+
+// How many words the lines take: the highest number in braces.
+size_t count_words(const std::vector<BodyLine> &lines)
+{
+    size_t words = 0;
+    for (const BodyLine &line : lines) {
+        for (size_t i = 1; i <= kMostWords; i++) {
+            if (line.text.find("{" + std::to_string(i) + "}") != std::string::npos) {
+                words = std::max(words, i);
+            }
+        }
+    }
+    return words;
+}
+
+std::string filled(std::string text, const Words &words)
+{
+    for (size_t i = 0; i < words.size(); i++) {
+        const std::string mark = "{" + std::to_string(i + 1) + "}";
+        for (size_t at = text.find(mark); at != std::string::npos;
+             at = text.find(mark, at + words[i].size())) {
+            text.replace(at, mark.size(), words[i]);
+        }
+    }
+    return text;
+}
+
+// Appends the lines of the steps that `use` names.
+bool use_steps(const BodyLine &use, NamedSteps &known, std::vector<BodyLine> &body, Refusal &refusal)
+{
+    std::string_view rest = use.text;
+    rest.remove_prefix(1);
+    const std::string name(forms::take_word(rest));
+    Words words;
+    while (!rest.empty()) {
+        words.emplace_back(forms::take_word(rest));
+    }
+    const auto steps = known.find(name);
+    if (steps == known.end()) {
+        return refusal.at(use.place, "no steps are named \"" + name + "\"");
+    }
+    if (words.size() != count_words(steps->second.lines)) {
+        return refusal.at(use.place, "the steps \"" + name + "\" take " +
+                                         std::to_string(count_words(steps->second.lines)) + " words");
+    }
+    steps->second.used = true;
+    for (const BodyLine &line : steps->second.lines) {
+        body.push_back({use.place, use.mark, filled(line.text, words)});
+    }
+    return true;
+}
+
+bool fill_body(Directive &directive, NamedSteps &known, Refusal &refusal)
+{
+    std::vector<BodyLine> body;
+    for (const BodyLine &line : directive.body) {
+        if (line.text.empty() || line.text[0] != '@') {
+            body.push_back(line);
+        } else if (!use_steps(line, known, body, refusal)) {
+            return false;
+        }
+    }
+    directive.body = std::move(body);
+    return true;
+}
+
+bool is_trace(const Directive &directive)
+{
+    return directive.name == "trace" || (directive.name == "change" && directive.rest == "trace");
+}
+
+}  // namespace
+
+bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal)
+{
+    for (const Directive &directive : directives) {
+        if (directive.name == "steps" && !add_steps(directive, known, refusal)) {
+            return false;
+        }
+    }
+    directives.erase(std::remove_if(directives.begin(), directives.end(),
+                                    [](const Directive &directive) { return directive.name == "steps"; }),
+                     directives.end());
+    return std::all_of(directives.begin(), directives.end(), [&](Directive &directive) {
+        return !is_trace(directive) || fill_body(directive, known, refusal);
+    });
+}
+
+bool check_steps_are_used(const NamedSteps &known, Refusal &refusal)
+{
+    for (const auto &[name, steps] : known) {
+        if (!steps.place.in_base && !steps.used) {
+            return refusal.at(steps.place, "no line uses the steps \"" + name + "\"");
+        }
+    }
+    return true;
+}

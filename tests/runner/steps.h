@@ -1,0 +1,24 @@
+// Lines of a trace that are written once, as steps with a name, and used by it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/runner/directive.h"
+
+struct Steps {
+    Place place;
+    std::vector<BodyLine> lines;
+    bool used = false;
+};
+
+using NamedSteps = std::map<std::string, Steps>;
+
+// Moves the `steps` among the directives into `known` and puts their lines in the place of each "@NAME WORDS"
+// in a trace or in a change of one, with the words in the place of {1}, {2}... The lines count as written
+// where they are used.
+bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
+
+// Refuses steps of the file itself that no line uses.
+bool check_steps_are_used(const NamedSteps &known, Refusal &refusal);
