@@ -6,7 +6,7 @@
 
 namespace bench {
 
-// Lines only expected begin with "-", lines only there with "+", common ones around them with a blank.
+// Lines only expected begin with "-", lines only there with "+", common ones around them with a space.
 // Empty when both lists are the same.
 std::string unified_difference(const std::vector<std::string> &expected,
                                const std::vector<std::string> &actual);

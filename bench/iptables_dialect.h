@@ -2,7 +2,7 @@
 // words of its day, the other wants a restore file in the words of ours.
 //
 // Every difference is translated or, where today's tool refuses what the router's tool also refuses, left
-// out; either way it is reported by name. Everything else passes as it stands, so that what this translator
+// out; either way it is reported by name. Everything else passes as it is, so that what this translator
 // does not know fails loudly at the tool that loads the result.
 #pragma once
 

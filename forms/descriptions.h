@@ -5,15 +5,16 @@
 //     #   empty: MEANING                        an empty value is fine and means this
 //     #   read: HOW                             how rc looks at it, when not as its type says
 //     #   on: CLAIM  off: CLAIM                 what shows that a flag counts as on, as off
-//     #   wrong: PHRASE  seen: CLAIM            with any other value "the router will PHRASE", and what shows
-//     it #   unless: CONDITION  when: CONDITION    values for which, and settings with which, that is so #
-//     advice: SENTENCE                      instead of wrong, where no trace of rc can show it #   apply: rc
-//     WORDS                       what puts a change into effect #   related: KEY KEY...   secret: yes   set
-//     by: WHO   refuse: CHARACTERS #   record: FIELD:FIELD...                the fields of a list's record
-//     with what separates them #   field NAME: TYPE: MEANING             one of them; also "wrong NAME",
-//     "seen NAME", "when NAME" KEY=DEFAULT
+//     #   wrong: PHRASE  seen: CLAIM            other values: "the router will PHRASE", and what shows it
+//     #   unless: CONDITION  when: CONDITION    values for which, and settings with which, that is so
+//     #   advice: SENTENCE                      instead of wrong, where no trace of rc can show it
+//     #   apply: rc WORDS                       what puts a change into effect
+//     #   related: KEY KEY...   secret: yes   set by: WHO   refuse: CHARACTERS
+//     #   record: FIELD:FIELD...                the fields of a list's record with what separates them
+//     #   field NAME: TYPE: MEANING             one of them; also "wrong NAME", "seen NAME", "when NAME"
+//     KEY=DEFAULT
 //
-// CLAIM: "rc WORDS: runs "TEXT"", also never runs, prints, names itself, PATH has, PATH lacks. In TEXT stand
+// CLAIM: "rc WORDS: runs "TEXT"", also never runs, prints, names itself, PATH has, PATH lacks. TEXT may hold
 // {value}, {number} (as atoi reads it), {number*60}, {number%256}, {cut} (as much as the type has room for),
 // {cut:N}, {FIELD} of the record and {KEY} of another setting.
 #pragma once
@@ -151,7 +152,7 @@ struct Reader {
 };
 std::vector<Reader> readers_of(std::string_view key);
 
-// The number rc reads in a text: blanks, a sign and digits at its front, else 0.
+// The number rc reads in a text: spaces, a sign and digits at its front, else 0.
 long read_number(std::string_view text);
 
 using Lookup = std::function<std::string(std::string_view name)>;

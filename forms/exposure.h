@@ -11,7 +11,7 @@ namespace forms {
 enum class Quoting { kBare, kDouble, kSingle };
 
 // One place. In the file a line: KEY or KEY.FIELD, bare/double/single, the characters that end the text or
-// run something there, the words of rc, the command with {} where the text stands; tabs between them.
+// run something there, the words of rc, the command with {} in the place of the text; tabs between them.
 struct Exposure {
     std::string key;
     std::string field;  // of a list's records; empty: the whole value
@@ -35,7 +35,7 @@ const std::vector<Exposure> &known_exposures();
 const char *quoting_name(Quoting quoting);
 
 // What of a setting's text must be refused where it is saved: nothing, some characters, or all but those that
-// the shell leaves alone wherever they stand.
+// the shell leaves alone wherever they are.
 struct Harm {
     bool is_bare = false;
     std::string characters;

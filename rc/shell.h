@@ -5,8 +5,7 @@
 //   run_filled   filled          no       no             any length          system()'s status
 //   SYSTEM       filled          no       1 us           1023 characters     0
 //   MY_SYSTEM    filled          yes      no             1023 characters     system()'s status
-//   myPipe       as it is        no       no             any length          pclose()'s status, and the
-//   output
+//   myPipe       as it is        no       no             any length          pclose()'s, and the output
 //
 // Whatever is too long is silently cut. Callers ignore most results: success shows later, in files.
 #pragma once

@@ -27,7 +27,7 @@ struct Parsed {
     std::string reason;
 };
 
-// A line of a batch file as words. Blanks separate them; double quotes keep a text together and go away. A
+// A line of a batch file as words. Spaces separate them; double quotes keep a text together and go away. A
 // quote that is not closed reaches to the end of the line.
 std::vector<std::string> split_line(std::string_view line);
 
@@ -35,10 +35,10 @@ std::vector<std::string> split_line(std::string_view line);
 // not know, which is more than a refusal: the tool may well know it.
 Parsed parse_command(const std::vector<std::string> &words);
 
-// The line with one blank between words, quotes as they stand.
+// The line with one space between words, quotes as they are.
 std::string squeezed(std::string_view line);
 
-// The words with one blank between them, those with blanks in quotes.
+// The words with one space between them, those with spaces in quotes.
 std::string joined(const std::vector<std::string> &words);
 
 }  // namespace packets

@@ -19,7 +19,7 @@ class Loader {
     void call(const std::vector<std::string> &words);
     // How many lines and calls there were so far.
     size_t lines() const { return rules_.lines; }
-    // A line that is refused takes no part and is listed; the others stand.
+    // A line that is refused takes no part and is listed; the others count.
     RuleSet finish();
 
   private:

@@ -188,7 +188,7 @@ struct Origin {
 struct Rule {
     std::vector<Match> matches;
     Target target;
-    std::string text;  // its words, one blank between them: "-A INPUT -i lo -j ACCEPT"
+    std::string text;  // its words, one space between them: "-A INPUT -i lo -j ACCEPT"
     size_t line = 0;   // in the order in which lines and commands were given, from 1
     Origin origin;
     bool old_negation = false;   // written with "!" behind the option

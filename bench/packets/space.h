@@ -1,4 +1,4 @@
-// The bits of a packet, and the sets that matches stand for.
+// The bits of a packet, and the sets that matches mean.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace packets {
 
-// Groups of bits in the order of the diagrams. An ICMP type and code stand in the place of the destination
+// Groups of bits in the order of the diagrams. An ICMP type and code take the place of the destination
 // port.
 enum Bits : int {
     kSideBits = 0,

@@ -12,7 +12,7 @@ namespace rcbench {
 
 // Runs rc's firewall and routes, with or without the changed settings, and returns what the kernel then
 // holds; with `causes` each rule with what is behind it, which takes many runs. Lines that the filter tool
-// refuses for what stands in the settings are noted.
+// refuses because of the settings are noted.
 bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes,
                               bool causes);
 

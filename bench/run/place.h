@@ -14,7 +14,7 @@ bool has_place_for_roots(bool with_devices);
 // a later one.
 std::filesystem::path make_directory_for_root();
 
-// Takes the lock that says that a root is in use; it ends with the process. -1: somebody has it.
+// Takes the lock that says that a root is in use; it ends with the process. -1: another process has it.
 int lock_root(const std::filesystem::path &directory);
 
 // Removes what a run may have left, directories without permissions included.

@@ -1,4 +1,4 @@
-// What stands in a root, path by path, and what changed between two moments.
+// What is in a root, path by path, and what changed between two moments.
 #pragma once
 
 #include <filesystem>
@@ -10,7 +10,7 @@
 
 namespace bench {
 
-// What stands at one path of the root.
+// What is at one path of the root.
 struct Node {
     char type = 'f';       // f file, d directory, l link, o other
     bool written = false;  // file: changed since the mark of the snapshot before

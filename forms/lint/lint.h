@@ -1,4 +1,4 @@
-// Finds what a router's settings would do that nobody meant.
+// Finds what a router's settings would do that was not meant.
 //
 // A finding that says "the router will ..." carries the claims that show it: a run of rc and what is then in
 // its commands, files or output. A test runs them. Advice about daemons, the driver or good sense has none.

@@ -47,9 +47,9 @@ struct LeaseTable {
 };
 
 // Reads up to kLeasesRead records from the current place in the file; all others, and one that the file's end
-// cuts short, are unused. Choice: a lease record cut short by the end of the file is unused; if it is the
-// first, the file is kept. Records beyond 254 are not read, and a new reservation then takes the place of the
-// 255th.
+// cuts short, are unused.
+// Choice: if the first lease record is cut short, the file is kept. Records beyond 254 are not read, and a
+// new reservation then takes the place of the 255th.
 void read_leases(FILE *file, LeaseTable &table);
 
 // What a walk over the table looks for.

@@ -12,8 +12,7 @@
 
 // Deletes every ATM circuit, not only the WAN's.
 // Choice: in the listing of circuits, a line without any word is skipped; a first word is cut at 15
-// characters before its
-// "." is looked for. A line of the listing longer than 127 characters counts as several.
+// characters before its "." is looked for. A line longer than 127 characters counts as several.
 void clean_vc_table();
 
 // Adds the one circuit that the WAN uses.

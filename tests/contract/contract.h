@@ -27,10 +27,9 @@ struct Uses {
     Names sets;    // keys given to nvram_set
     Names writes;  // paths opened for writing, removed, or written by a command
     Names runs;    // first words of commands, without their folder
-    std::map<std::string, std::set<std::string>>
-        copies;                      // of a copied file: the names it may be listed under
-    std::set<std::string> literals;  // every string literal and constant
-    std::set<std::string> words;     // every word of every literal, and its base name
+    std::map<std::string, std::set<std::string>> copies;  // of a copied file: the names it may have
+    std::set<std::string> literals;                       // every string literal and constant
+    std::set<std::string> words;                          // every word of every literal, and its base name
 };
 
 struct Problem {

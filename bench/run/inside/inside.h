@@ -189,7 +189,7 @@ struct Program {
 // Fields of the run file come in pairs, a letter and a value:
 //     P rc   R the program of this run   p word put before either (emulator)   a word of this run
 //     e NAME=value for rc   n runs started by rc really run
-//     i interface: name address bits hardware (blanks between, "-" for none)
+//     i interface: name address bits hardware (spaces between, "-" for none)
 // Reads what concerns the program and puts its environment in place.
 inline void read_program(Program &program)
 {
