@@ -127,7 +127,7 @@ void run_in_sandbox(const Target &target, const fs::path &root, const Run &run)
         (void)!write(control.ends[1], &inside::kControlLimit, 1);
         constexpr double kGrace = 10;  // should init fail to end the run, the sandbox is killed
         if (wait_for(process, kGrace) != Outcome::kEnded) {
-            kill(process, SIGKILL);
+            kill_all(process);
         }
     }
     int status = 0;

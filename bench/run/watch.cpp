@@ -7,11 +7,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -24,6 +25,11 @@ using Clock = std::chrono::steady_clock;
 double seconds_since(Clock::time_point begin)
 {
     return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+fs::path place_of(pid_t process)
+{
+    return fs::path("/proc") / std::to_string(process);
 }
 
 // Processor time of one process and of the children it has already waited for, in clock ticks.
@@ -44,19 +50,44 @@ long own_ticks(const fs::path &process)
     return user + system + children_user + children_system;
 }
 
-// Of a process and all it started that still live.
-long all_ticks(const std::string &process, int depth = 0)
+std::vector<pid_t> children_of(pid_t process)
+{
+    std::vector<pid_t> all;
+    std::error_code error;
+    for (const fs::directory_entry &thread : fs::directory_iterator(place_of(process) / "task", error)) {
+        std::ifstream children(thread.path() / "children");
+        pid_t child = 0;
+        while (children >> child) {
+            all.push_back(child);
+        }
+    }
+    return all;
+}
+
+// A process and all it started that still live, each behind the one that started it.
+void add_tree(pid_t process, std::vector<pid_t> &all, int depth = 0)
 {
     constexpr int kDeepest = 200;
-    const fs::path place = fs::path("/proc") / process;
-    long ticks = own_ticks(place);
-    std::error_code error;
-    for (const fs::directory_entry &thread : fs::directory_iterator(place / "task", error)) {
-        std::ifstream children(thread.path() / "children");
-        std::string child;
-        while (depth < kDeepest && children >> child) {
-            ticks += all_ticks(child, depth + 1);
+    all.push_back(process);
+    if (depth < kDeepest) {
+        for (const pid_t child : children_of(process)) {
+            add_tree(child, all, depth + 1);
         }
+    }
+}
+
+std::vector<pid_t> tree(pid_t process)
+{
+    std::vector<pid_t> all;
+    add_tree(process, all);
+    return all;
+}
+
+long all_ticks(pid_t process)
+{
+    long ticks = 0;
+    for (const pid_t one : tree(process)) {
+        ticks += own_ticks(place_of(one));
     }
     return ticks;
 }
@@ -83,7 +114,7 @@ Outcome wait_for(pid_t process, double seconds)
     Clock::time_point moved = Clock::now();
     Outcome outcome = Outcome::kEnded;
     while (outcome == Outcome::kEnded && !ends_within(fd, step)) {
-        const long now = all_ticks(std::to_string(process));
+        const long now = all_ticks(process);
         if (now != last) {
             last = now;
             used = std::max(used, now);
@@ -95,6 +126,21 @@ Outcome wait_for(pid_t process, double seconds)
     }
     close(fd);
     return outcome;
+}
+
+void kill_all(pid_t process)
+{
+    constexpr int kMostLooks = 50;  // what is started meanwhile is there at the next look
+    constexpr useconds_t kPauseUs = 10000;
+    std::vector<pid_t> all = tree(process);
+    for (int look = 0; all.size() > 1 && look < kMostLooks; look++) {
+        for (size_t i = all.size() - 1; i > 0; i--) {
+            kill(all[i], SIGKILL);
+        }
+        usleep(kPauseUs);
+        all = tree(process);
+    }
+    kill(process, SIGKILL);
 }
 
 }  // namespace bench

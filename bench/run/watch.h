@@ -15,4 +15,8 @@ enum class Outcome {
 // waits for nothing is.
 Outcome wait_for(pid_t process, double seconds);
 
+// Kills all that the process started and still lives, then the process: what proot watches would outlive it.
+// Who has left the process's tree is not found.
+void kill_all(pid_t process);
+
 }  // namespace bench

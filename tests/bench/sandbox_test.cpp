@@ -5,11 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 
 #include "bench/router.h"
+#include "bench/run/watch.h"
 #include "tests/programs.h"
 
 namespace {
@@ -101,6 +105,48 @@ TEST(Bench, ARunSignalsItsOwn)
         run_probe("while :; do :; done & kill $! && wait $!; echo $?; kill -0 $$ && echo here", 20);
     EXPECT_EQ(trace.output, "143\nhere\n");
     EXPECT_FALSE(trace.timed_out);
+}
+
+// Whether the process runs; one that has ended and that nobody waited for does not.
+bool is_running(const std::string &process)
+{
+    std::string text;
+    std::getline(std::ifstream("/proc/" + process + "/stat"), text, '\0');
+    const size_t after_name = text.rfind(')');
+    return after_name != std::string::npos && text.substr(after_name + 1, 3) != " Z ";
+}
+
+TEST(Bench, ASandboxThatDoesNotEndIsKilledWithAllItStarted)
+{
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t shell = fork();
+    if (shell == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        execl("/bin/sh", "sh", "-c",
+              "sh -c 'sleep 1000 & echo $! $$; wait' & setsid sh -c 'echo $$; sleep 1000; :' & wait",
+              nullptr);
+        _exit(127);
+    }
+    close(ends[1]);
+    std::string text;
+    char piece[100];
+    while (std::count(text.begin(), text.end(), '\n') < 2) {
+        const ssize_t got = read(ends[0], piece, sizeof piece);
+        ASSERT_GT(got, 0);
+        text.append(piece, static_cast<size_t>(got));
+    }
+    close(ends[0]);
+    bench::kill_all(shell);
+    int status = 0;
+    EXPECT_EQ(waitpid(shell, &status, 0), shell);
+    EXPECT_EQ(WTERMSIG(status), SIGKILL);
+    std::istringstream processes(text);
+    int count = 0;
+    for (std::string process; processes >> process; count++) {
+        EXPECT_FALSE(is_running(process)) << process;
+    }
+    EXPECT_EQ(count, 3);
 }
 
 TEST(Bench, TheSandboxUsedIsNamed)
