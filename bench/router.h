@@ -239,6 +239,7 @@ class Root {
 
   private:
     void build(const Setup &setup);
+    void build_all(const Setup &setup);
     void build_tree();
     void build_tools();
     void build_state(const Setup &setup);

@@ -265,12 +265,13 @@ void replace_file(const std::string &path, std::string_view bytes)
     if (exists) {
         keep_status(beside, old, path);
     }
+    const char *what_is_left = exists ? "; it is as it was" : "; nothing is left of it";
     const int error = write_whole(beside.fd, 0, bytes);
     if (error != 0 || fsync(beside.fd) != 0) {
-        throw cannot_write(path, std::string(strerror(error != 0 ? error : errno)) + "; it is as it was");
+        throw cannot_write(path, std::string(strerror(error != 0 ? error : errno)) + what_is_left);
     }
     if (rename(beside.path.c_str(), target.c_str()) != 0) {
-        throw cannot_write(path, std::string(strerror(errno)) + "; it is as it was");
+        throw cannot_write(path, std::string(strerror(errno)) + what_is_left);
     }
     beside.is_renamed = true;
     flush_folder(target);

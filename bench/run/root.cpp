@@ -125,6 +125,16 @@ void Root::keep()
 
 void Root::build(const Setup &setup)
 {
+    try {
+        build_all(setup);
+    } catch (const fs::filesystem_error &error) {
+        throw Error("cannot build the router in " + forms::shown(directory_.string()) + ": " +
+                    error.code().message());
+    }
+}
+
+void Root::build_all(const Setup &setup)
+{
     for (const char *name : {"bin", "board", "count", "libraries", "library", "pause"}) {
         fs::create_directories(directory_ / ".bench" / name);
     }

@@ -125,7 +125,7 @@ void run_in_sandbox(const Target &target, const fs::path &root, const Run &run)
     const pid_t process = start(command, root, control.ends[0]);
     if (wait_for(process, run.limit) != Outcome::kEnded) {
         (void)!write(control.ends[1], &inside::kControlLimit, 1);
-        constexpr double kGrace = 10;  // should init fail to end the run, the sandbox is killed
+        constexpr double kGrace = 30;  // should init fail to end the run, the sandbox is killed
         if (wait_for(process, kGrace) != Outcome::kEnded) {
             kill_all(process);
         }

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -20,34 +19,33 @@ namespace bench {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point begin)
-{
-    return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
 fs::path place_of(pid_t process)
 {
     return fs::path("/proc") / std::to_string(process);
 }
 
-// Processor time of one process and of the children it has already waited for, in clock ticks.
-long own_ticks(const fs::path &process)
+struct Activity {
+    long ticks = 0;      // of processor time used, by children already waited for too
+    bool wants = false;  // runs, waits for its turn or for a disk
+};
+
+// Of one process; nothing when there is no such process.
+Activity own_activity(pid_t process)
 {
     std::string text;
-    std::getline(std::ifstream(process / "stat"), text, '\0');
+    std::getline(std::ifstream(place_of(process) / "stat"), text, '\0');
     const size_t after_name = text.rfind(')');
+    char state = '\0';
     long user = 0;
     long system = 0;
     long children_user = 0;
     long children_system = 0;
     if (after_name == std::string::npos ||
-        sscanf(text.c_str() + after_name + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld %ld %ld",
-               &user, &system, &children_user, &children_system) != 4) {
-        return 0;
+        sscanf(text.c_str() + after_name + 1, " %c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld %ld %ld",
+               &state, &user, &system, &children_user, &children_system) != 5) {
+        return {};
     }
-    return user + system + children_user + children_system;
+    return {user + system + children_user + children_system, state == 'R' || state == 'D'};
 }
 
 std::vector<pid_t> children_of(pid_t process)
@@ -83,13 +81,16 @@ std::vector<pid_t> tree(pid_t process)
     return all;
 }
 
-long all_ticks(pid_t process)
+// Of a process and all it started that still live.
+Activity activity(pid_t process)
 {
-    long ticks = 0;
+    Activity all;
     for (const pid_t one : tree(process)) {
-        ticks += own_ticks(place_of(one));
+        const Activity own = own_activity(one);
+        all.ticks += own.ticks;
+        all.wants = all.wants || own.wants;
     }
-    return ticks;
+    return all;
 }
 
 // Whether the process behind the descriptor has ended, or ends within so many seconds.
@@ -111,16 +112,18 @@ Outcome wait_for(pid_t process, double seconds)
     const auto tick = static_cast<double>(sysconf(_SC_CLK_TCK));
     long used = 0;
     long last = 0;
-    Clock::time_point moved = Clock::now();
+    double still = 0;  // seconds; what this process itself waits for its turn does not count
     Outcome outcome = Outcome::kEnded;
     while (outcome == Outcome::kEnded && !ends_within(fd, step)) {
-        const long now = all_ticks(process);
-        if (now != last) {
-            last = now;
-            used = std::max(used, now);
-            moved = Clock::now();
+        const Activity now = activity(process);
+        if (now.wants || now.ticks != last) {
+            last = now.ticks;
+            used = std::max(used, now.ticks);
+            still = 0;
+        } else {
+            still += step;
         }
-        if (static_cast<double>(used) / tick > seconds || seconds_since(moved) > seconds) {
+        if (static_cast<double>(used) / tick > seconds || still > seconds) {
             outcome = Outcome::kOverLimit;
         }
     }
@@ -130,17 +133,24 @@ Outcome wait_for(pid_t process, double seconds)
 
 void kill_all(pid_t process)
 {
-    constexpr int kMostLooks = 50;  // what is started meanwhile is there at the next look
+    constexpr int kMostLooks = 50;
     constexpr useconds_t kPauseUs = 10000;
-    std::vector<pid_t> all = tree(process);
-    for (int look = 0; all.size() > 1 && look < kMostLooks; look++) {
-        for (size_t i = all.size() - 1; i > 0; i--) {
-            kill(all[i], SIGKILL);
+    std::vector<pid_t> all;
+    // What is stopped starts nothing more: two looks that are the same have found everything.
+    for (int look = 0; look < kMostLooks; look++) {
+        const std::vector<pid_t> now = tree(process);
+        if (now == all) {
+            break;
+        }
+        all = now;
+        for (size_t i = 1; i < all.size(); i++) {
+            kill(all[i], SIGSTOP);
         }
         usleep(kPauseUs);
-        all = tree(process);
     }
-    kill(process, SIGKILL);
+    for (const pid_t one : all) {
+        kill(one, SIGKILL);
+    }
 }
 
 }  // namespace bench

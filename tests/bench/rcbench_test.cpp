@@ -251,6 +251,32 @@ TEST_F(Rcbench, InputThatCannotBeUsedGivesItsCauseAndStatus2)
     EXPECT_TRUE(result.errors.starts_with("rcbench: cannot read " + damaged + ":2: ")) << result.errors;
 }
 
+TEST_F(Rcbench, SettingsInFilesOfOtherKindsAreRefusedOrReadWhereThatIsCertain)
+{
+    using std::string_literals::operator""s;
+    const std::string store = file("store", "lan_ipaddr=10.0.0.1\0lan_if=br0\0\0"s);
+    const std::string image = file("image", "\0NOR\0\0\0\5"s);
+    const std::string wide = file("wide", "\xff\xfel\0a\0n\0=\0"s);
+    for (const std::string option : {"--settings ", "--set @"}) {
+        EXPECT_EQ(
+            run(option + store + " start").errors,
+            "rcbench: cannot read " + store + ": this is a store, not text; use nvram -f FILE export\n");
+        EXPECT_EQ(run(option + image + " start").errors,
+                  "rcbench: cannot read " + image +
+                      ": this is a flash image, not text; use nvram --flash FILE export\n");
+        EXPECT_EQ(run(option + wide + " start").errors,
+                  "rcbench: cannot read " + wide + ": this is text in UTF-16; save it as UTF-8\n");
+        EXPECT_EQ(run(option + wide + " start").status, 2);
+        // A byte-order mark and line ends of another system hide no key.
+        const std::string text = file("text", "\xef\xbb\xbflan_ipaddr=10.0.0.1\r\nlan_netmask=255.0.0.0\r\n");
+        const Result result = run("--brief " + option + text + " lan start");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.errors, "");
+        EXPECT_NE(result.output.find("ifconfig br0 10.0.0.1 netmask 255.0.0.0 "), std::string::npos)
+            << result.output;
+    }
+}
+
 TEST_F(Rcbench, JunkInMessagesIsEscapedAndCut)
 {
     const Result result = run("--$(printf 'a\\033[31m\\007%0500d' 0) start");
@@ -268,6 +294,27 @@ TEST_F(Rcbench, WhatTheBenchCannotDoGivesStatus3)
     EXPECT_EQ(result.errors, "rcbench: cannot keep the router in " + folder_ + ": it is not empty\n");
     EXPECT_EQ(run("--keep /proc/no/directory start").errors,
               "rcbench: cannot keep the router in /proc/no/directory: No such file or directory\n");
+}
+
+TEST_F(Rcbench, ADirectoryToKeepTheRouterInThatCannotBeWrittenToIsNamed)
+{
+    // Root may write everywhere.
+    const std::string as_other = geteuid() == 0
+                                     ? "setpriv --reuid=65534 --regid=65534 --clear-groups " RCBENCH_TOOL " "
+                                     : RCBENCH_TOOL " ";
+    fs::create_directory(folder_ + "/locked");
+    fs::permissions(folder_, fs::perms(0755));
+    fs::permissions(folder_ + "/locked", fs::perms(0555));
+    if (system((as_other + "--version >/dev/null 2>&1").c_str()) != 0) {
+        GTEST_SKIP() << "the program cannot be run as another user from where it is";
+    }
+    for (const std::string &place : {folder_ + "/locked", folder_ + "/locked/deeper"}) {
+        const std::string errors = folder_ + "/errors";
+        const int status = system((as_other + "--keep " + place + " lan start 2>" + errors).c_str());
+        EXPECT_EQ(WEXITSTATUS(status), 3);
+        EXPECT_EQ(whole_file(errors),
+                  "rcbench: cannot keep the router in " + place + ": Permission denied\n");
+    }
 }
 
 TEST_F(Rcbench, OutputThatCannotBeWrittenIsAnError)
@@ -298,6 +345,26 @@ TEST_F(Rcbench, ARunThatTheBenchCutsOffSaysSoFirstAndGivesStatus3)
     EXPECT_EQ(json.status, 3);
     EXPECT_EQ(nlohmann::json::parse(json.output, nullptr, false)[0]["limit"], "pauses");
     EXPECT_EQ(run("--diff --unset fw_nat " + kEndless).status, 3);
+}
+
+TEST_F(Rcbench, EveryLimitSaysWhichItIs)
+{
+    const std::string loud = file("loud", "#!/bin/sh\nwhile :; do echo and on; done\n");
+    const std::string busy = file("busy", "#!/bin/sh\nwhile :; do :; done\n");
+    const struct {
+        std::string words;
+        std::string why;
+    } cases[] = {
+        {"--output 1 --file /sbin/ifconfig=" + loud, "cut off at the limit of output; --output sets it"},
+        {"--limit 1 --file /sbin/ifconfig=" + busy, "cut off at the time limit; --limit sets it"},
+    };
+    for (const auto &c : cases) {
+        const Result result = run("--brief " + c.words + " lan start");
+        EXPECT_EQ(result.status, 3) << c.words;
+        EXPECT_TRUE(result.output.starts_with("$ rc lan start\n  " + c.why + "\n"))
+            << result.output.substr(0, 200);
+        EXPECT_LT(lines_of(result.output).size(), 20U);
+    }
 }
 
 TEST_F(Rcbench, WhatRepeatsIsFoldedUnlessAllIsWanted)

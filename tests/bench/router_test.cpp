@@ -291,19 +291,19 @@ TEST(Bench, ExitStatusAndSignal)
 TEST(Bench, ARunPastItsLimitIsKilledWithAllItStarted)
 {
     bench::Run run = probe({"print", "start", "sh", "yes > /dev/null & while :; do :; done"});
-    run.limit = 0.3;
+    run.limit = 1;
     Root root(probe_target(), {});
     const Trace trace = root.run(run);
     EXPECT_TRUE(trace.timed_out);
     EXPECT_EQ(trace.signal, 9);
     EXPECT_EQ(bench::trace_lines(trace), (Lines{"out start", "sh yes > /dev/null & while :; do :; done"}));
-    EXPECT_LT(trace.seconds, 5);
+    EXPECT_LT(trace.seconds, 60) << "about a second when nobody else needs the processor";
 }
 
 TEST(Bench, ALeftOverCommandIsKilledAtTheLimitToo)
 {
     bench::Run run = probe({"sh", "while :; do :; done &", "exit", "4"});
-    run.limit = 0.3;
+    run.limit = 1;
     Root root(probe_target(), {});
     const Trace trace = root.run(run);
     EXPECT_TRUE(trace.timed_out);

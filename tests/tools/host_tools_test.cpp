@@ -186,8 +186,7 @@ TEST_F(HostTools, HelpAndVersionAreWithinEightyColumns)
     }
 }
 
-// ---- replacing a file
-// --------------------------------------------------------------------------------------
+// ---- replacing a file -----------------------------------------------------------------------------------
 
 TEST_F(HostTools, AFullDiskLeavesTheOldStoreWhole)
 {
@@ -263,6 +262,26 @@ TEST_F(HostTools, AFlashImageIsWrittenInPlace)
     EXPECT_EQ(bytes("i").size(), 100U);
     EXPECT_EQ(bytes("i").substr(16, 24), std::string(24, '\xff'));
     EXPECT_EQ(run("$nvram --flash i export").output, "lan_if=br0\n");
+}
+
+TEST_F(HostTools, AFlashImageMayBeABlockDevice)
+{
+    put("i", std::string(4096, '\xff'));
+    put("s", kStore);
+    // Detached at once, the device goes when it is closed.
+    const std::string device = "d=$(losetup -f --show i) && exec 9<>$d && losetup -d $d || exit 99; ";
+    if (run(device + ":").status != 0) {
+        GTEST_SKIP() << "needs a loop device, which root has where devices are allowed";
+    }
+    const Result result = run(device +
+                              "$nvram -f s --flash $d commit && $nvram --flash $d set lan_if=br1 && "
+                              "$nvram --flash $d export && test -b $d && sync $d");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "lan_if=br1\nlan_ipaddr=192.168.1.1\n");
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(run("$nvram --flash i export").output, result.output);
+    EXPECT_EQ(bytes("i").size(), 4096U);
+    EXPECT_EQ(bytes("i").substr(3000), std::string(1096, '\xff'));
 }
 
 TEST_F(HostTools, ALeaseFileThatIsCutShortIsShownAsDamaged)
