@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
+
+#include "bench/packets/values.h"
+#include "bench/packets/words.h"
 
 namespace packets {
 
@@ -12,24 +14,7 @@ namespace {
 constexpr size_t kLongestInterface = 15;
 constexpr size_t kLongestChain = 30;
 constexpr size_t kLongestPrefix = 29;
-constexpr int kLastPort = 65535;
 constexpr int kMostBurst = 10000;
-
-// A line that the tool refuses.
-struct Refused {
-    Why why;
-    std::string reason;
-};
-
-[[noreturn]] void refuse(const std::string &reason)
-{
-    throw Refused{Why::kBadWords, reason};
-}
-
-struct Named {
-    const char *name;
-    int number;
-};
 
 // clang-format off
 constexpr Named kProtocols[] = {
@@ -60,6 +45,8 @@ constexpr Named kTargets[] = {
     {"MASQUERADE", static_cast<int>(Action::kMasquerade)},
 };
 
+constexpr const char *kTables[] = {"filter", "nat", "mangle"};
+
 constexpr const char *kModules[] = {
     "tcp", "udp", "icmp", "state", "limit", "iprange", "string", "mark", "condition", "psd",
 };
@@ -70,103 +57,6 @@ constexpr const char *kRejectTypes[] = {
     "icmp-admin-prohibited",
 };
 // clang-format on
-
-template <size_t N>
-const Named *find(const Named (&names)[N], std::string_view name)
-{
-    for (const Named &row : names) {
-        if (name == row.name) {
-            return &row;
-        }
-    }
-    return nullptr;
-}
-
-template <size_t N>
-bool has(const char *const (&names)[N], std::string_view name)
-{
-    return std::find(names, names + N, name) != names + N;
-}
-
-// A whole number as the tool reads it: "0x" and leading "0" count. False: none, or not between the two.
-bool to_number(const std::string &text, long long least, long long most, long long &number)
-{
-    char *end = nullptr;
-    number = strtoll(text.c_str(), &end, 0);
-    return !text.empty() && text[0] >= '0' && text[0] <= '9' && *end == '\0' && number >= least &&
-           number <= most;
-}
-
-int number_of(const std::string &text, long long least, long long most, const char *what)
-{
-    long long number = 0;
-    if (!to_number(text, least, most, number)) {
-        refuse("\"" + text + "\" is no " + what);
-    }
-    return static_cast<int>(number);
-}
-
-uint32_t mark_of(const std::string &text)
-{
-    long long number = 0;
-    if (!to_number(text, 0, 0xffffffff, number)) {
-        refuse("\"" + text + "\" is no mark");
-    }
-    return static_cast<uint32_t>(number);
-}
-
-Address address_of(const std::string &text)
-{
-    Address address = 0;
-    if (!parse_address(text, address)) {
-        refuse("\"" + text + "\" is no address" +
-               (!text.empty() && (text[0] | 0x20) >= 'a' ? " (host names are not looked up)" : ""));
-    }
-    return address;
-}
-
-// An address, with "/" and the number of bits or a mask.
-Net parse_net(const std::string &text)
-{
-    const size_t slash = text.find('/');
-    const Address address = address_of(text.substr(0, slash));
-    if (slash == std::string::npos) {
-        return {address, 0xffffffff};
-    }
-    const std::string bits = text.substr(slash + 1);
-    Address mask = 0;
-    if (parse_address(bits, mask)) {
-        return {address & mask, mask};
-    }
-    return net_of(address, number_of(bits, 0, 32, "network mask"));
-}
-
-std::vector<std::string> split_at(const std::string &text, char separator)
-{
-    std::vector<std::string> parts(1);
-    for (const char c : text) {
-        if (c == separator) {
-            parts.emplace_back();
-        } else {
-            parts.back() += c;
-        }
-    }
-    return parts;
-}
-
-template <size_t N>
-uint8_t bits_of(const Named (&names)[N], const std::string &list, const char *what)
-{
-    uint8_t bits = 0;
-    for (const std::string &name : split_at(list, ',')) {
-        const Named *row = find(names, name);
-        if (row == nullptr) {
-            refuse("\"" + name + "\" is no " + what);
-        }
-        bits = static_cast<uint8_t>(bits | row->number);
-    }
-    return bits;
-}
 
 // Reads the words of one line from left to right.
 class Parser {
@@ -292,18 +182,18 @@ const Parser::Option &Parser::find_option(const std::string &word) const
     for (const Option &option : kOptions) {
         if (word == option.name) {
             if (option.needs != nullptr && !loaded(option.needs)) {
-                refuse(word + " without its match or target");
+                refuse("", word, " without its match or target");
             }
             return option;
         }
     }
-    throw Error("option " + word + " is not known here");
+    unknown("option", word);
 }
 
 bool Parser::loaded(std::string_view needed) const
 {
-    for (const std::string &name : split_at(std::string(needed), ' ')) {
-        if (name == target_name_ || std::find(modules_.begin(), modules_.end(), name) != modules_.end()) {
+    for (const std::string &name : split_at(needed, ' ')) {
+        if (name == target_name_ || has(modules_, name)) {
             return true;
         }
     }
@@ -351,11 +241,11 @@ void Parser::take_word(const std::string &word)
         return;
     }
     if (word.size() < 2 || word[0] != '-') {
-        refuse("\"" + word + "\" is a word too many");
+        refuse("\"", word, "\" is a word too many");
     }
     const Option &option = find_option(word);
     if (negated_ && !option.negatable) {
-        refuse("\"!\" before " + word);
+        refuse("\"!\" before ", word, "");
     }
     (this->*option.handler)();
     negated_ = false;
@@ -373,13 +263,13 @@ void Parser::take_verb(char verb)
     }
     command_.chain = argument();
     if (command_.chain.empty() || command_.chain[0] == '-' || command_.chain.size() > kLongestChain) {
-        refuse("\"" + command_.chain + "\" is no chain name");
+        refuse_value(command_.chain, "chain name");
     }
     take_place();
     if (verb == 'P') {
         const std::string policy = argument();
         if (policy != "ACCEPT" && policy != "DROP") {
-            refuse("\"" + policy + "\" is no policy");
+            refuse_value(policy, "policy");
         }
         command_.drops = policy == "DROP";
     }
@@ -412,7 +302,7 @@ void Parser::once(const M &match, const char *option)
             same = same != nullptr && same->output == match.output ? same : nullptr;
         }
         if (same != nullptr) {
-            refuse(std::string(option) + " is given twice");
+            refuse("", option, " is given twice");
         }
     }
     command_.rule.matches.emplace_back(match);
@@ -421,8 +311,11 @@ void Parser::once(const M &match, const char *option)
 void Parser::table()
 {
     command_.table = argument();
-    if (command_.table != "filter" && command_.table != "nat") {
-        throw Error("table " + command_.table + " is not known here");
+    if (command_.table == "raw") {
+        unknown("table", command_.table);
+    }
+    if (!has(kTables, command_.table)) {
+        refuse("there is no table ", command_.table, "");
     }
 }
 
@@ -430,7 +323,7 @@ void Parser::interface(bool output)
 {
     const std::string name = negatable_argument();
     if (name.empty() || name.size() > kLongestInterface) {
-        refuse("\"" + name + "\" is no interface name");
+        refuse_value(name, "interface name");
     }
     once(InterfaceMatch{output, name, negated_}, output ? "-o" : "-i");
 }
@@ -438,7 +331,7 @@ void Parser::interface(bool output)
 void Parser::address(bool is_destination)
 {
     const std::string text = negatable_argument();
-    once(AddressMatch{is_destination, parse_net(text), negated_}, is_destination ? "-d" : "-s");
+    once(AddressMatch{is_destination, network_of(text), negated_}, is_destination ? "-d" : "-s");
 }
 
 void Parser::protocol()
@@ -466,7 +359,7 @@ void Parser::module()
         refuse("-m without a name");
     }
     if (!has(kModules, name)) {
-        throw Error("match " + name + " is not known here");
+        unknown("match", name);
     }
     modules_.push_back(name);
     if (name == "psd") {
@@ -498,21 +391,9 @@ void Parser::target()
 
 void Parser::port(bool is_destination)
 {
-    const std::string text = negatable_argument();
-    const size_t colon = text.find(':');
-    PortMatch match = {is_destination, 0, kLastPort, negated_};
-    const std::string first = text.substr(0, colon);
-    const std::string last = colon == std::string::npos ? first : text.substr(colon + 1);
-    if (colon == std::string::npos || !first.empty()) {
-        match.first = number_of(first, 0, kLastPort, "port");
-    }
-    if (colon == std::string::npos || !last.empty()) {
-        match.last = number_of(last, 0, kLastPort, "port");
-    }
-    if (match.first > match.last) {
-        refuse("the ports " + text + " run backwards");
-    }
-    once(match, is_destination ? "--dport" : "--sport");
+    const Numbers ports = ports_of(negatable_argument());
+    once(PortMatch{is_destination, ports.first, ports.last, negated_},
+         is_destination ? "--dport" : "--sport");
 }
 
 void Parser::syn()
@@ -555,7 +436,7 @@ void Parser::limit()
     const std::array<std::string_view, 4> units = {"second", "minute", "hour", "day"};
     if (unit.empty() ||
         std::none_of(units.begin(), units.end(), [&](auto u) { return u.starts_with(unit); })) {
-        refuse("\"" + text + "\" is no rate");
+        refuse_value(text, "rate");
     }
     for (Match &match : command_.rule.matches) {
         if (auto *rate = std::get_if<LimitMatch>(&match)) {
@@ -576,11 +457,9 @@ void Parser::limit_burst()
 
 void Parser::range(bool is_destination)
 {
-    const std::string text = negatable_argument();
-    const size_t dash = text.find('-');
-    RangeMatch match = {is_destination, address_of(text.substr(0, dash)), 0, negated_};
-    match.last = dash == std::string::npos ? match.first : address_of(text.substr(dash + 1));
-    once(match, is_destination ? "--dst-range" : "--src-range");
+    const Addresses range = range_of(negatable_argument());
+    once(RangeMatch{is_destination, range.first, range.last, negated_},
+         is_destination ? "--dst-range" : "--src-range");
 }
 
 void Parser::string()
@@ -596,7 +475,7 @@ void Parser::algorithm()
 {
     const std::string name = argument();
     if (name != "bm" && name != "kmp") {
-        refuse("\"" + name + "\" is no way to search");
+        refuse_value(name, "way to search");
     }
     command_.rule.has_algorithm = true;
 }
@@ -616,7 +495,7 @@ void Parser::condition()
 {
     const std::string name = negatable_argument();
     if (name != "schedule") {
-        throw Error("condition " + name + " is not known here");
+        unknown("condition", name);
     }
     once(ScheduleMatch{negated_}, "--condition");
 }
@@ -634,10 +513,10 @@ void Parser::to_destination()
     if (addresses.empty() && colon != std::string::npos) {
         return;
     }
-    const size_t dash = addresses.find('-');
+    const Addresses range = range_of(addresses);
     target.maps_address = true;
-    target.first = address_of(addresses.substr(0, dash));
-    target.last = dash == std::string::npos ? target.first : address_of(addresses.substr(dash + 1));
+    target.first = range.first;
+    target.last = range.last;
 }
 
 void Parser::to_ports()
@@ -651,22 +530,17 @@ void Parser::read_ports(const std::string &text)
     if (protocol_ != kTcp && protocol_ != kUdp) {
         refuse("a port without -p tcp or -p udp");
     }
-    const size_t dash = text.find('-');
+    const Numbers ports = new_ports_of(text);
     target.maps_port = true;
-    target.first_port = number_of(text.substr(0, dash), 1, kLastPort, "port to translate to");
-    target.last_port = dash == std::string::npos
-                           ? target.first_port
-                           : number_of(text.substr(dash + 1), 1, kLastPort, "port to translate to");
-    if (target.first_port > target.last_port) {
-        refuse("the ports " + text + " run backwards");
-    }
+    target.first_port = ports.first;
+    target.last_port = ports.last;
 }
 
 void Parser::reject_with()
 {
     const std::string type = argument();
     if (!has(kRejectTypes, type)) {
-        throw Error("reject type " + type + " is not known here");
+        unknown("reject type", type);
     }
     command_.rule.target.reject = type;
 }
@@ -703,7 +577,7 @@ void Parser::check_hooks() const
         const bool in_only = chain == "PREROUTING" || chain == "INPUT";
         const bool out_only = chain == "POSTROUTING" || chain == "OUTPUT";
         if (interface->output ? in_only : out_only) {
-            refuse(std::string(interface->output ? "-o" : "-i") + " in chain " + chain);
+            refuse(interface->output ? "-o in chain " : "-i in chain ", chain, "");
         }
     }
 }
@@ -715,17 +589,17 @@ void Parser::check_nat() const
     const bool source = action == Action::kSnat || action == Action::kMasquerade;
     const std::string &chain = command_.chain;
     if ((destination || source) && command_.table != "nat") {
-        refuse(target_name_ + " outside table nat");
+        refuse("", target_name_, " outside table nat");
     }
     if (action == Action::kReject && command_.table != "filter") {
         refuse("REJECT outside table filter");
     }
     if ((destination && chain == "POSTROUTING") || (source && (chain == "PREROUTING" || chain == "OUTPUT"))) {
-        refuse(target_name_ + " in chain " + chain);
+        refuse("", target_name_, (" in chain " + chain).c_str());
     }
     const Target &target = command_.rule.target;
     if ((action == Action::kDnat || action == Action::kSnat) && !target.maps_address && !target.maps_port) {
-        refuse(target_name_ + " without --to");
+        refuse("", target_name_, " without --to");
     }
 }
 
@@ -733,7 +607,7 @@ void Parser::check_modules() const
 {
     const auto needs = [&](const char *module, bool given) {
         if (!given && loaded(module)) {
-            refuse(std::string("-m ") + module + " without its option");
+            refuse("-m ", module, " without its option");
         }
     };
     needs("state", has_match<StateMatch>());
@@ -755,7 +629,7 @@ void Parser::check() const
         command_.verb == 'A' || command_.verb == 'I' || (command_.verb == 'D' && command_.place == 0);
     if (!has_rule) {
         if (has_target_ || !command_.rule.matches.empty()) {
-            refuse(std::string("a rule behind -") + command_.verb);
+            refuse("a rule behind -", std::string(1, command_.verb), "");
         }
         return;
     }
@@ -775,47 +649,6 @@ Command Parser::parse()
 
 }  // namespace
 
-std::vector<std::string> split_line(std::string_view line)
-{
-    std::vector<std::string> words;
-    bool in_word = false;
-    bool quoted = false;
-    for (const char c : line) {
-        if ((c == ' ' || c == '\t') && !quoted) {
-            in_word = false;
-            continue;
-        }
-        if (!in_word) {
-            words.emplace_back();
-            in_word = true;
-        }
-        if (c == '"') {
-            quoted = !quoted;
-        } else {
-            words.back() += c;
-        }
-    }
-    return words;
-}
-
-std::string squeezed(std::string_view line)
-{
-    std::string text;
-    bool quoted = false;
-    bool gap = false;
-    for (const char c : line) {
-        if ((c == ' ' || c == '\t') && !quoted) {
-            gap = !text.empty();
-            continue;
-        }
-        quoted = (c == '"') != quoted;
-        text += gap ? " " : "";
-        text += c;
-        gap = false;
-    }
-    return text;
-}
-
 Parsed parse_command(const std::vector<std::string> &words)
 {
     Parsed parsed;
@@ -826,16 +659,6 @@ Parsed parse_command(const std::vector<std::string> &words)
         parsed.reason = refused.reason;
     }
     return parsed;
-}
-
-std::string joined(const std::vector<std::string> &words)
-{
-    std::string text;
-    for (const std::string &word : words) {
-        const bool plain = !word.empty() && word.find_first_of(" \t\"") == std::string::npos;
-        text += (text.empty() ? "" : " ") + (plain ? word : '"' + word + '"');
-    }
-    return text;
 }
 
 }  // namespace packets

@@ -5,7 +5,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "bench/packets/rules.h"
@@ -27,18 +26,8 @@ struct Parsed {
     std::string reason;
 };
 
-// A line of a batch file as words. Spaces separate them; double quotes keep a text together and go away. A
-// quote that is not closed reaches to the end of the line.
-std::vector<std::string> split_line(std::string_view line);
-
 // `words` without the tool's own name. Throws Error for a match, target, option or table that this model does
 // not know, which is more than a refusal: the tool may well know it.
 Parsed parse_command(const std::vector<std::string> &words);
-
-// The line with one space between words, quotes as they are.
-std::string squeezed(std::string_view line);
-
-// The words with one space between them, those with spaces in quotes.
-std::string joined(const std::vector<std::string> &words);
 
 }  // namespace packets

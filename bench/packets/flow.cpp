@@ -549,17 +549,39 @@ class Flow {
                 return {};
             }
         }
-        Set set = packets & fixed(rule);
+        // Small sets first: what fits the rule, then the packets, which may be many scattered ones.
+        Set set = place.to == View() ? untranslated(rule) : as_seen(rule, place.to);
         for (const Match &match : rule.matches) {
-            if (set.empty()) {
-                break;
-            }
             if (const auto *interface = std::get_if<InterfaceMatch>(&match)) {
                 set &= fit(*interface, place);
-            } else if (const auto *mark = std::get_if<MarkMatch>(&match)) {
-                set &= place.arrival == Arrival::kAny ? Set::everything() : fit(*mark, marks);
-            } else if (depends_on_view(match)) {
-                set &= seen(match, place.to);
+            }
+        }
+        set &= packets;
+        for (const Match &match : rule.matches) {
+            const auto *mark = std::get_if<MarkMatch>(&match);
+            if (mark != nullptr && !set.empty() && place.arrival != Arrival::kAny) {
+                set &= fit(*mark, marks);
+            }
+        }
+        return set;
+    }
+
+    // The matches of a rule that do not depend on interfaces and marks, for packets that go where they were
+    // sent.
+    const Set &untranslated(const Rule &rule)
+    {
+        const auto known = untranslated_.find(&rule);
+        return known != untranslated_.end() ? known->second
+                                            : untranslated_.emplace(&rule, as_seen(rule, {})).first->second;
+    }
+
+    // The same for packets that go to `to`.
+    Set as_seen(const Rule &rule, const View &to)
+    {
+        Set set = fixed(rule);
+        for (const Match &match : rule.matches) {
+            if (depends_on_view(match)) {
+                set &= seen(match, to);
             }
         }
         return set;
@@ -712,6 +734,7 @@ class Flow {
     const Rule *skipped_ = nullptr;  // left out while the way without it is tried
     std::vector<Piece> pieces_;
     std::unordered_map<const Rule *, Set> fixed_;
+    std::unordered_map<const Rule *, Set> untranslated_;
     Set opened_;
     bool has_opened_ = false;
 };

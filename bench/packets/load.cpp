@@ -3,15 +3,12 @@
 #include <algorithm>
 
 #include "bench/packets/dialect.h"
+#include "bench/packets/values.h"
+#include "bench/packets/words.h"
 
 namespace packets {
 
 namespace {
-
-struct Refused {
-    Why why;
-    std::string reason;
-};
 
 // The tool's work on one table.
 class Editor {
@@ -178,6 +175,20 @@ void link(Table &table)
     }
 }
 
+// Of table mangle only the names of its chains are known: lines that miss them are refused as everywhere.
+void run_in_mangle(const Command &command)
+{
+    constexpr const char *kChains[] = {"PREROUTING", "INPUT", "FORWARD", "OUTPUT", "POSTROUTING"};
+    const bool is_there = has(kChains, command.chain);
+    if (command.chain.empty() || (command.verb == 'F' && is_there)) {
+        return;
+    }
+    if (!is_there && command.verb != 'N') {
+        throw Refused{Why::kMissingChain, "no chain " + command.chain + " in table mangle"};
+    }
+    unknown("table", "mangle");
+}
+
 bool is_tool(const std::string &word)
 {
     return word == "iptables" || word.ends_with("/iptables");
@@ -191,6 +202,15 @@ Loader::Loader()
     rules_.filter = {"filter", {{"INPUT", true}, {"FORWARD", true}, {"OUTPUT", true}}};
 }
 
+void Loader::edit(const Command &command, size_t line)
+{
+    if (command.table == "mangle") {
+        run_in_mangle(command);
+        return;
+    }
+    Editor(command.table == "nat" ? rules_.nat : rules_.filter).run(command, line);
+}
+
 void Loader::run(const std::vector<std::string> &words, const std::string &text, const std::string &where)
 {
     const size_t line = ++rules_.lines;
@@ -198,9 +218,8 @@ void Loader::run(const std::vector<std::string> &words, const std::string &text,
     try {
         parsed = parse_command(words);
         if (parsed.command) {
-            Table &table = parsed.command->table == "nat" ? rules_.nat : rules_.filter;
             parsed.command->rule.text = text;
-            Editor(table).run(*parsed.command, line);
+            edit(*parsed.command, line);
             return;
         }
     } catch (const Refused &refused) {

@@ -9,6 +9,8 @@
 
 namespace packets {
 
+struct Command;
+
 class Loader {
   public:
     Loader();
@@ -23,6 +25,7 @@ class Loader {
     RuleSet finish();
 
   private:
+    void edit(const Command &command, size_t line);
     void run(const std::vector<std::string> &words, const std::string &text, const std::string &where);
 
     RuleSet rules_;

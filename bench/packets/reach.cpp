@@ -213,7 +213,8 @@ std::vector<Piece> merged(const std::vector<Piece> &pieces)
 
 class RowMaker {
   public:
-    RowMaker(const Space &space, const Network &network) : space_(space), usual_(space.usual(network))
+    RowMaker(const Space &space, const Network &network, bool examples)
+        : space_(space), examples_(examples), usual_(space.usual(network))
     {
         for (const RouteStep &step : route_steps(network)) {
             if (step.way == Way::kNowhere && step.destination.mask == 0 && step.source.mask != 0) {
@@ -377,7 +378,9 @@ class RowMaker {
         row.origin = piece_->origin;
         row.translation_origin = piece_->translation_origin;
         row.packets = set;
-        row.example = space_.example(set, usual_);
+        if (examples_) {
+            row.example = space_.example(set, usual_);
+        }
         rows_.push_back(row);
     }
 
@@ -403,6 +406,7 @@ class RowMaker {
     }
 
     const Space &space_;
+    bool examples_;
     std::vector<Set> usual_;
     Set no_source_;      // addresses that the kernel takes no packet from
     Set not_forwarded_;  // addresses that it forwards none to
@@ -731,9 +735,10 @@ Set running_data(const Space &space, Side from)
            space.flags(kAllFlags, kPsh | kAck);
 }
 
-std::vector<Row> rows_of(const Space &space, const Network &network, const std::vector<Piece> &pieces)
+std::vector<Row> rows_of(const Space &space, const Network &network, const std::vector<Piece> &pieces,
+                         bool examples)
 {
-    return RowMaker(space, network).rows(pieces);
+    return RowMaker(space, network, examples).rows(pieces);
 }
 
 Set accepted(const std::vector<Piece> &pieces)

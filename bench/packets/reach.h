@@ -31,7 +31,7 @@ struct Row {
     Origin origin;              // behind the verdict
     Origin translation_origin;  // behind the translation, if any
     Set packets;
-    Packet example;
+    Packet example;  // where it was asked for
 };
 
 // New connections from a side: for TCP the packet with SYN alone.
@@ -39,7 +39,8 @@ Set new_connections(const Space &space, Side from);
 // Packets in running connections that carry data, from a side.
 Set running_data(const Space &space, Side from);
 
-std::vector<Row> rows_of(const Space &space, const Network &network, const std::vector<Piece> &pieces);
+std::vector<Row> rows_of(const Space &space, const Network &network, const std::vector<Piece> &pieces,
+                         bool examples = true);
 
 // The union of the pieces with this verdict.
 Set accepted(const std::vector<Piece> &pieces);

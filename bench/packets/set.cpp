@@ -19,8 +19,8 @@ namespace {
 
 constexpr int kEmpty = 0;
 constexpr int kEverything = 1;
-constexpr int kFirstNodes = 1 << 17;
-constexpr int kCache = 1 << 15;
+constexpr int kFirstNodes = 1 << 19;
+constexpr int kCache = 1 << 16;
 constexpr int kMostMoreNodes = 1 << 20;
 
 [[noreturn]] void fail(int code)

@@ -103,31 +103,22 @@ struct Table {
     Rows rows;
 };
 
-Rows picked(const Rows &rows, bool (*wanted)(const Row &))
-{
-    Rows found;
-    for (const Row &row : rows) {
-        if (wanted(row)) {
-            found.push_back(row);
-        }
-    }
-    return found;
-}
+using Wanted = bool (*)(const Piece &);
 
-bool is_let_in(const Row &row)
+bool is_let_in(const Piece &piece)
 {
-    return row.verdict == Verdict::kAccept;
+    return piece.verdict == Verdict::kAccept;
 }
 
 // Not what the kernel's routing drops whatever the rules are.
-bool is_stopped(const Row &row)
+bool is_stopped(const Piece &piece)
 {
-    return row.verdict != Verdict::kAccept && !row.reason.starts_with("routing: ");
+    return piece.verdict != Verdict::kAccept && !piece.reason.starts_with("routing: ");
 }
 
-bool is_for_router(const Row &row)
+bool is_for_router(const Piece &piece)
 {
-    return row.verdict == Verdict::kAccept && row.out == Side::kRouter;
+    return piece.verdict == Verdict::kAccept && piece.out == Side::kRouter;
 }
 
 bool has_tunnels(const packets::Network &network)
@@ -138,71 +129,83 @@ bool has_tunnels(const packets::Network &network)
 
 class Tables {
   public:
-    Tables(const Space &space, const bench::RouterFilter &filter) : space_(space), filter_(filter) {}
+    // `examples`: each row with a packet.
+    Tables(const Space &space, const bench::RouterFilter &filter, bool examples)
+        : space_(space), filter_(filter), examples_(examples)
+    {
+    }
 
     std::vector<Table> all(std::optional<Side> from)
     {
         if (!from || *from == Side::kWan) {
-            tables_.push_back({"Let in from the Internet", Side::kWan, picked(rows(Side::kWan), is_let_in)});
+            add("Let in from the Internet", Side::kWan, is_let_in);
         }
         if (from ? *from == Side::kTunnel : has_tunnels(filter_.network)) {
-            tables_.push_back(
-                {"Let in from a tunnel", Side::kTunnel, picked(rows(Side::kTunnel), is_let_in)});
+            add("Let in from a tunnel", Side::kTunnel, is_let_in);
         }
         if (!from || *from == Side::kLan) {
             add_lan();
         }
         if (from == Side::kRouter) {
-            tables_.push_back(
-                {"Sent by the router itself", Side::kRouter, picked(rows(Side::kRouter), is_let_in)});
+            add("Sent by the router itself", Side::kRouter, is_let_in);
         }
         return std::move(tables_);
     }
 
   private:
-    Rows rows(Side side) const { return rows_of(packets::new_connections(space_, side)); }
-
-    Rows rows_of(const packets::Set &set) const
+    Pieces pieces_of(const packets::Set &set) const
     {
-        return packets::rows_of(space_, filter_.network,
-                                packets::flow(space_, filter_.rules, filter_.network, set));
+        return packets::flow(space_, filter_.rules, filter_.network, set);
+    }
+
+    Rows rows(Pieces pieces, Wanted wanted) const
+    {
+        std::erase_if(pieces, [&](const Piece &piece) { return !wanted(piece); });
+        return packets::rows_of(space_, filter_.network, pieces, examples_);
+    }
+
+    void add(const std::string &heading, Side side, Wanted wanted)
+    {
+        tables_.push_back({heading, side, rows(pieces_of(packets::new_connections(space_, side)), wanted)});
     }
 
     void add_lan()
     {
-        const Rows all = rows(Side::kLan);
-        tables_.push_back({"The router's own ports, from the LAN", Side::kLan, picked(all, is_for_router)});
-        tables_.push_back({"Kept from LAN hosts", Side::kLan, picked(all, is_stopped)});
+        const Pieces pieces = pieces_of(packets::new_connections(space_, Side::kLan));
+        tables_.push_back({"The router's own ports, from the LAN", Side::kLan, rows(pieces, is_for_router)});
+        tables_.push_back({"Kept from LAN hosts", Side::kLan, rows(pieces, is_stopped)});
         tables_.push_back({"Kept from LAN hosts within connections", Side::kLan, by_payload()});
     }
 
     // What is stopped for what it carries: data that would pass if it carried nothing that rules look for.
     Rows by_payload() const
     {
-        const packets::Set data = packets::running_data(space_, Side::kLan);
         const size_t texts = space_.texts().size();
-        const packets::Set bits = packets::Set::bits(packets::kTextBits, static_cast<int>(texts));
-        Pieces pieces = packets::flow(space_, filter_.rules, filter_.network, data);
+        if (texts == 0) {
+            return {};
+        }
+        Pieces pieces = pieces_of(packets::running_data(space_, Side::kLan));
         packets::Set mute = packets::accepted(pieces);
         for (size_t i = 0; i < texts; ++i) {
             mute &= packets::Set::bit(packets::kTextBits + static_cast<int>(i), false);
         }
-        mute = texts == 0 ? packets::Set() : mute.without(bits);
+        mute = mute.without(packets::Set::bits(packets::kTextBits, static_cast<int>(texts)));
         for (Piece &piece : pieces) {
             piece.packets &= mute;
         }
-        return picked(packets::rows_of(space_, filter_.network, pieces), is_stopped);
+        return rows(std::move(pieces), is_stopped);
     }
 
     const Space &space_;
     const bench::RouterFilter &filter_;
+    bool examples_;
     std::vector<Table> tables_;
 };
 
 int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter)
 {
     const Space space(packets::texts_of({&filter.rules}));
-    const std::vector<Table> tables = Tables(space, filter).all(request.from);
+    const std::vector<Table> tables = Tables(space, filter, request.json).all(request.from);
     bench::Json json = bench::Json::array();
     for (const Table &table : tables) {
         if (request.json) {

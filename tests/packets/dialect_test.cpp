@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "bench/packets/words.h"
 #include "tests/packets/rules_for_tests.h"
 
 namespace {
@@ -196,7 +197,7 @@ TEST(FilterDialect, StopsAtWhatItDoesNotKnow)
     EXPECT_THROW(parsed("-A X -m nosuchmatch"), Error);
     EXPECT_THROW(parsed("-A X --nosuchoption"), Error);
     EXPECT_THROW(parsed("-A X -m condition --condition weekend"), Error);
-    EXPECT_THROW(parsed("-t mangle -A X"), Error);
+    EXPECT_THROW(parsed("-t raw -A PREROUTING -j DROP"), Error);
     try {
         (void)packets::load_rules("iptables -N X\niptables -A X -j NOSUCH\n");
         ADD_FAILURE() << "taken";
@@ -213,6 +214,25 @@ TEST(FilterDialect, KeepsQuotedTextTogether)
     EXPECT_EQ(packets::split_line("-A  X\t\"[a  b] \" c"),
               (std::vector<std::string>{"-A", "X", "[a  b] ", "c"}));
     EXPECT_EQ(packets::squeezed("  -A  X   --log-prefix \"[a  b] \"  "), "-A X --log-prefix \"[a  b] \"");
+}
+
+// Lines can only come to table mangle by what stands in a setting, and then name a chain of another table.
+TEST(FilterDialect, KnowsTheChainsOfTableMangleAlone)
+{
+    const packets::RuleSet set =
+        rules({"-t nat -N DMZ", "-t nat -A DMZ -j DNAT --to 10.0.0.1", "-t nat -A DMZ -p tcp -t mangle",
+               "-t mangle -F", "-t mangle -F INPUT", "-t mangle -X", "-t mangle -X DMZ",
+               "-A INPUT -t broken -j DROP"});
+    std::vector<std::string> refused;
+    for (const packets::Refusal &refusal : set.refused) {
+        refused.push_back(std::to_string(refusal.line) + " " + refusal.reason);
+    }
+    EXPECT_EQ(refused,
+              (std::vector<std::string>{"3 no chain DMZ in table mangle", "7 no chain DMZ in table mangle",
+                                        "8 there is no table broken"}));
+    EXPECT_EQ(set.nat.find("DMZ")->rules.size(), 1U);
+    EXPECT_THROW(rules({"-t mangle -A FORWARD -j DROP"}), Error);
+    EXPECT_THROW(rules({"-t mangle -N DMZ"}), Error);
 }
 
 // ---- lines one after the other --------------------------------------------------------------------------
