@@ -106,7 +106,7 @@ ssize_t read_all(int fd, char *buffer, size_t size)
     return static_cast<ssize_t>(done);
 }
 
-// The part of readFileBin between open and close.
+// Reads all of an open file. Result: the size, or -1.
 long read_measured(int fd, Bytes &out)
 {
     const off_t size = lseek(fd, 0, SEEK_END);
@@ -125,15 +125,13 @@ long read_measured(int fd, Bytes &out)
     return static_cast<long>(got);
 }
 
-// The part of readFileBin after the open. Result: the size, or -1.
-long read_and_close(int fd, Bytes &out)
+// The part of readFileBin between open and close. Result: the size, or -1.
+long read_locked(int fd, Bytes &out)
 {
-    // Deliberate: a lock cannot be had on a read-only descriptor; readers are not protected, and there is
-    // nothing to unlock.
+    // Deliberate: a lock cannot be had on a read-only descriptor; such readers are not protected, and there
+    // is nothing to unlock. Who may write has it until the close.
     (void)!lockf(fd, F_LOCK, 0);
-    const long size = read_measured(fd, out);
-    (void)close(fd);
-    return size;
+    return read_measured(fd, out);
 }
 
 // Whether the empty entry that closes a store is there. Behind it may stand the end of a longer store that
@@ -156,32 +154,62 @@ bool has_writer(int fd)
     return fcntl(fd, F_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES);
 }
 
+// One look at the working copy.
+struct Look {
+    int fd = -1;  // stays open with its lock where the working copy is going to be changed
+    bool missing = false;
+    bool failed = false;
+    bool settled = false;  // whole, and no writer at work
+};
+
+Look look(Bytes &store, bool to_change, bool patient)
+{
+    store = {};
+    Look look;
+    look.fd = open(kStorePath, to_change ? O_RDWR : O_RDONLY);
+    if (look.fd < 0) {
+        look.missing = errno == ENOENT;
+        look.failed = !look.missing;
+        return look;
+    }
+    const bool busy = !to_change && patient && has_writer(look.fd);
+    look.failed = read_locked(look.fd, store) < 0;
+    look.settled = !busy && is_whole(store.view());
+    return look;
+}
+
 // Reads the working copy; one that is missing has no entries. False when it is there and cannot be read,
 // which is tried twice: what rc stores because of a setting that it could not read would replace the user's.
 //
 // A writer empties the file before it fills it, so one that is not whole is read again, ten times at most
 // and a millisecond apart. If it stays so, it is taken as it is, and nothing is waited for any more.
-bool read_working_copy(Bytes &store)
+//
+// With `held` it is read to be changed: under the lock that the change needs anyway, so that no other run's
+// change falls between. The lock is had until `held` is closed.
+bool read_working_copy(Bytes &store, int *held = nullptr)
 {
     constexpr int kTries = 10;
     static bool patient = true;
     bool failed = false;
     for (int tries = 1;; ++tries) {
-        store = {};
-        const int fd = open(kStorePath, O_RDONLY);
-        if (fd < 0 && errno == ENOENT) {
+        const Look now = look(store, held != nullptr, patient);
+        if (now.missing) {
             return true;
         }
-        const bool settled = fd >= 0 && (!patient || !has_writer(fd));
-        if (fd < 0 || read_and_close(fd, store) < 0) {
-            if (failed) {
-                return false;
-            }
+        const bool done = !now.failed && (now.settled || !patient);
+        if (done && held != nullptr) {
+            *held = now.fd;
+            return true;
+        }
+        if (now.fd >= 0) {
+            (void)close(now.fd);
+        }
+        if (done || (now.failed && failed)) {
+            return done;
+        }
+        if (now.failed) {
             failed = true;
             continue;
-        }
-        if (!patient || (settled && is_whole(store.view()))) {
-            return true;
         }
         patient = tries < kTries;
         if (patient) {
@@ -189,6 +217,30 @@ bool read_working_copy(Bytes &store)
             (void)poll(nullptr, 0, 1);
         }
     }
+}
+
+std::optional<std::string> copy_of(std::optional<std::string_view> value)
+{
+    return value ? std::optional<std::string>(*value) : std::nullopt;
+}
+
+// Gives the working copy's `key` a value; one that is there stays if `added_only`. Result: the value that is
+// there now, as far as it can be read.
+std::string store_value(const char *key, std::string_view value, bool added_only)
+{
+    Bytes store;
+    int held = -1;
+    std::optional<std::string_view> there;
+    if (read_working_copy(store, &held)) {
+        there = added_only ? store_find(store.view(), key) : std::nullopt;
+        if (!there) {
+            (void)writeFileBin(kStorePath, store_replace(store.view(), key, value));
+        }
+    }
+    if (held >= 0) {
+        (void)close(held);
+    }
+    return std::string(there.value_or(value));
 }
 
 // Writes header and data to the open flash and reads the data back as far as that is possible. True when
@@ -302,13 +354,19 @@ long readFileBin(const char *path, Bytes &out)
     if (fd < 0) {
         return -1;
     }
-    return read_and_close(fd, out);
+    const long size = read_locked(fd, out);
+    (void)close(fd);
+    return size;
 }
 
 int writeFileBin(const char *path, std::string_view data)
 {
     // Deliberate: the old content is gone at the open, before the lock is taken; the last writer wins.
-    const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    // Tried twice, as reading is: at boot a working copy that was not restored is filled with defaults.
+    int fd = -1;
+    for (int tries = 0; fd < 0 && tries < 2; ++tries) {
+        fd = open(path, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
     if (fd < 0) {
         return fd;
     }
@@ -322,39 +380,37 @@ bool read_store(const char *path, Bytes &store)
 {
     store = {};
     const int fd = open(path, O_RDONLY);
-    return fd < 0 ? errno == ENOENT : read_and_close(fd, store) >= 0;
+    if (fd < 0) {
+        return errno == ENOENT;
+    }
+    const bool done = read_locked(fd, store) >= 0;
+    (void)close(fd);
+    return done;
 }
 
 std::optional<std::string> nvram_get_fun(const char *key, const char *path)
 {
     Bytes store;
     (void)read_store(path, store);
-    const auto value = store_find(store.view(), key);
-    return value ? std::optional<std::string>(*value) : std::nullopt;
+    return copy_of(store_find(store.view(), key));
 }
 
 std::optional<std::string> nvram_get(const char *key)
 {
     Bytes store;
     const bool known = read_working_copy(store);
-    if (const auto value = store_find(store.view(), key)) {
-        return std::string(*value);
+    if (auto value = copy_of(store_find(store.view(), key))) {
+        return value;
     }
-    auto value = nvram_get_fun(key, kDefaultsPath);
-    if (value && known) {
-        // Deliberate: a default that is read becomes part of the working copy, unless that may hold another
-        // value which could not be read.
-        nvram_set(key, *value);
-    }
-    return value;
+    const auto value = nvram_get_fun(key, kDefaultsPath);
+    // Deliberate: a default that is read becomes part of the working copy, unless that may hold another
+    // value which could not be read, or another run has added one since.
+    return value && known ? store_value(key, *value, true) : value;
 }
 
 void nvram_set(const char *key, std::string_view value)
 {
-    Bytes store;
-    if (read_working_copy(store)) {
-        (void)writeFileBin(kStorePath, store_replace(store.view(), key, value));
-    }
+    (void)store_value(key, value, false);
 }
 
 std::string nvram_text(const char *key)

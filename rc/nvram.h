@@ -25,6 +25,9 @@ constexpr const char *kFlashPath = "/dev/mtdblock/3";
 // Choice: a working copy that is empty or has no end is another run's half-done write: it is read up to
 // ten times, a millisecond apart, while another process holds its lock or it is not whole. The first wait
 // that ends without a whole store is the last of the run, and the store is taken as it is.
+// Choice: the lock that a change needs for its write is taken before the store is read for it and kept until
+// the write is done, so that no run's change is lost to another's. The file is still emptied when it is opened
+// for the write. A default is stored only where there is no value by then.
 std::optional<std::string> nvram_get(const char *key);
 
 // The value of `key` in the store file at `path`, or none (missing file, empty file or missing key).
@@ -92,6 +95,7 @@ struct Bytes {
 // Result: of the close, or the negative result of the failed open. A short write is not reported.
 // Choice: the store is written in place, and a full disk cuts it short without a message. Interrupted and
 // short reads and writes of it are continued.
+// Choice: a working copy that cannot be opened to be written is tried twice.
 int writeFileBin(const char *path, std::string_view data);
 
 // ---- the format itself, shared with the host tool -------------------------------------------------------

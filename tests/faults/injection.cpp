@@ -34,7 +34,8 @@ bool read_outcome(std::istream &results, const Files &before, const Files &usual
     std::string flash;
     Fault &fault = outcome.fault;
     if (!(results >> fault.call >> fault.at >> fault.what >> fault.error >> outcome.end >> outcome.number >>
-          outcome.path >> outcome.left >> store >> flash)) {
+          outcome.path >> outcome.left >> outcome.store_writes >> outcome.flash_writes >>
+          outcome.flash_reads >> store >> flash)) {
         return false;
     }
     outcome.store = state(store, before.store, usual.store);

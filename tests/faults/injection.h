@@ -27,6 +27,9 @@ struct Outcome {
     int number = 0;
     std::string path;                  // of the call that failed; "-": none was reached
     int left = 0;                      // descriptors still open at the exit
+    int store_writes = 0;              // that failed
+    int flash_writes = 0;              // that failed, with the seeks before them
+    int flash_reads = 0;               // that failed, with opens and seeks
     std::optional<std::string> store;  // the working copy; none: missing
     std::optional<std::string> flash;
     bool store_expected = false;  // as before, or as after the run without a fault

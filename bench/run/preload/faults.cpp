@@ -17,9 +17,10 @@
 // of them is what they do themselves.
 //
 // A result is the line, then: how it ended ("exit", "signal" or "limit") and its number, the file of the
-// first call that failed ("-": none did), descriptors left open, the working copy and the flash ("before",
-// "usual": as after the first line of the plan, or their bytes in hexadecimal, "=" first, or "missing"), and
-// how often each kind was called.
+// first call that failed ("-": none did), descriptors left open, how many calls failed with which the working
+// copy was to be written, the flash to be written and the flash to be read, the working copy and the flash
+// ("before", "usual": as after the first line of the plan, or their bytes in hexadecimal, "=" first, or
+// "missing"), and how often each kind was called.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -93,6 +94,9 @@ struct Report {
     long counts[kCalls];
     char path[128];
     int left;
+    int store_writes;  // that failed, as the two below
+    int flash_writes;
+    int flash_reads;
     bool ended;
 };
 
@@ -135,6 +139,15 @@ const char *path_of(int fd)
 
 void copy_file(const char *from, const char *to);
 
+// Notes a call that fails where settings may be lost by it. Before a write of the flash comes a seek.
+void note_failure(Call call, const char *path)
+{
+    const bool flash = strcmp(path, kFlash) == 0;
+    report->store_writes += call == kWrite && strcmp(path, kStore) == 0 ? 1 : 0;
+    report->flash_writes += flash && (call == kWrite || call == kSeek) ? 1 : 0;
+    report->flash_reads += flash && (call == kOpen || call == kRead || call == kSeek) ? 1 : 0;
+}
+
 // Counts a call. 0: it goes ahead; else the error number it fails with, kShort or kHalf.
 int strike(Call call, const char *path)
 {
@@ -152,6 +165,9 @@ int strike(Call call, const char *path)
     if (strcmp(fault.what, "fill") == 0) {
         copy_file("/.bench/fill", kStore);
         return 0;
+    }
+    if (fault.error > 0) {
+        note_failure(call, path);
     }
     return strcmp(fault.what, "short") == 0 ? kShort : strcmp(fault.what, "half") == 0 ? kHalf : fault.error;
 }
@@ -555,10 +571,11 @@ int wait_for(pid_t run)
 void write_result(FILE *results, int status, bool first)
 {
     const char *end = too_long != 0 ? "limit" : WIFSIGNALED(status) ? "signal" : "exit";
-    fprintf(results, "%s %ld %s %d %s %d %s %d", fault.call == kNoCall ? "none" : kCallNames[fault.call],
-            fault.at, fault.what, fault.error, end,
+    fprintf(results, "%s %ld %s %d %s %d %s %d %d %d %d",
+            fault.call == kNoCall ? "none" : kCallNames[fault.call], fault.at, fault.what, fault.error, end,
             WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status),
-            report->path[0] != '\0' ? report->path : "-", report->left);
+            report->path[0] != '\0' ? report->path : "-", report->left, report->store_writes,
+            report->flash_writes, report->flash_reads);
     write_state(results, kStore, usual_store, first);
     write_state(results, kFlash, usual_flash, first);
     for (const long count : report->counts) {
@@ -735,7 +752,7 @@ int fcntl(int fd, int command, ...)
     va_start(arguments, command);
     void *argument = va_arg(arguments, void *);
     va_end(arguments);
-    if (command == F_SETLK && CALLED_BY_PROGRAM && fails(kLock, path_of(fd))) {
+    if ((command == F_SETLK || command == F_SETLKW) && CALLED_BY_PROGRAM && fails(kLock, path_of(fd))) {
         return -1;
     }
     return next<int(int, int, void *)>("fcntl")(fd, command, argument);
