@@ -51,6 +51,16 @@ void run(bench::Root &root, const Words &words, const Conditions &conditions)
 
 const std::string kRc = "/.bench/rc";
 
+bench::Setup usual_router(const bench::Target &target)
+{
+    bench::Setup setup;
+    setup.image_defaults = true;
+    setup.image_replies = true;
+    setup.settings = bench::image_settings(target.image);
+    setup.interfaces = {{"br0", "192.168.0.1", 24}, {"ppp0", "203.0.113.10", 32}, {"eth0", "", 24}};
+    return setup;
+}
+
 std::string inside(const fs::path &program)
 {
     return "/.bench/workstation" + program.string();
@@ -66,7 +76,7 @@ std::vector<Samples> measure(bench::Root &root, const std::vector<Words> &comman
     Sample sample;
     int status = 0;
     while (lines >> command >> sample.own >> sample.all >> sample.wall >> status >> sample.peak >>
-           sample.anonymous) {
+           sample.own_pages) {
         if (status != 0) {
             throw bench::Error("exit status " + std::to_string(status) + " of " +
                                commands.at(command).front());

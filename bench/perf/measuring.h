@@ -12,14 +12,14 @@ namespace perf {
 using Words = std::vector<std::string>;
 
 // What one run of a program took: microseconds of processor time (user and system) of the process alone and
-// with its children, wall time; where asked for, the peak of its resident memory in KiB, and how much of it
-// is no file's at its exit.
+// with its children, wall time; where asked for, the peak of its resident memory in KiB, and the peak of its
+// own pages: private and dirty, shared with nobody.
 struct Sample {
     double own = 0;
     double all = 0;
     double wall = 0;
     double peak = 0;
-    double anonymous = 0;
+    double own_pages = 0;
 };
 
 using Samples = std::vector<Sample>;
@@ -36,6 +36,9 @@ struct Spread {
     double least = 0;
     double median = 0;
 };
+
+// A router as it is most of the time.
+bench::Setup usual_router(const bench::Target &target);
 
 // The path, in the root, of a program or script of the workstation.
 std::string inside(const std::filesystem::path &program);

@@ -22,7 +22,7 @@ void settings(const bench::Target &target, const Effort &effort, std::vector<Fig
 // Starting up, and rc's share of `rc start`.
 void starting(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
-// Peak memory with a large store.
+// Memory with a large store: rc's own pages, and the resident peak.
 void memory(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
 // The linter on a large file of settings.
