@@ -16,6 +16,15 @@ void take(Scan &scan, size_t length, char *destination, size_t size)
     scan.at += length;
 }
 
+// Whether a number that ends at `end` is the 0 of a "0x" without a digit behind it, which scanf reads whole.
+bool is_lone_prefix(const char *number, const char *end)
+{
+    while (is_space(*number) || *number == '-' || *number == '+') {
+        ++number;
+    }
+    return end == number + 1 && *number == '0' && (*end == 'x' || *end == 'X');
+}
+
 }  // namespace
 
 bool scan_text(Scan &scan, char *destination, size_t size, char stop)
@@ -65,7 +74,7 @@ bool scan_hex(Scan &scan, unsigned &number)
         return false;
     }
     number = static_cast<unsigned>(value);
-    scan.at = end;
+    scan.at = is_lone_prefix(scan.at, end) ? end + 1 : end;
     return true;
 }
 

@@ -33,6 +33,8 @@ template <size_t N>
 [[nodiscard]] bool scan_int(Scan &scan, int &number);
 
 // "%x": skips white space; a hexadecimal number with or without 0x, cut to 32 bits.
+//
+// Choice: a hexadecimal number "0x" without a digit is 0 and read whole, as scanf of the C library reads it.
 [[nodiscard]] bool scan_hex(Scan &scan, unsigned &number);
 
 // A literal character of the template.

@@ -203,6 +203,21 @@ TEST(ScanHex, ReadsWithAndWithoutPrefix)
     EXPECT_EQ(number, 0xFFFFFFFFU);
 }
 
+// As scanf of the C library reads it, whose strtoul stops behind the 0.
+TEST(ScanHex, PrefixWithoutDigitsIsZeroAndReadWhole)
+{
+    for (const char *text : {"0x:7", "0X:7", " -0x:7", "0xg", "00x1", "0:7", "0x", "0x-1"}) {
+        unsigned expected = 5;
+        int moved = 0;
+        ASSERT_EQ(sscanf(text, "%x%n", &expected, &moved), 1);
+        unsigned number = 5;
+        Scan scan = {text};
+        EXPECT_TRUE(scan_hex(scan, number)) << text;
+        EXPECT_EQ(number, expected) << text;
+        EXPECT_EQ(scan.at - text, moved) << text;
+    }
+}
+
 TEST(ScanChar, MatchesOneLiteral)
 {
     Scan scan = {":x"};
