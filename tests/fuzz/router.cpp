@@ -1,9 +1,11 @@
 // Whole runs of rc in a router in memory.
 //
-// An input is lines: the words after "rc"; then in any order KEY=VALUE (a setting in place of the default
-// one), /PATH and a tab and a content (a file; the byte 0x03 in it is a line end), and anything else is what
-// the next program prints that rc reads from. With ROUTER_TRACE in the environment the commands and the files
-// left behind go to standard error, to be compared between processors.
+// An input is lines: the words after "rc", or "=" and an operation that no command reaches, with its words;
+// then in any order KEY=VALUE (a setting in place of the default one), /PATH and a tab and a content (a file;
+// the byte 0x03 in it is a line end; the content "flash" is an image of the settings, and for the working
+// copy "none" means that it is missing), and anything else is what the next program prints that rc reads
+// from. With ROUTER_TRACE in the environment the commands and the files left behind go to standard error, to
+// be compared between processors.
 #include <net/if.h>
 #include <netinet/in.h>
 #include <setjmp.h>
@@ -21,6 +23,8 @@
 #include <vector>
 
 #include "rc/frame.h"
+#include "rc/nvram.h"
+#include "tests/direct.h"
 #include "tests/fuzz/fuzz.h"
 #define MEMORY_ROUTER_ITSELF
 #include "tests/fuzz/memory_router.h"
@@ -116,10 +120,45 @@ std::string route_table(std::string text)
     return text;
 }
 
+std::string flash_image(const std::string &store)
+{
+    unsigned char header[kFlashHeaderSize];
+    write_flash_header({kFlashMagic, static_cast<uint32_t>(store.size()), crc32(store)}, header);
+    std::string image(reinterpret_cast<const char *>(header), sizeof header);
+    image.resize(kFlashDataOffset, '\xff');
+    return image + store + std::string(4096, '\xff');
+}
+
+bool holds(const std::string &path, const std::string &content)
+{
+    const auto found = router.files.find(path);
+    char bytes[16] = {};
+    return found != router.files.end() && pread(found->second, bytes, sizeof bytes - 1, 0) >= 0 &&
+           bytes == content;
+}
+
+void put_settings(const std::string &store, const std::string &defaults)
+{
+    if (holds(kFlashPath, "flash")) {
+        router.files[kFlashPath] = make_file(flash_image(store));
+    }
+    if (holds(kStorePath, "none")) {
+        router.files.erase(kStorePath);
+    } else {
+        router.files.emplace(kStorePath, make_file(store));
+    }
+    router.files.emplace(kDefaultsPath, make_file(defaults));
+    router.files.emplace(kFlashPath, make_file(std::string(65536, '\xff')));
+}
+
 void set_up(std::string_view input, std::vector<std::string> &words)
 {
     std::string_view line = cut_line(input);
     words = {"rc"};
+    if (line.starts_with('=')) {
+        words = {};
+        line.remove_prefix(1);
+    }
     while (!line.empty()) {
         const size_t end = std::min(line.find(' '), line.size());
         words.emplace_back(line.substr(0, end));
@@ -144,9 +183,7 @@ void set_up(std::string_view input, std::vector<std::string> &words)
     std::string store;
     std::string defaults;
     put_defaults(settings, store, defaults);
-    router.files.emplace("/tmp/nvram", make_file(store));
-    router.files.emplace("/etc/default", make_file(defaults));
-    router.files.emplace("/dev/mtdblock/3", make_file(std::string(65536, '\xff')));
+    put_settings(store, defaults);
     router.files.emplace("/etc/version", make_file("V1.00A\n"));
     router.files.emplace("/proc/uptime", make_file("100.25 90.00\n"));
 }
@@ -202,8 +239,8 @@ int router_open(const char *path, int flags, int /*mode*/)
 
 FILE *router_fopen(const char *path, const char *mode)
 {
-    const int flags = mode[0] == 'r' ? (strchr(mode, '+') != nullptr ? O_RDWR : O_RDONLY)
-                                     : O_WRONLY | O_CREAT | (mode[0] == 'a' ? O_APPEND : O_TRUNC);
+    const int ways = strchr(mode, '+') != nullptr ? O_RDWR : mode[0] == 'r' ? O_RDONLY : O_WRONLY;
+    const int flags = ways | (mode[0] == 'r' ? 0 : O_CREAT | (mode[0] == 'a' ? O_APPEND : O_TRUNC));
     const int fd = router_open(path, flags);
     return fd < 0 ? nullptr : fdopen(fd, mode);
 }
@@ -244,6 +281,8 @@ FILE *router_popen(const char *command, const char *mode)
     std::string output;
     if (router.next_output < router.outputs.size()) {
         output = router.outputs[router.next_output++];
+    } else if (strstr(command, "adslctl") != nullptr) {
+        output = "Status: Showtime\n";
     }
     const int fd = make_file(output);
     (void)lseek(fd, 0, SEEK_SET);
@@ -274,6 +313,34 @@ int router_ioctl(int /*fd*/, unsigned long request, void *argument)
     return 0;
 }
 
+namespace {
+
+// Runs rc, or the operation named by the first word, if there is one.
+void run_words(std::vector<std::string> &words)
+{
+    std::vector<char *> pointers;
+    for (std::string &word : words) {
+        pointers.push_back(word.data());
+    }
+    const int count = static_cast<int>(words.size());
+    pointers.push_back(nullptr);
+    if (count > 0 && words.front() == "rc") {
+        (void)rc_main(count, pointers.data());
+        return;
+    }
+    for (const DirectOperation *table : {kLanOperations, kWanOperations, kFirewallOperations, kAuxOperations,
+                                         kWirelessOperations, kVpnOperations}) {
+        for (; count > 0 && table->name != nullptr; table++) {
+            if (words.front() == table->name) {
+                (void)table->run(count - 1, pointers.data() + 1);
+                return;
+            }
+        }
+    }
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static FILE *const nowhere = freopen("/dev/null", "w", stdout);
@@ -281,13 +348,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     static const int first = lowest_descriptor();
     std::vector<std::string> words;
     set_up(input_of(data, size), words);
-    std::vector<char *> pointers;
-    for (std::string &word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
     if (setjmp(router.end) == 0) {
-        (void)rc_main(static_cast<int>(words.size()), pointers.data());
+        run_words(words);
     }
     if (has_trace()) {
         print_files();

@@ -38,4 +38,6 @@ function end_body()
 /^file / { body = "file"; path = substr($0, 6); next }
 /^reply / { body = "reply"; next }
 /^run / { if (words == "") words = substr($0, 5); next }
+/^direct / { if (words == "") words = "=" substr($0, 8); next }
+/^remove \/tmp\/nvram$/ { lines = lines "/tmp/nvram\tnone\n"; next }
 END { end_body(); finish() }
