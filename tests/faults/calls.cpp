@@ -216,6 +216,9 @@ void try_verb(const Trial &trial, const Verb &verb, Table &table)
     if (is_init(verb)) {
         setup.settings.reset();
     }
+    if (!trial.commands) {
+        setup.files.push_back({"/.bench/faults.dry", ""});
+    }
     bench::Root root(trial.target, setup);
     if (!verb.before.empty()) {
         bench::Run before;

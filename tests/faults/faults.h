@@ -13,6 +13,7 @@
 struct Trial {
     bench::Target target;
     bool deep = false;
+    bool commands = true;  // of rc are run, where calls fail
     int rounds = 40;
     std::vector<std::string> verbs;  // only these; empty: all
 };

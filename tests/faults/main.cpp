@@ -22,6 +22,7 @@ void print_help()
         "  overlaps         groups of runs side by side\n"
         "\n"
         "  --deep           every N (a few of each kind); --rounds is then 1000\n"
+        "  --dry            calls: without rc's commands (but those it reads from), which is much faster\n"
         "  --rounds N       rounds of each group side by side (40)\n"
         "  --emulate FILE   FILE is rc for the router's processor\n"
         "  --list           the verbs; VERB is one of them, such as \"rc wan start (ipoa)\"\n"
@@ -66,10 +67,13 @@ int run(const std::string &what, const Trial &trial)
 
 int main(int count, char **words)
 {
-    const option options[] = {
-        {"deep", no_argument, nullptr, 'd'},          {"rounds", required_argument, nullptr, 'r'},
-        {"emulate", required_argument, nullptr, 'e'}, {"list", no_argument, nullptr, 'l'},
-        {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0}};
+    const option options[] = {{"deep", no_argument, nullptr, 'd'},
+                              {"dry", no_argument, nullptr, 'D'},
+                              {"rounds", required_argument, nullptr, 'r'},
+                              {"emulate", required_argument, nullptr, 'e'},
+                              {"list", no_argument, nullptr, 'l'},
+                              {"help", no_argument, nullptr, 'h'},
+                              {nullptr, 0, nullptr, 0}};
     Trial trial;
     const char *emulated = nullptr;
     for (int letter = 0; (letter = getopt_long(count, words, "", options, nullptr)) != -1;) {
@@ -77,6 +81,9 @@ int main(int count, char **words)
             case 'd':
                 trial.deep = true;
                 trial.rounds = 1000;
+                break;
+            case 'D':
+                trial.commands = false;
                 break;
             case 'r':
                 trial.rounds = atoi(optarg);

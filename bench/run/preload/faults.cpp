@@ -13,8 +13,8 @@
 //     CALL N half 0          the run is killed when half of the N-th write is done
 //     CALL N fill 0          before the N-th call another process writes /.bench/fill to the working copy
 //
-// Where /.bench/faults.dry is, runs of rc that another program starts do without their commands: what is left
-// of them is what they do themselves.
+// Where /.bench/faults.dry is, runs do without their commands: what is left of them is what they do
+// themselves. Runs of a plan still read from programs; runs of rc that another program starts do not.
 //
 // A result is the line, then: how it ended ("exit", "signal" or "limit") and its number, the file of the
 // first call that failed ("-": none did), descriptors left open, how many calls failed with which the working
@@ -103,7 +103,8 @@ struct Report {
 Fault fault;
 int waits;       // of a dry run
 Report *report;  // shared with the runs
-bool dry;        // commands are left out
+bool dry;        // a run that another program started, without commands
+bool no_system;  // commands are left out
 bool at_work;    // in a run: calls of the program count
 uintptr_t program_begin;
 uintptr_t program_end;
@@ -629,6 +630,7 @@ void begin_dry_run()
     static Report none;
     report = &none;
     dry = true;
+    no_system = true;
     at_work = true;
 }
 
@@ -646,6 +648,7 @@ __attribute__((constructor)) void do_runs()
     if (plan == nullptr) {
         return;
     }
+    no_system = access(kDryPath, F_OK) == 0;
     FILE *results = fopen(kResultsPath, "we");
     report = static_cast<Report *>(
         mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
@@ -779,7 +782,7 @@ int system(const char *command)
     if (CALLED_BY_PROGRAM && fails(kFork, "system")) {
         return -1;
     }
-    if (dry) {
+    if (no_system) {
         return 0;
     }
     return next<int(const char *)>("system")(command);
