@@ -26,8 +26,8 @@ constexpr const char *kFlashPath = "/dev/mtdblock/3";
 // ten times, a millisecond apart, while another process holds its lock or it is not whole. The first wait
 // that ends without a whole store is the last of the run, and the store is taken as it is.
 // Choice: the lock that a change needs for its write is taken before the store is read for it and kept until
-// the write is done, so that no run's change is lost to another's. The file is still emptied when it is opened
-// for the write. A default is stored only where there is no value by then.
+// the write is done, so that no run's change is lost to another's. The file is still emptied when it is
+// opened for the write. A default is stored only where there is no value by then.
 std::optional<std::string> nvram_get(const char *key);
 
 // The value of `key` in the store file at `path`, or none (missing file, empty file or missing key).
