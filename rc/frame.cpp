@@ -71,7 +71,7 @@ constexpr Service kLastTable[] = {
 namespace {
 
 template <size_t N>
-constexpr size_t rows_named(const Service (&table)[N], std::string_view name)
+consteval size_t rows_named(const Service (&table)[N], std::string_view name)
 {
     size_t rows = 0;
     for (size_t i = 0; i + 1 < N; ++i) {
@@ -82,7 +82,7 @@ constexpr size_t rows_named(const Service (&table)[N], std::string_view name)
 
 // Whether each name of the table means one row, whichever table it is looked up in, and the table is ended.
 template <size_t N>
-constexpr bool names_are_unique(const Service (&table)[N])
+consteval bool names_are_unique(const Service (&table)[N])
 {
     for (size_t i = 0; i + 1 < N; ++i) {
         const std::string_view name = table[i].name;

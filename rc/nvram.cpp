@@ -24,7 +24,7 @@
 
 namespace {
 
-constexpr std::array<uint32_t, 256> make_crc_table()
+consteval std::array<uint32_t, 256> make_crc_table()
 {
     std::array<uint32_t, 256> table = {};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {

@@ -52,7 +52,7 @@ constexpr VirtualServer kVirtualServers[] = {
 };
 // clang-format on
 
-constexpr bool bits_follow_places()
+consteval bool bits_follow_places()
 {
     for (size_t i = 0; i < kServers; ++i) {
         if (kVirtualServers[i].bit != 1 << i) {

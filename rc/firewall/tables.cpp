@@ -7,12 +7,12 @@
 
 namespace {
 
-constexpr bool same_text(const char *left, const char *right)
+consteval bool same_text(const char *left, const char *right)
 {
     return std::string_view(left) == right;
 }
 
-constexpr bool has_no_conversion(const char *const *formats)
+consteval bool has_no_conversion(const char *const *formats)
 {
     for (; *formats != nullptr; ++formats) {
         if (std::string_view(*formats).find('%') != std::string_view::npos) {
@@ -22,7 +22,7 @@ constexpr bool has_no_conversion(const char *const *formats)
     return true;
 }
 
-constexpr bool are_unique(const char *const *formats)
+consteval bool are_unique(const char *const *formats)
 {
     for (; *formats != nullptr; ++formats) {
         for (const char *const *other = formats + 1; *other != nullptr; ++other) {
@@ -34,7 +34,7 @@ constexpr bool are_unique(const char *const *formats)
     return true;
 }
 
-constexpr bool are_unique(const FwChain *chains)
+consteval bool are_unique(const FwChain *chains)
 {
     for (; chains->table != nullptr; ++chains) {
         for (const FwChain *other = chains + 1; other->table != nullptr; ++other) {
@@ -47,7 +47,7 @@ constexpr bool are_unique(const FwChain *chains)
 }
 
 // The word behind `option` in a rule, empty when it has none.
-constexpr std::string_view word_behind(std::string_view rule, std::string_view option)
+consteval std::string_view word_behind(std::string_view rule, std::string_view option)
 {
     const size_t place = rule.find(option);
     if (place == std::string_view::npos) {
@@ -57,7 +57,7 @@ constexpr std::string_view word_behind(std::string_view rule, std::string_view o
     return rule.substr(0, rule.find(' '));
 }
 
-constexpr bool is_built_in(std::string_view word)
+consteval bool is_built_in(std::string_view word)
 {
     for (const std::string_view known :
          {"INPUT", "FORWARD", "PREROUTING", "POSTROUTING", "ACCEPT", "DROP", "RETURN", "LOG", "TCPMSS"}) {
@@ -68,7 +68,7 @@ constexpr bool is_built_in(std::string_view word)
     return false;
 }
 
-constexpr bool exists(const FwChain *chains, std::string_view table, std::string_view name)
+consteval bool exists(const FwChain *chains, std::string_view table, std::string_view name)
 {
     for (; chains->table != nullptr; ++chains) {
         if (table == chains->table && name == chains->name) {
@@ -79,7 +79,7 @@ constexpr bool exists(const FwChain *chains, std::string_view table, std::string
 }
 
 // Whether every chain that a rule is added to, or jumps to, is one of ours in that table, or the tool's own.
-constexpr bool chains_exist(const FwChain *chains, const char *const *formats)
+consteval bool chains_exist(const FwChain *chains, const char *const *formats)
 {
     for (; *formats != nullptr; ++formats) {
         const std::string_view rule = *formats;

@@ -95,7 +95,7 @@ constexpr TimeZone kTimeZones[] = {
 };
 // clang-format on
 
-constexpr bool indexes_are_unique()
+consteval bool indexes_are_unique()
 {
     for (const TimeZone *zone = kTimeZones; zone != std::end(kTimeZones); ++zone) {
         for (const TimeZone *other = zone + 1; other != std::end(kTimeZones); ++other) {

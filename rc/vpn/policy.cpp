@@ -72,7 +72,7 @@ struct Place {
     VpnKind kind;
 };
 
-constexpr std::array<Place, kFields + 1> places_by_source()
+consteval std::array<Place, kFields + 1> places_by_source()
 {
     std::array<Place, kFields + 1> places = {};
     for (const VpnField &field : kVpnFields) {
@@ -85,7 +85,7 @@ constexpr std::array<Place, kFields + 1> places_by_source()
 
 constexpr std::array<Place, kFields + 1> kPlaces = places_by_source();
 
-constexpr bool every_field_has_a_place()
+consteval bool every_field_has_a_place()
 {
     for (int field = 1; field <= kFields; ++field) {
         const bool typed = field == kTypedEncryptionKey || field == kTypedAuthenticationKey;
@@ -152,7 +152,7 @@ constexpr size_t kTexts =
     static_cast<size_t>(std::count_if(std::begin(kVpnFields), std::end(kVpnFields), is_text));
 
 // The last byte of each. The table of fields itself, with its names, stays out of the program.
-constexpr std::array<uint16_t, kTexts> text_ends()
+consteval std::array<uint16_t, kTexts> text_ends()
 {
     std::array<uint16_t, kTexts> ends = {};
     size_t count = 0;

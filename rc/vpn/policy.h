@@ -166,7 +166,7 @@ constexpr VpnField kVpnFields[] = {
 constexpr size_t kVpnRecordSize = 684;
 
 // Every field where it is declared, each behind the one before, up to the end.
-constexpr bool vpn_fields_fill_the_record()
+consteval bool vpn_fields_fill_the_record()
 {
     size_t end = 0;
     for (const VpnField &field : kVpnFields) {

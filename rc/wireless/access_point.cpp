@@ -78,7 +78,7 @@ constexpr Country kCountries[] = {
 };
 
 // No row is hidden by one before it.
-constexpr bool every_country_can_match()
+consteval bool every_country_can_match()
 {
     for (const Country *row = kCountries; row != std::end(kCountries); ++row) {
         for (const Country *before = kCountries; before != row; ++before) {
