@@ -1,0 +1,304 @@
+// rcbench packet and rcbench reach as people use them: whole answers, for people and for machines, and what
+// they say to questions that cannot be answered.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "forms/settings.h"
+#include "tests/packets/agreement.h"
+#include "tests/programs.h"
+
+namespace {
+
+using Json = nlohmann::json;
+
+struct Answer {
+    int status = -1;
+    std::string text;  // errors before output
+};
+
+class PacketQuestions : public testing::Test {
+  protected:
+    PacketQuestions() { folder_ = mkdtemp(name_); }
+    ~PacketQuestions() override { std::filesystem::remove_all(folder_); }
+
+    // The words as a shell reads them.
+    static Answer ask(const std::string &words)
+    {
+        FILE *pipe = popen((RCBENCH_TOOL " " + words + " 2>&1").c_str(), "r");
+        Answer answer;
+        if (pipe == nullptr) {
+            return answer;
+        }
+        char piece[4096];
+        for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;) {
+            answer.text.append(piece, got);
+        }
+        const int status = pclose(pipe);
+        answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return answer;
+    }
+
+    std::string file(const std::string &text) const
+    {
+        std::ofstream(folder_ + "/file", std::ios::binary) << text;
+        return folder_ + "/file";
+    }
+
+    static std::string promises()
+    {
+        return "--promises " + (built_rc().image / "samples/router.promises").string();
+    }
+
+  private:
+    char name_[32] = "/tmp/questions-XXXXXX";
+    std::string folder_;
+};
+
+void expect(const Answer &answer, int status, const std::string &text)
+{
+    EXPECT_EQ(answer.text, text);
+    EXPECT_EQ(answer.status, status) << answer.text;
+}
+
+// ---- packets --------------------------------------------------------------------------------------------
+
+constexpr const char *kPing = R"(wan: icmp 198.51.100.7 -> 203.0.113.10 type=8 schedule=off
+dropped in INPUT
+  PREROUTING  PREROUTING    -t nat -A PREROUTING -j PT  [framework]
+  PREROUTING  PT            -t nat -A PT -d ! 192.168.0.1 -j PNAT --set-mark 0x2511  [framework]
+  INPUT       INPUT         -A INPUT -p icmp --icmp-type echo-request -j DOS  [framework]
+  INPUT       DOS           -A DOS -p icmp --icmp-type echo-request -m limit --limit 5/s --limit-burst 60 -j RETURN  [framework]
+  decided by  policy of INPUT  [framework]
+  taken       within the limit
+  taken       no scan seen
+  filled in   from 198.51.100.7, a host outside
+  filled in   to 203.0.113.10, the router's own address
+)";
+
+constexpr const char *kName = R"(lan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off
+accepted, to 192.168.0.1:53, the router itself
+  PREROUTING  PREROUTING    -t nat -A PREROUTING -j MINIUPNPD  [framework]
+  PREROUTING  MINIUPNPD     -I MINIUPNPD -t nat -i ! ppp0 -j RETURN  [framework]
+  INPUT       INPUT         -I INPUT -i br0 -j ACCEPT  [framework]
+  decided by  -I INPUT -i br0 -j ACCEPT  [framework]
+  filled in   from 192.168.0.100, a host of the LAN
+  filled in   to 192.168.0.1, the router's own address
+)";
+
+TEST_F(PacketQuestions, SayTheVerdictFirstAndThenTheWay)
+{
+    expect(ask("packet --quick 'icmp ->'"), 1, kPing);
+    expect(ask("packet --quick --from lan 'udp -> :53'"), 0, kName);
+}
+
+TEST_F(PacketQuestions, TakeSeveralPacketsAlsoFromFiles)
+{
+    const std::string list = file("# pings\n\nicmp ->\nudp 192.168.0.100 -> 192.168.0.1:53\r\n");
+    const Answer both = ask("packet --quick 'icmp ->' 'icmp ->'");
+    expect(both, 1, std::string(kPing) + "\n" + kPing);
+    const Answer from_file = ask("packet --quick @" + list);
+    const Answer from_input = ask("packet --quick - < " + list);
+    EXPECT_EQ(from_file.text, from_input.text);
+    EXPECT_EQ(from_file.status, 1);
+    EXPECT_EQ(from_file.text.substr(0, std::string(kPing).size() + 1), std::string(kPing) + "\n");
+    EXPECT_NE(
+        from_file.text.find("\nlan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off\naccepted, to "
+                            "192.168.0.1:53, the router itself\n"),
+        std::string::npos)
+        << from_file.text;
+}
+
+TEST_F(PacketQuestions, NameTheSettingAndTheRecordForMachines)
+{
+    const Answer answer =
+        ask("packet --json 'tcp 198.51.100.7 -> 203.0.113.10:443' 'icmp ->' "
+            "'tcp 224.0.0.1 -> :80'");
+    EXPECT_EQ(answer.status, 1);
+    const Json json = Json::parse(answer.text, nullptr, false);
+    ASSERT_EQ(json.size(), 3U) << answer.text;
+    const Json &let_in = json[0];
+    EXPECT_EQ(let_in["verdict"], "accept");
+    EXPECT_EQ(let_in["hook"], "FORWARD");
+    EXPECT_EQ(let_in["to"], Json({{"address", "192.168.0.20"}, {"port", 443}}));
+    EXPECT_EQ(let_in["from"], Json({{"address", "198.51.100.7"}, {"port", 40000}}));
+    EXPECT_EQ(let_in["setting"], "fw_in_rules");
+    EXPECT_EQ(let_in["record"], 1);
+    const std::string text =
+        "-t nat -A NAPT -s 0.0.0.0/0 -d 203.0.113.10 -p tcp --dport 443:443 -j DNAT --to "
+        "192.168.0.20:443-443";
+    const Json translation = {
+        {"hook", "PREROUTING"}, {"chain", "NAPT"}, {"text", text}, {"setting", "fw_in_rules"}, {"record", 1}};
+    EXPECT_NE(std::find(let_in["rules"].begin(), let_in["rules"].end(), translation), let_in["rules"].end())
+        << let_in["rules"].dump(1);
+    EXPECT_EQ(let_in["rules"][0], Json({{"hook", "PREROUTING"},
+                                        {"chain", "PREROUTING"},
+                                        {"text", "-t nat -A PREROUTING -j PRE_BASIC"},
+                                        {"setting", nullptr},
+                                        {"record", nullptr}}));
+    EXPECT_EQ(json[1]["verdict"], "drop");
+    EXPECT_EQ(json[1]["hook"], "INPUT");
+    EXPECT_EQ(json[1]["to"], Json({{"address", "203.0.113.10"}, {"port", nullptr}}));
+    EXPECT_EQ(json[1]["setting"], nullptr);
+    EXPECT_EQ(json[2]["verdict"], "drop");
+    EXPECT_EQ(json[2]["hook"], nullptr);
+    EXPECT_EQ(json[2]["to"], nullptr);
+    EXPECT_EQ(json[2]["from"], nullptr);
+}
+
+TEST_F(PacketQuestions, ThatAreNoneGetOneLine)
+{
+    const std::string form = "write PROTOCOL SOURCE[:PORT] -> DESTINATION[:PORT] WORDS\n";
+    const std::string help = "; see rcbench packet --help\n";
+    expect(ask("packet"), 2, "rcbench: no packet" + help);
+    expect(ask("packet --quick 'tcp -> 443'"), 2,
+           "rcbench: packet \"tcp -> 443\": \"443\" is no address; " + form);
+    expect(ask("packet --quick 'tcp 1.2.3.4 ->'"), 2,
+           "rcbench: packet \"tcp 1.2.3.4 ->\": no port to go to; " + form);
+    expect(ask("packet --from moon 'icmp ->'"), 2,
+           "rcbench: --from moon: no such side; take wan, lan, tunnel or router" + help);
+    expect(ask("packet @/nosuch"), 2, "rcbench: cannot read /nosuch: No such file or directory\n");
+}
+
+// ---- everything that gets through -----------------------------------------------------------------------
+
+Json row(const Json &whole)
+{
+    Json part;
+    for (const char *key : {"protocol", "ports", "from", "to", "when", "unless", "setting", "record"}) {
+        part[key] = whole.value(key, Json("missing"));
+    }
+    return part;
+}
+
+TEST_F(PacketQuestions, ListWhatIsLetIn)
+{
+    expect(ask("reach --quick --from wan --set fw_spapp="), 0, R"(Let in from the Internet
+  PROTOCOL  PORTS      FROM  SENT TO       GETS TO           WHEN                                      BY
+  tcp       443        any   203.0.113.10  192.168.0.20:443  unless over the limit or scan seen        framework
+  udp       3074-3075  any   203.0.113.10  192.168.0.30      when schedule, unless over the limit or scan seen  framework
+)");
+    const Json rows = Json::parse(ask("reach --json --from wan").text, nullptr, false);
+    ASSERT_EQ(rows.size(), 3U);
+    const Json limits = {"over the limit", "scan seen"};
+    EXPECT_EQ(row(rows[0]), Json({{"protocol", "tcp"},
+                                  {"ports", "443"},
+                                  {"from", "any"},
+                                  {"to", "192.168.0.20:443"},
+                                  {"when", Json::array()},
+                                  {"unless", limits},
+                                  {"setting", "fw_in_rules"},
+                                  {"record", 1}}));
+    EXPECT_EQ(row(rows[1]), Json({{"protocol", "udp"},
+                                  {"ports", "3074-3075"},
+                                  {"from", "any"},
+                                  {"to", "192.168.0.30"},
+                                  {"when", {"schedule"}},
+                                  {"unless", limits},
+                                  {"setting", "fw_in_rules"},
+                                  {"record", 2}}));
+    EXPECT_EQ(row(rows[2])["when"], Json({"triggered port"}));
+    EXPECT_EQ(row(rows[2])["setting"], "fw_spapp");
+    EXPECT_EQ(row(rows[2])["record"], nullptr);
+}
+
+TEST_F(PacketQuestions, CompareBeforeAndAfter)
+{
+    expect(ask("reach --quick --diff --from wan --set fw_in_rules="), 1, R"(Closed from wan
+  PROTOCOL  PORTS      FROM  SENT TO       GETS TO  WHEN                                      BY
+  tcp       443        any   203.0.113.10  dropped  unless over the limit or scan seen        framework
+  udp       3074-3075  any   203.0.113.10  dropped  when schedule, unless over the limit or scan seen  framework
+  example: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off
+    before: accept, to 192.168.0.20:443; after: drop
+  example: udp 198.51.100.7:40000 -> 203.0.113.10:3074 schedule=on
+    before: accept, to 192.168.0.30:3074; after: drop
+)");
+    expect(ask("reach --quick --diff --set log_type=1"), 0,
+           "Nothing changes: the same connections get through to the same ends.\n");
+    EXPECT_EQ(ask("reach --quick --json --diff --set log_type=1").text, "[]\n");
+}
+
+// ---- promises -------------------------------------------------------------------------------------------
+
+TEST_F(PacketQuestions, CheckPromises)
+{
+    expect(ask("reach --never 'wan -> router:80' --quick"), 0, "holds   never wan -> router:80\n");
+    const std::string broken =
+        "broken  never wan -> lan:443\n"
+        "        wan: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off\n"
+        "        accepted, to 192.168.0.20:443 by -A IN_FILTER -d 192.168.0.20 -p tcp "
+        "--dport 443:443 -j ACCEPT [framework]\n";
+    expect(ask("reach --quick --never 'wan -> lan:443'"), 1, broken);
+    expect(ask("reach --quick --promises " +
+               file("# two\nalways lan -> router:53 udp\n\nnever wan -> lan:443\n")),
+           1, "holds   always lan -> router:53 udp\n" + broken);
+    const Json json = Json::parse(ask("reach --quick --json --never 'wan -> lan:443'").text, nullptr, false);
+    ASSERT_EQ(json.size(), 1U);
+    EXPECT_EQ(json[0]["holds"], false);
+    EXPECT_EQ(json[0]["packet"], "tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off");
+}
+
+// Each line begins with "holds" or "exempt".
+void expect_kept(const Answer &answer, const std::string &settings)
+{
+    EXPECT_EQ(answer.status, 0) << answer.text << settings;
+    EXPECT_EQ(answer.text.find("broken"), std::string::npos);
+    EXPECT_NE(answer.text.find("holds   never wan 127.0.0.0/8 224.0.0.0/3 -> lan\n"), std::string::npos);
+}
+
+TEST_F(PacketQuestions, AreKeptByTheDefaultsAndByRandomSettings)
+{
+    expect_kept(ask("reach " + promises()), "the defaults");
+    agreement::Dice dice(1601);
+    for (int i = 0; i < 2; ++i) {
+        const std::string settings = forms::settings_text(agreement::random_settings(dice));
+        expect_kept(ask("reach --settings " + file(settings) + " " + promises()), settings);
+    }
+}
+
+TEST_F(PacketQuestions, AboutEverythingThatAreNoneGetOneLine)
+{
+    const std::string help = "; see rcbench reach --help\n";
+    expect(ask("reach x"), 2, "rcbench: reach takes no words, only options: x" + help);
+    expect(ask("reach --diff"), 2, "rcbench: --diff needs a --set or --unset to compare with" + help);
+    expect(ask("reach --diff --idle --set a=b"), 2,
+           "rcbench: --diff, --idle and promises are questions of their own: one at a time" + help);
+    expect(ask("reach --never 'wan lan'"), 2,
+           "rcbench: sentence \"never wan lan\": \"lan\" is no address, subnet or range; write never|always "
+           "SIDE "
+           "[NET...] -> PLACE[:PORTS] [PROTOCOL] [unless CONDITION...]\n");
+}
+
+// ---- rules that nothing needs ---------------------------------------------------------------------------
+
+TEST_F(PacketQuestions, FindRulesThatNothingNeeds)
+{
+    const Json before = Json::parse(ask("reach --quick --idle --json").text, nullptr, false);
+    const std::string twice =
+        "1:HTTPS:2:192.168.0.20:0.0.0.0/0:0\\x011:HTTPS:2:192.168.0.21:0.0.0.0/0:0\\x01";
+    const Json after = Json::parse(ask("reach --quick --idle --json --set 'fw_in_rules=" + twice + "'").text,
+                                   nullptr, false);
+    const std::string line =
+        "-t nat -A NAPT -s 0.0.0.0/0 -d 203.0.113.10 -p tcp --dport 443:443 -j DNAT --to ";
+    const Json shadowed = {{"kind", "shadowed"},
+                           {"table", "nat"},
+                           {"chain", "NAPT"},
+                           {"text", line + "192.168.0.21:443-443"},
+                           {"setting", nullptr},
+                           {"record", nullptr},
+                           {"covered_by", {line + "192.168.0.20:443-443"}},
+                           {"policy", nullptr}};
+    EXPECT_EQ(std::count(before.begin(), before.end(), shadowed), 0);
+    EXPECT_EQ(std::count(after.begin(), after.end(), shadowed), 1) << after.dump(1);
+}
+
+}  // namespace
