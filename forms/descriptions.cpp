@@ -275,6 +275,9 @@ bool DescriptionReader::read_plain(std::string_view name, std::string_view text)
     }
     if (name == "empty") {
         open_.empty = text;
+    } else if (name == "needed") {
+        open_.empty = "none; needed when " + std::string(text);
+        return read_conditions(text, open_.needed);
     } else if (name == "secret") {
         open_.is_secret = true;
     } else if (name == "related") {
@@ -560,6 +563,18 @@ std::string fill_template(std::string_view text, const Lookup &lookup, size_t wi
         text.remove_prefix(close + 1);
     }
     return filled;
+}
+
+std::string phrase_of_any(std::string phrase)
+{
+    const size_t at = phrase.find("{number");
+    if (at == std::string::npos) {
+        return phrase;
+    }
+    const size_t end = phrase.find('}', at);
+    const bool is_cut = phrase.compare(at, end - at, "{number%256") == 0;
+    phrase.replace(at, end + 1 - at, is_cut ? "N modulo 256" : "N");
+    return phrase + ", N being what it reads at the front of the value";
 }
 
 std::string_view words_of(std::string_view command)

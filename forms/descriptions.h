@@ -3,6 +3,7 @@
 //     ## TYPE: MEANING                          the setting that follows
 //     #   value WORD: MEANING                   one word of a choice; "values: WORD WORD..." for many
 //     #   empty: MEANING                        an empty value is fine and means this
+//     #   needed: CONDITION                     it may be empty but when this holds
 //     #   read: HOW                             how rc looks at it, when not as its type says
 //     #   on: CLAIM  off: CLAIM                 what shows that a flag counts as on, as off
 //     #   wrong: PHRASE  seen: CLAIM            other values: "the router will PHRASE", and what shows it
@@ -113,6 +114,7 @@ struct Description {
     std::string meaning;
     std::vector<Choice> choices;
     std::optional<std::string> empty;  // what an empty value means; none: it may not be empty
+    std::vector<Condition> needed;     // when it may not be empty all the same
     std::string read;
     std::vector<Claim> on;
     std::vector<Claim> off;
@@ -162,6 +164,9 @@ bool all_hold(const std::vector<Condition> &conditions, const Lookup &lookup);
 
 // A template with its names filled in. `width`: what {cut} leaves.
 std::string fill_template(std::string_view text, const Lookup &lookup, size_t width);
+
+// What a consequence says of any value: "{number}" is N.
+std::string phrase_of_any(std::string phrase);
 
 // "rc firewall restart" and the like are "firewall restart".
 std::string_view words_of(std::string_view command);

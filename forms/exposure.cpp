@@ -11,7 +11,7 @@ namespace forms {
 namespace {
 
 const std::string kMeasured = "# measured: ";
-constexpr const char *kNames[] = {"bare", "double", "single"};
+constexpr const char *kNames[] = {"bare", "double", "single", "line"};
 
 std::vector<std::string> split_line(std::string_view line)
 {
@@ -94,7 +94,8 @@ Harm harm_of(std::string_view key, std::string_view field)
 {
     Harm harm;
     for (const Exposure &one : known_exposures()) {
-        if (one.key != key || one.field != field) {
+        const bool is_refused_anyway = one.quoting == Quoting::kLine;  // as every control character
+        if (one.key != key || one.field != field || is_refused_anyway) {
             continue;
         }
         harm.is_bare = harm.is_bare || one.quoting == Quoting::kBare;

@@ -8,10 +8,11 @@
 
 namespace forms {
 
-enum class Quoting { kBare, kDouble, kSingle };
+// kLine: in a line of a file whose lines are run; a line end begins another one.
+enum class Quoting { kBare, kDouble, kSingle, kLine };
 
-// One place. In the file a line: KEY or KEY.FIELD, bare/double/single, the characters that end the text or
-// run something there, the words of rc, the command with {} in the place of the text; tabs between them.
+// One place. In the file a line: KEY or KEY.FIELD, bare/double/single/line, the characters that end the text
+// or run something there, the words of rc, the command with {} in the place of the text; tabs between them.
 struct Exposure {
     std::string key;
     std::string field;  // of a list's records; empty: the whole value

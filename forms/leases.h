@@ -33,4 +33,7 @@ LeaseFile read_lease_file(std::string_view bytes);
 
 const char *state_name(LeaseState state);
 
+// A table of the records, one a line, and their number below it.
+std::vector<std::string> lease_lines(const std::vector<Lease> &leases);
+
 }  // namespace forms

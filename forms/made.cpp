@@ -506,7 +506,12 @@ std::string shell_page()
         "from\n`bench/image/settings/exposure`; settings that are not here never meet the shell as text.\n\n"
         "*Bare*: `;`, a space or any other sign of the shell ends the word. *Double*: inside double quotes, "
         "where `$`,\n`` ` ``, `\"` and `\\` still act. *Single*: inside single quotes, which only `'` "
-        "ends.\n\n"
+        "ends.\n*Line*: in a line of a file whose lines are run; a line end, which every setting refuses, "
+        "begins another one.\nA command led by `(crontab)` is a line of `/etc/crontab`, whose jobs cron "
+        "gives to the "
+        "shell: with spaces in it the\ntext makes a job of its own. The times of `fw_schedule` come out "
+        "there as "
+        "numbers alone.\n\n"
         "| Setting | Refuse when it is saved | Quoting | Run | Command |\n|---|---|---|---|---|\n";
     std::string last;
     for (const Exposure &one : known_exposures()) {

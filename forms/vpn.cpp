@@ -1,5 +1,6 @@
 #include "forms/vpn.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -92,6 +93,32 @@ std::string number_text(std::string_view field, int number)
     return std::to_string(number);
 }
 
+using Row = std::vector<std::string>;
+
+// Rows in columns as wide as their widest entry; the last column is not padded.
+void add_rows(const std::vector<Row> &rows, std::vector<std::string> &lines)
+{
+    std::vector<size_t> widths(rows[0].size());
+    for (const Row &row : rows) {
+        for (size_t i = 0; i < row.size(); i++) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    for (const Row &row : rows) {
+        std::string line;
+        for (size_t i = 0; i < row.size(); i++) {
+            line += row[i];
+            line.append(i + 1 < row.size() ? widths[i] - row[i].size() + 2 : 0, ' ');
+        }
+        lines.push_back(line);
+    }
+}
+
+bool is_secret(std::string_view field)
+{
+    return field == "psk" || field == "enc_key" || field == "auth_key";
+}
+
 // The value of one field of the record.
 std::string value_text(const VpnPolicy &policy, const ::VpnField &field)
 {
@@ -152,14 +179,57 @@ std::vector<VpnField> vpn_fields(const VpnTable &table, int number)
     }
     for (const ::VpnField &field : kVpnFields) {
         if (field.kind != VpnKind::kReserved) {
-            fields.push_back({field.offset, field.name, value_text(policy, field)});
+            fields.push_back({field.offset, field.name, value_text(policy, field), is_secret(field.name)});
         }
         // Record 0 has the WAN interface's name within its own.
         if (number == 0 && field.offset == offsetof(VpnPolicy, name)) {
-            fields.push_back({kWanIfnameOffset, "wan_ifname", escape(wan_ifname(policy))});
+            fields.push_back({kWanIfnameOffset, "wan_ifname", escape(wan_ifname(policy)), false});
         }
     }
     return fields;
+}
+
+std::vector<std::string> vpn_table_lines(const VpnTable &table)
+{
+    const VpnPolicy &first = table.policies[0];
+    std::vector<std::string> lines = {"WAN interface " + escape(wan_ifname(first)) + ", address " +
+                                      escape(first.wan_ip) + ", netmask " + escape(first.wan_netmask) +
+                                      ", broadcast " + escape(first.wan_broadcast) + ", gateway " +
+                                      escape(first.wan_gateway)};
+    std::vector<Row> rows = {{"no.", "name", "state", "keying", "local network", "peer", "remote network",
+                              "algorithms", "lifetime"}};
+    for (const VpnTunnel &tunnel : vpn_tunnels(table)) {
+        rows.push_back({std::to_string(tunnel.number), tunnel.name, tunnel.is_on ? "on" : "off",
+                        tunnel.keying, tunnel.local, tunnel.peer, tunnel.remote, tunnel.algorithms,
+                        std::to_string(tunnel.lifetime) + " s"});
+    }
+    if (rows.size() > 1) {
+        add_rows(rows, lines);
+    } else {
+        lines.emplace_back("no tunnels");
+    }
+    return lines;
+}
+
+std::vector<std::string> vpn_field_lines(const VpnTable &table, Secrets secrets)
+{
+    std::vector<std::string> lines;
+    for (int i = 0; i < kVpnPolicies; i++) {
+        std::vector<Row> rows;
+        for (const VpnField &field : vpn_fields(table, i)) {
+            const bool is_masked = secrets == Secrets::kMasked && field.is_secret && !field.value.empty();
+            rows.push_back({std::to_string(field.offset), field.name, is_masked ? "********" : field.value});
+        }
+        if (!rows.empty()) {
+            lines.insert(lines.end(), lines.empty() ? 0 : 1, "");
+            lines.push_back("policy " + std::to_string(i));
+            add_rows(rows, lines);
+        }
+    }
+    if (lines.empty()) {
+        lines.emplace_back("no tunnels");
+    }
+    return lines;
 }
 
 }  // namespace forms

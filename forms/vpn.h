@@ -35,9 +35,18 @@ struct VpnField {
     size_t offset = 0;
     const char *name = "";
     std::string value;
+    bool is_secret = false;
 };
 
 // All fields of a policy in their order; empty when all its bytes are 0.
 std::vector<VpnField> vpn_fields(const VpnTable &table, int number);
+
+// The WAN connection and a table of the tunnels.
+std::vector<std::string> vpn_table_lines(const VpnTable &table);
+
+enum class Secrets { kMasked, kShown };
+
+// Every field of every tunnel, led by its offset in the record.
+std::vector<std::string> vpn_field_lines(const VpnTable &table, Secrets secrets);
 
 }  // namespace forms

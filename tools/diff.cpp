@@ -7,6 +7,7 @@
 #include "forms/check.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
+#include "forms/lint/lint.h"
 #include "forms/program.h"
 #include "tools/settings_commands.h"
 
@@ -169,7 +170,8 @@ void print_json(const std::vector<Change> &changes)
             one["record"] = change.record;
         }
         if (!change.field.empty()) {
-            one["field"] = change.field;
+            one["field"] = forms::field_number(change.key, change.field);
+            one["field_name"] = change.field;
         }
         one["before"] = change.before ? nlohmann::ordered_json(forms::escape(*change.before)) : nullptr;
         one["after"] = change.after ? nlohmann::ordered_json(forms::escape(*change.after)) : nullptr;
@@ -178,20 +180,36 @@ void print_json(const std::vector<Change> &changes)
     printf("%s\n", array.dump(2).c_str());
 }
 
+// Before a name these only say what kind of file it is, which its bytes say too.
+bool names_a_kind(const std::string &word)
+{
+    return word == "-f" || word == "--file" || word == "--flash" || word == "--defaults";
+}
+
+Wish read_wish(const std::vector<std::string> &words)
+{
+    Wish wish;
+    size_t names = 0;
+    for (const std::string &word : words) {
+        wish.is_json = wish.is_json || word == "--json";
+        wish.shows_secrets = wish.shows_secrets || word == "--secrets";
+        if (word != "--json" && word != "--secrets") {
+            wish.files.push_back(word);
+            names += names_a_kind(word) ? 0 : 1;
+        }
+    }
+    // With two names every such word belongs to a name; "--defaults" without one is a side by itself.
+    std::erase_if(wish.files, [&](const std::string &word) {
+        return names_a_kind(word) && (names >= 2 || word != "--defaults");
+    });
+    return wish;
+}
+
 }  // namespace
 
 int diff_settings(const std::vector<std::string> &words)
 {
-    Wish wish;
-    for (const std::string &word : words) {
-        if (word == "--json") {
-            wish.is_json = true;
-        } else if (word == "--secrets") {
-            wish.shows_secrets = true;
-        } else {
-            wish.files.push_back(word);
-        }
-    }
+    const Wish wish = read_wish(words);
     if (wish.files.size() != 2) {
         throw forms::usage_error("diff needs two files, or --defaults in place of one");
     }

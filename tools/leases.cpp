@@ -21,38 +21,6 @@ const forms::Program kProgram = {
     .no = "shown, but the file is damaged",
 };
 
-std::string duration_text(uint32_t seconds)
-{
-    char text[32];
-    const uint32_t days = seconds / 86400;
-    const uint32_t hours = seconds / 3600 % 24;
-    const uint32_t minutes = seconds / 60 % 60;
-    if (days != 0) {
-        (void)snprintf(text, sizeof text, "%ud %02u:%02u", days, hours, minutes);
-    } else {
-        (void)snprintf(text, sizeof text, "%02u:%02u:%02u", hours, minutes, seconds % 60);
-    }
-    return text;
-}
-
-void show(const std::vector<forms::Lease> &leases)
-{
-    (void)printf("%4s  %-15s  %-17s  %11s  %-11s  %s\n", "no.", "address", "hardware address", "lease time",
-                 "state", "name");
-    size_t number = 0;
-    bool ended = false;
-    for (const forms::Lease &lease : leases) {
-        if (!ended && lease.state == forms::LeaseState::kUnused) {
-            ended = true;
-            (void)puts("      end of the list; what follows is not looked at");
-        }
-        (void)printf("%4zu  %-15s  %-17s  %11s  %-11s  %s\n", number++, lease.address.c_str(),
-                     lease.hardware.c_str(), duration_text(lease.seconds).c_str(),
-                     forms::state_name(lease.state), forms::escape(lease.name).c_str());
-    }
-    (void)printf("%zu record%s\n", leases.size(), leases.size() == 1 ? "" : "s");
-}
-
 int work(const std::vector<std::string> &arguments)
 {
     const std::vector<std::string> words = forms::read_options(kProgram, arguments);
@@ -60,7 +28,9 @@ int work(const std::vector<std::string> &arguments)
         throw forms::usage_error("say \"leases show FILE\"");
     }
     const forms::LeaseFile file = forms::read_lease_file(forms::read_input(words[1], forms::kLeasesLimit));
-    show(file.leases);
+    for (const std::string &line : forms::lease_lines(file.leases)) {
+        (void)puts(line.c_str());
+    }
     if (file.rest != 0) {
         throw forms::Failure(forms::kNo, forms::shown(forms::input_name(words[1])) +
                                              ": the last record is cut short, " + std::to_string(file.rest) +

@@ -306,9 +306,14 @@ int command_lint(const Names &names, const Words &words)
     return lint_settings(forms::store_settings(file.store), is_json);
 }
 
-int command_diff(const Names &, const Words &words)
+// A file that the options name comes first.
+int command_diff(const Names &names, const Words &words)
 {
-    return diff_settings(words);
+    Words all = words;
+    if (names.store_given || !names.flash.empty()) {
+        all.insert(all.begin(), names.store_given ? names.store : names.flash);
+    }
+    return diff_settings(all);
 }
 
 // ---- command line ----------------------------------------------------------------------------------------
@@ -343,8 +348,8 @@ constexpr Command kCommands[] = {
      command_lint},
     {{"diff", "[--json] [--secrets] A B",
       "compare two files of any kind, or --defaults and one; secrets are masked"},
-     2,
-     4,
+     1,
+     6,
      false,
      command_diff},
     {{"commit", "", "with -f STORE and --flash IMAGE: write the store into the image"},

@@ -14,5 +14,6 @@ std::vector<forms::Setting> read_any_settings(const std::string &path);
 int lint_settings(const std::vector<forms::Setting> &settings, bool is_json);
 
 // diff [--json] [--secrets] A B, each a file or --defaults; the exit status: 0 the same, 1 differences.
-// Choice: the linter does not show values of secrets; `nvram diff` masks them.
+// Choice: the linter does not show values of secrets; `nvram diff` and `rcbench explain` mask them without
+// `--secrets`. What a run shows (`--show`) is not masked: its commands hold the same texts.
 int diff_settings(const std::vector<std::string> &words);

@@ -1,13 +1,19 @@
 // rcbench explain: what a setting, a value or one of rc's messages means.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #include "bench/rcbench/command.h"
 #include "forms/check.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
 #include "forms/exposure.h"
+#include "forms/files.h"
+#include "forms/nearest.h"
+#include "forms/readable.h"
 
 namespace rcbench {
 
@@ -51,15 +57,22 @@ constexpr Message kMessages[] = {
     {"socket creating failed", "the system gave no socket to ask for an interface's address", "the kernel"},
 };
 
-int explain_message(const std::string &word)
+bool explain_message(const std::string &word)
 {
     const auto *found = std::find_if(std::begin(kMessages), std::end(kMessages),
                                      [&](const Message &one) { return word == one.text; });
     if (found == std::end(kMessages)) {
-        return forms::kNo;
+        return false;
     }
     printf("%s: %s\n  look at: %s\n", found->text, found->meaning, found->look);
-    return forms::kDone;
+    return true;
+}
+
+void print_lines(const std::vector<std::string> &lines)
+{
+    for (const std::string &line : lines) {
+        printf("%s\n", line.c_str());
+    }
 }
 
 void print_row(const char *name, const std::string &text)
@@ -82,7 +95,7 @@ void print_values(const Description &setting)
                field.meaning.c_str());
     }
     if (!setting.wrong.phrase.empty()) {
-        print_row("else", "the router will " + setting.wrong.phrase);
+        print_row("else", "the router will " + forms::phrase_of_any(setting.wrong.phrase));
     }
     print_row("else", setting.advice);
 }
@@ -119,56 +132,72 @@ void explain_setting(const Description &setting)
 }
 
 // KEY=VALUE: what is wrong with it, and a list's records field by field.
-int explain_value(const Description &setting, const std::string &text)
+int explain_value(const Description &setting, const std::string &text, forms::Secrets secrets)
 {
     std::string value;
     std::string why;
     if (!forms::unescape(text, value, why)) {
-        throw forms::Failure(forms::kUnusable, why);
+        throw forms::Failure(forms::kUnusable, setting.key + ": " + why);
     }
-    const std::vector<std::string> records =
-        setting.fields.empty() ? std::vector<std::string>() : forms::records_of(setting, value);
-    for (size_t i = 0; i < records.size(); ++i) {
-        printf("record %zu\n", i + 1);
-        const std::vector<std::string> fields = forms::fields_of(setting, records[i]);
-        for (size_t j = 0; j < fields.size() && j < setting.fields.size(); ++j) {
-            printf("  %-20s %-26s %s\n", setting.fields[j].name.c_str(), forms::escape(fields[j]).c_str(),
-                   setting.fields[j].meaning.c_str());
-        }
-    }
+    print_lines(forms::record_lines(setting, value, secrets));
     const std::string wrong = forms::refusal_text(setting, value);
     printf("%s\n", wrong.empty() ? (setting.key + " is fine").c_str() : wrong.c_str());
     return wrong.empty() ? forms::kDone : forms::kNo;
 }
 
-int explain(const std::string &word)
+// A file of the router's, by what it holds.
+int explain_file(const std::string &path, forms::Secrets secrets)
+{
+    const std::string bytes = forms::read_input(path, forms::kFlashLimit);
+    const std::vector<std::string> lines = forms::readable_lines(path, bytes, secrets);
+    if (lines.empty()) {
+        throw forms::Failure(forms::kUnusable, forms::shown(forms::input_name(path)) +
+                                                   " is no lease file, vpn.conf, flash image or store");
+    }
+    print_lines(lines);
+    return forms::kDone;
+}
+
+int unknown(const std::string &word)
+{
+    std::vector<std::string> names;
+    for (const Description *one : forms::all_descriptions()) {
+        names.push_back(one->key);
+    }
+    for (const Message &one : kMessages) {
+        names.emplace_back(one.text);
+    }
+    throw forms::Failure(forms::kNo, forms::shown(word) + " is no setting, no file and nothing that rc says" +
+                                         forms::did_you_mean(word.substr(0, word.find('=')), names));
+}
+
+int explain(const std::string &word, forms::Secrets secrets)
 {
     const size_t equals = word.find('=');
     const Description *setting = forms::find_description(word.substr(0, equals));
     if (setting != nullptr && equals != std::string::npos) {
-        return explain_value(*setting, word.substr(equals + 1));
+        return explain_value(*setting, word.substr(equals + 1), secrets);
     }
     if (setting != nullptr) {
         explain_setting(*setting);
         return forms::kDone;
     }
-    return explain_message(word);
+    if (explain_message(word)) {
+        return forms::kDone;
+    }
+    const bool is_file =
+        word == "-" || word.find('/') != std::string::npos || access(word.c_str(), F_OK) == 0;
+    return is_file ? explain_file(word, secrets) : unknown(word);
 }
 
-int work(const Words &words)
+int work(const Words &words, forms::Secrets secrets)
 {
     if (words.empty()) {
-        throw forms::usage_error("explain needs a setting, KEY=VALUE, a number or a message of rc's");
+        throw forms::usage_error("explain needs a setting, KEY=VALUE, a number, a message of rc's or a file");
     }
     int status = forms::kDone;
     for (const std::string &word : words) {
-        if (explain(word) != forms::kDone) {
-            status = forms::kNo;
-            if (forms::find_description(word.substr(0, word.find('='))) == nullptr) {
-                throw forms::Failure(forms::kNo,
-                                     forms::shown(word) + " is no setting and nothing that rc says");
-            }
-        }
+        status = std::max(status, explain(word, secrets));
     }
     return status;
 }
@@ -176,19 +205,23 @@ int work(const Words &words)
 constexpr const char *kAbout = R"(
 Explains a setting: its meaning, values and default, who reads it, the commands and files it reaches, and how a
 change is applied. Of KEY=VALUE it says what is wrong, and takes a list apart. A number such as -3 is that of the
-VPN's "Error Number"; other words are messages that rc prints.
+VPN's "Error Number"; other words are messages that rc prints. Of a FILE, which is a lease file, a vpn.conf, a flash
+image or a settings store, it shows what it holds.
 )";
 
 }  // namespace
 
 Command make_explain()
 {
+    const auto secrets = std::make_shared<forms::Secrets>(forms::Secrets::kMasked);
     return {{.name = "rcbench explain",
-             .usage = {"KEY[=VALUE]...", "-NUMBER", "MESSAGE"},
+             .usage = {"[--secrets] KEY[=VALUE]...", "-NUMBER", "MESSAGE", "[--secrets] FILE"},
              .about = kAbout,
-             .options = {},
+             .options = {{.name = "secrets",
+                          .help = "show passwords and keys, which are masked else",
+                          .take = [secrets](const std::string &) { *secrets = forms::Secrets::kShown; }}},
              .no = "a value is wrong, or a word is unknown"},
-            [](const Words &words) { return work(words); }};
+            [secrets](const Words &words) { return work(words, *secrets); }};
 }
 
 }  // namespace rcbench

@@ -181,7 +181,8 @@ bool keeps_server(size_t mode)
                        [](const Setting &one) { return one.value == "1577"; });
 }
 
-Trace run_once(const Target &target, const Changes &settings, const std::string &words, bool has_server)
+Trace run_once(const Target &target, const Changes &settings, const std::string &words, bool has_server,
+               const std::string &job = "")
 {
     Setup setup;
     setup.settings = settings;
@@ -194,6 +195,9 @@ Trace run_once(const Target &target, const Changes &settings, const std::string 
     if (has_server) {
         setup.effects.push_back(
             {"atmarp", "-s", std::string("echo -n ") + kAtmServer + " > /tmp/ipoa_server"});
+    }
+    if (!job.empty()) {
+        setup.effects.push_back({"ifconfig", "", job});
     }
     Run run;
     run.words = {"rc"};
@@ -222,7 +226,7 @@ constexpr size_t kWhole = static_cast<size_t>(-1);
 // The values of these decide by the whole text, so a mark would change the way.
 bool decides_whole(const Description &setting)
 {
-    const std::set<std::string> kKeys = {"wan_mode", "ipoa_mode", "wifi_wds_apmode"};
+    const std::set<std::string> kKeys = {"wan_mode", "ipoa_mode", "wifi_wds_apmode", "fw_time_zone"};
     return kKeys.count(setting.key) != 0;
 }
 
@@ -363,8 +367,9 @@ struct Sight {
     size_t subject;
     size_t mode;
     std::string words;
-    std::string command;  // with {} for the mark
-    bool is_script;       // a tool was called so by a script, not by a command of rc's
+    std::string command;    // with {} for the mark
+    bool is_script;         // a tool was called so by a script, not by a command of rc's
+    std::string cron = {};  // what makes the text a job of its own in this line of the crontab
 };
 
 // Numbers and the like are cut away, so that the same command for another record is the same.
@@ -416,6 +421,58 @@ std::string joined(const std::vector<std::string> &words)
     return text;
 }
 
+// ---- what cron makes of its file --------------------------------------------------------------------------
+
+constexpr const char *kCrontab = "/etc/crontab";
+constexpr int kTimes = 5;  // minute, hour, day, month, weekday; then the user
+
+std::vector<std::string> words_of_line(const std::string &line)
+{
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+// A variable for the jobs below it: NAME=VALUE.
+bool is_variable(const std::string &line)
+{
+    const size_t equals = line.find('=');
+    return equals != std::string::npos && line.find_first_of(" \t") > equals;
+}
+
+// What behind the text at `mark` makes the line a job of its own: the other times and a command, or a new
+// line.
+std::string cron_attack(const std::string &line, const std::string &mark)
+{
+    if (is_variable(line)) {
+        return "\n* * * * * root date";
+    }
+    const size_t before = words_of_line(line.substr(0, line.find(mark))).size();
+    std::string attack;
+    for (size_t i = before; i < kTimes; ++i) {
+        attack += " *";
+    }
+    return attack + " root date;#";
+}
+
+// The commands of all jobs.
+std::vector<std::string> cron_commands(const std::string &crontab)
+{
+    std::vector<std::string> commands;
+    std::istringstream lines(crontab);
+    for (std::string line; std::getline(lines, line);) {
+        const std::vector<std::string> words = words_of_line(line);
+        if (words.size() <= kTimes + 1 || words[0][0] == '#' || is_variable(line)) {
+            continue;
+        }
+        commands.push_back(joined({words.begin() + kTimes + 1, words.end()}));
+    }
+    return commands;
+}
+
 class Measuring {
   public:
     Measuring(const Target &target, const std::vector<std::string> &keys,
@@ -444,9 +501,11 @@ class Measuring {
     void look(size_t mode, const std::string &words, const Trace &trace, const std::vector<size_t> &marked);
     void look_at_text(size_t mode, const std::string &words, size_t subject, const std::string &text,
                       bool is_script);
-    void look_at_file(const std::string &words, size_t subject, const FileChange &file);
+    void look_at_file(size_t mode, const std::string &words, size_t subject, const FileChange &file);
     void prove(const Sight &sight);
     bool is_run(const Sight &sight, const std::string &attack);
+    void prove_cron(const Sight &sight, Exposure found);
+    bool is_run_by_cron(const Sight &sight);
     void count(const Subject &subject);
     void sort();
 
@@ -520,7 +579,7 @@ void Measuring::look(size_t mode, const std::string &words, const Trace &trace,
             }
         }
         for (const FileChange &file : trace.files) {
-            look_at_file(words, i, file);
+            look_at_file(mode, words, i, file);
         }
     }
 }
@@ -535,7 +594,7 @@ void Measuring::look_at_text(size_t mode, const std::string &words, size_t subje
     }
 }
 
-void Measuring::look_at_file(const std::string &words, size_t subject, const FileChange &file)
+void Measuring::look_at_file(size_t mode, const std::string &words, size_t subject, const FileChange &file)
 {
     std::istringstream lines(file.after);
     for (std::string line; std::getline(lines, line);) {
@@ -548,6 +607,9 @@ void Measuring::look_at_file(const std::string &words, size_t subject, const Fil
             use_.files.push_back({one.setting->key,
                                   one.field == kWhole ? "" : one.setting->fields[one.field].name, words,
                                   file.path, shape});
+            if (file.path == kCrontab) {
+                sights_.push_back({subject, mode, words, shape, false, cron_attack(line, one.mark)});
+            }
         }
     }
 }
@@ -614,6 +676,10 @@ void Measuring::prove(const Sight &sight)
     found.words = sight.words;
     found.command = (sight.is_script ? "(script) " : "") + sight.command;
     progress_(found.key + (found.field.empty() ? "" : "." + found.field));
+    if (!sight.cron.empty()) {
+        prove_cron(sight, found);
+        return;
+    }
     if (is_run(sight, ";date;#") || (subject.field == kWhole && is_run(sight, ";ps;#"))) {
         found.quoting = Quoting::kBare;
         found.harmful = ";";
@@ -632,6 +698,46 @@ void Measuring::prove(const Sight &sight)
             found.harmful += '\\';  // at its end it takes the closing quote away
         }
     }
+    use_.exposures.push_back(found);
+}
+
+// Whether the shell calls a tool that no run of rc calls.
+bool runs_date(const Target &target, const std::string &job)
+{
+    const Trace trace = run_once(target, mode_settings(modes()[0]), "lan start", false, job);
+    return std::any_of(trace.events.begin(), trace.events.end(), [](const Event &event) {
+        return event.kind == Kind::kTool && event.words.size() == 1 && event.words[0].ends_with("date");
+    });
+}
+
+// The jobs of the crontab are given to the shell of the bench as cron gives them to its own.
+bool Measuring::is_run_by_cron(const Sight &sight)
+{
+    const Subject &subject = subjects_[sight.subject];
+    Changes settings = mode_settings(modes()[sight.mode]);
+    const std::string &key = subject.setting->key;
+    put_value(settings, key, value_with(subject, value_in(settings, key), sight.cron));
+    const Trace written = run_once(target_, settings, sight.words, false);
+    for (const FileChange &file : written.files) {
+        for (const std::string &job :
+             file.path == kCrontab ? cron_commands(file.after) : std::vector<std::string>()) {
+            if (job.find("date") != std::string::npos && runs_date(target_, job)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void Measuring::prove_cron(const Sight &sight, Exposure found)
+{
+    if (!is_run_by_cron(sight)) {
+        return;
+    }
+    const bool is_line = sight.cron[0] == '\n';
+    found.quoting = is_line ? Quoting::kLine : Quoting::kBare;
+    found.harmful = is_line ? "\n" : " ";
+    found.command = "(crontab) " + sight.command;
     use_.exposures.push_back(found);
 }
 

@@ -67,7 +67,8 @@ std::string refused(const std::string &key, const ShellUse &use)
     std::string characters;
     for (const forms::Exposure &one : use.exposures) {
         is_bare = is_bare || (one.key == key && one.quoting == forms::Quoting::kBare);
-        for (const char c : one.key == key ? one.harmful : "") {
+        const bool is_it = one.key == key && one.quoting != forms::Quoting::kLine;
+        for (const char c : is_it ? one.harmful : "") {
             characters += characters.find(c) == std::string::npos ? std::string(1, c) : "";
         }
     }

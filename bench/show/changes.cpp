@@ -4,6 +4,7 @@
 
 #include "bench/difference.h"
 #include "bench/show/timeline.h"
+#include "forms/readable.h"
 
 namespace bench {
 
@@ -20,13 +21,22 @@ bool is_text(const std::string &bytes)
     });
 }
 
-void print_content(const Printer &printer, const std::string &content)
+// A file as lines: text as it is, records as what they mean, anything else in hexadecimal.
+std::vector<std::string> content_lines(const std::string &path, const std::string &content, bool raw)
 {
-    if (!is_text(content)) {
-        printer.line(Tint::kOutput, "    (no text; see it with --keep)");
-        return;
+    std::vector<std::string> lines;
+    if (!raw) {
+        lines = forms::readable_lines(path, content, forms::Secrets::kShown);
     }
-    const std::vector<std::string> lines = text_lines(content);
+    if (lines.empty()) {
+        lines = is_text(content) ? text_lines(content) : forms::dump_lines(content);
+    }
+    return lines;
+}
+
+void print_content(const Printer &printer, const std::string &path, const std::string &content)
+{
+    const std::vector<std::string> lines = content_lines(path, content, printer.style.raw);
     const size_t shown = printer.style.full ? lines.size() : std::min(lines.size(), kShownLines);
     for (size_t i = 0; i < shown; ++i) {
         printer.line(Tint::kPlain, "    | " + lines[i]);
@@ -44,7 +54,7 @@ void print_change(const Printer &printer, const FileChange &change)
     printer.line(removed ? Tint::kGone : Tint::kNew,
                  "  " + router_path(change.path) + "  (" + change_word(change.what) + size + ")");
     if (!removed && change.what != FileChange::What::kRewritten) {
-        print_content(printer, change.after);
+        print_content(printer, change.path, change.after);
     }
 }
 
@@ -134,22 +144,6 @@ void print_diff_text(const Printer &printer, const std::string &difference)
     }
 }
 
-std::vector<std::string> dump_lines(const std::string &bytes)
-{
-    constexpr size_t kColumns = 16;
-    std::vector<std::string> lines;
-    char piece[24];
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        if (i % kColumns == 0) {
-            snprintf(piece, sizeof piece, "%06zx ", i);
-            lines.emplace_back(piece);
-        }
-        snprintf(piece, sizeof piece, " %02x", static_cast<unsigned char>(bytes[i]));
-        lines.back() += piece;
-    }
-    return lines;
-}
-
 const FileChange *change_of(const Trace &trace, const std::string &path)
 {
     for (const FileChange &change : trace.files) {
@@ -161,12 +155,26 @@ const FileChange *change_of(const Trace &trace, const std::string &path)
 }
 
 // The file's content after the run; `other` began like it and knows what a file held that this left alone.
-std::vector<std::string> lines_after(const Trace &trace, const Trace &other, const std::string &path)
+std::vector<std::string> lines_after(const Trace &trace, const Trace &other, const std::string &path,
+                                     bool raw)
 {
     const FileChange *own = change_of(trace, path);
     const FileChange *others = change_of(other, path);
     const std::string content = own != nullptr ? own->after : others != nullptr ? others->before : "";
-    return is_text(content) ? text_lines(content) : dump_lines(content);
+    return content_lines(path, content, raw);
+}
+
+// Bytes where what they mean is the same on both sides.
+std::string file_difference(const Trace &before, const Trace &after, const std::string &path, bool raw)
+{
+    std::string difference;
+    for (const bool as_bytes : {raw, true}) {
+        if (difference.empty()) {
+            difference = unified_difference(lines_after(before, after, path, as_bytes),
+                                            lines_after(after, before, path, as_bytes));
+        }
+    }
+    return difference;
 }
 
 std::vector<std::string> setting_lines(const Trace &trace)
@@ -266,7 +274,7 @@ void print_file(FILE *out, const std::string &path, const std::optional<std::str
 {
     const Printer printer = {out, style};
     printer.line(Tint::kNew, "  " + path + (content ? "" : "  (not there)"));
-    print_content(printer, content.value_or(""));
+    print_content(printer, path, content.value_or(""));
 }
 
 bool print_part(const Printer &printer, const std::string &heading, const std::string &difference)
@@ -286,7 +294,7 @@ bool differs(const Trace &before, const Trace &after)
         return true;
     }
     for (const std::string &path : changed_paths(before, after)) {
-        if (lines_after(before, after, path) != lines_after(after, before, path)) {
+        if (lines_after(before, after, path, true) != lines_after(after, before, path, true)) {
             return true;
         }
     }
@@ -310,9 +318,7 @@ bool print_difference(FILE *out, const Trace &before, const Trace &after, const 
                                       unified_difference(setting_lines(before), setting_lines(after)));
     const std::vector<std::string> none;
     for (const std::string &path : style.brief ? none : changed_paths(before, after)) {
-        any |= print_part(
-            printer, router_path(path),
-            unified_difference(lines_after(before, after, path), lines_after(after, before, path)));
+        any |= print_part(printer, router_path(path), file_difference(before, after, path, style.raw));
     }
     any |= print_part(printer, "Standard error",
                       unified_difference(text_lines(before.errors), text_lines(after.errors)));

@@ -12,6 +12,7 @@ struct Style {
     bool colour = false;
     bool all = false;    // also yields of under 10 microseconds and calls of stand-ins
     bool full = false;   // files whole, however long; repeated lines one by one
+    bool raw = false;    // files as bytes, not what they mean
     bool brief = false;  // the timeline alone
     bool quick = false;  // for a first look: less of everything, see --short
     size_t columns = 0;  // of the terminal; 0: no terminal, lines stay whole

@@ -21,18 +21,80 @@ bool forwards_everything(const Store &store)
 struct VirtualServer {
     long bit;
     const char *field;
-    const char *port;  // its first
+    const char *port;         // its first, as it stands in the rules
+    std::vector<long> ports;  // all of them
 };
 
-constexpr VirtualServer kServers[] = {{1, "web", "80"},  {2, "ftp", "20:21"}, {4, "pop", "109"},
-                                      {8, "mail", "25"}, {16, "names", "53"}, {32, "telnet", "23"}};
-
-// Whether a filter line lets traffic to this host in.
-bool is_let_in(const Store &store, const std::string &host)
+const std::vector<VirtualServer> &servers()
 {
-    const std::string hosts = store.get("fw_in_rules") + store.get("fw_out_rules");
+    static const std::vector<VirtualServer> all = {
+        {1, "web", "80", {80, 443}},       {2, "ftp", "20:21", {20, 21}}, {4, "pop", "109", {109, 110}},
+        {8, "mail", "25", {25, 143, 220}}, {16, "names", "53", {53, 42}}, {32, "telnet", "23", {23}}};
+    return all;
+}
+
+std::string joined(const std::vector<long> &ports)
+{
+    std::string text;
+    for (const long port : ports) {
+        text += (text.empty() ? "" : ", ") + std::to_string(port);
+    }
+    return (ports.size() == 1 ? "port " : "ports ") + text;
+}
+
+// Its ports that no filter line lets in.
+// Choice: a port counts as let in where an inbound rule for the host takes it, by TCP or UDP.
+std::vector<long> kept_out(const Store &store, const VirtualServer &server, const std::string &host)
+{
     const bool is_dmz = store.begins("fw_dmz_enable", '1') && store.get("fw_dmz") == host;
-    return is_dmz || hosts.find(":" + host + ":") != std::string::npos;
+    const auto rules = forwardings(store);
+    std::vector<long> ports;
+    for (const long port : is_dmz || !rules ? std::vector<long>() : server.ports) {
+        const bool is_let_in = std::any_of(rules->begin(), rules->end(), [&](const Forwarding &rule) {
+            return rule.host == host && rule.takes(port);
+        });
+        if (!is_let_in) {
+            ports.push_back(port);
+        }
+    }
+    return ports;
+}
+
+void lint_let_in(const Store &store, const Record &record, const VirtualServer &server, const Claim &forwards,
+                 Findings &findings)
+{
+    const std::string &host = record[server.field];
+    const std::vector<long> ports = kept_out(store, server, host);
+    if (forwards_everything(store) || ports.empty()) {
+        return;
+    }
+    Finding &finding = findings.add(Grade::kError, "server-not-let-in", "fw_vs_serverA", record, server.field,
+                                    "the router will forward to " + host + " and write no line that lets " +
+                                        joined(ports) + " in; add an inbound rule for the service");
+    finding.claims = {forwards};
+    for (const long port : ports) {
+        for (const char *protocol : {"tcp", "udp"}) {
+            finding.claims.push_back(lacks(
+                kCreate, kRules,
+                "-A IN_FILTER  -d " + host + " -p " + protocol + " --dport " + std::to_string(port) + ":"));
+        }
+    }
+}
+
+// An access rule comes before a virtual server.
+void lint_taken(const Store &store, const Record &record, const VirtualServer &server, Findings &findings)
+{
+    for (const Forwarding &rule : forwardings(store).value_or(std::vector<Forwarding>())) {
+        for (const long port : server.ports) {
+            if (rule.takes(port) && rule.host != record[server.field]) {
+                findings.add(Grade::kWarning, "forwarded-twice", "fw_vs_serverA", record, server.field,
+                             "port " + std::to_string(port) + " is forwarded to " + rule.host +
+                                 " by record " + std::to_string(rule.record) +
+                                 " of fw_in_rules, which comes first");
+                return;
+            }
+        }
+    }
 }
 
 void lint_server(const Store &store, const Record &record, const VirtualServer &server, Findings &findings)
@@ -55,14 +117,8 @@ void lint_server(const Store &store, const Record &record, const VirtualServer &
                      "; the router will forward to it all the same")
             .claims = {forwards};
     }
-    if (!forwards_everything(store) && !is_let_in(store, host)) {
-        findings
-            .add(Grade::kError, "server-not-let-in", "fw_vs_serverA", record, server.field,
-                 "the router will forward to " + host +
-                     " and write no line that lets the traffic in; add an inbound rule for the service")
-            .claims = {forwards, lacks(kCreate, kRules, "-A IN_FILTER  -d " + host + " "),
-                       lacks(kCreate, kRules, "-A IN_FILTER -d " + host + " ")};
-    }
+    lint_let_in(store, record, server, forwards, findings);
+    lint_taken(store, record, server, findings);
 }
 
 void lint_servers(const Store &store, Findings &findings)
@@ -71,7 +127,7 @@ void lint_servers(const Store &store, Findings &findings)
     if (records.empty() || !store.is_fine("fw_vs_enableA") || store.get("fw_vs_enableA").empty()) {
         return;
     }
-    for (const VirtualServer &server : kServers) {
+    for (const VirtualServer &server : servers()) {
         if ((store.number("fw_vs_enableA") & server.bit) != 0) {
             lint_server(store, records[0], server, findings);
         }
@@ -137,30 +193,33 @@ void lint_remote_users(const Store &store, Findings &findings)
     }
 }
 
-bool is_service_with_port(const Store &store, const std::string &name, long port)
+bool is_served(const Store &store, long port)
 {
-    for (const char *key : {"fw_services", "fw_services_def"}) {
-        for (const Record &service : fine_records(store, key)) {
-            if (service["name"] == name && service["protocol"] != "udp" && service.value("first") <= port &&
-                port <= service.value("last")) {
-                return true;
-            }
-        }
-    }
-    return false;
+    const std::vector<Record> records = fine_records(store, "fw_vs_serverA");
+    return !records.empty() && store.is_fine("fw_vs_enableA") &&
+           std::any_of(servers().begin(), servers().end(), [&](const VirtualServer &server) {
+               return (store.number("fw_vs_enableA") & server.bit) != 0 &&
+                      read_address(records[0][server.field]) &&
+                      std::count(server.ports.begin(), server.ports.end(), port) != 0;
+           });
 }
 
 void lint_remote_port(const Store &store, Findings &findings)
 {
     const long port = store.number("fw_remote_port");
-    for (const Record &rule : fine_records(store, "fw_in_rules")) {
-        if (rule["on"] == "1" && rule["action"] != "0" &&
-            is_service_with_port(store, rule["service"], port)) {
-            findings.add(Grade::kWarning, "remote-port-forwarded", "fw_remote_port",
-                         "port " + std::to_string(port) + " is forwarded by record " +
-                             std::to_string(rule.number) + " of fw_in_rules too; remote management gets it");
-            return;
+    std::string where;
+    for (const Forwarding &rule : forwardings(store).value_or(std::vector<Forwarding>())) {
+        if (where.empty() && rule.protocol != "udp" && rule.takes(port)) {
+            where = "record " + std::to_string(rule.record) + " of fw_in_rules";
         }
+    }
+    if (where.empty() && is_served(store, port)) {
+        where = "a virtual server (fw_vs_serverA)";
+    }
+    if (!where.empty()) {
+        findings.add(
+            Grade::kWarning, "remote-port-forwarded", "fw_remote_port",
+            "port " + std::to_string(port) + " is forwarded by " + where + " too; remote management gets it");
     }
 }
 
@@ -176,6 +235,16 @@ void lint_remote(const Store &store, Findings &findings)
             .add(Grade::kError, "remote-without-login", "http_password",
                  "remote management is on and there is no password; the router will ask nobody for a login")
             .claims = {lacks("httpd create", "/etc/htpasswd", ":")};
+    }
+}
+
+void lint_trusted(const Store &store, Findings &findings)
+{
+    const auto host = store.address("fw_block_trust");
+    const auto lan = lan_net(store);
+    if (store.number("fw_block_trust_enable") == 1 && host && lan && !lan->holds(*host)) {
+        findings.add(Grade::kWarning, "trusted-outside-lan", "fw_block_trust",
+                     store.get("fw_block_trust") + " is not on the LAN, so nobody is exempt from blocking");
     }
 }
 
@@ -196,6 +265,7 @@ void lint_forwarding(const Store &store, Findings &findings)
     lint_servers(store, findings);
     lint_dmz(store, findings);
     lint_remote(store, findings);
+    lint_trusted(store, findings);
     if (store.number("fw_import") != 1) {
         lint_blocking(store, findings);
     }

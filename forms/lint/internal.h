@@ -77,6 +77,18 @@ struct Span {
 // One address, a range or a net.
 std::optional<Span> read_span(const std::string &text);
 
+// What an inbound access rule sends to a LAN host.
+struct Forwarding {
+    int record = 0;  // of fw_in_rules
+    std::string host;
+    std::string protocol;
+    long first = 0;
+    long last = 0;
+    bool takes(long port) const { return protocol == "any" || (first <= port && port <= last); }
+};
+// None when rules or services cannot be read as they are meant.
+std::optional<std::vector<Forwarding>> forwardings(const Store &store);
+
 void lint_values(const Store &store, const std::vector<Setting> &settings, Findings &findings);
 void lint_lan(const Store &store, Findings &findings);
 void lint_wan(const Store &store, Findings &findings);

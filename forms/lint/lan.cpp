@@ -59,9 +59,19 @@ void lint_pool(const Store &store, const Net &lan, Findings &findings)
             .claims = {
             has("dhcpd create", kPoolFile,
                 "start\t\t" + store.get("dhcp_start_ip") + "\nend\t\t" + store.get("dhcp_end_ip") + "\n")};
-    } else if (*first <= lan.address && lan.address <= *last) {
+        return;
+    }
+    const Span pool = {*first, *last};
+    if (pool.covers({lan.address, lan.address})) {
         findings.add(Grade::kWarning, "dhcp-own-address", "dhcp_start_ip",
                      "the router's own address " + store.get("lan_ipaddr") + " is in the pool");
+    }
+    for (const uint32_t end : {lan.first(), lan.last()}) {
+        if (pool.covers({end, end}) && end != lan.address) {
+            findings.add(Grade::kWarning, "dhcp-net-address",
+                         end == lan.first() ? "dhcp_start_ip" : "dhcp_end_ip",
+                         address_text(end) + " is in the pool, and no host can have it");
+        }
     }
 }
 
@@ -116,7 +126,10 @@ void lint_reservations(const Store &store, const Net &lan, Findings &findings)
     for (const Record &record : records) {
         const uint32_t address = *read_address(record["address"]);
         lint_twice(records, record, findings);
-        if (first && last && (address < *first || address > *last)) {
+        if (address == lan.address) {
+            findings.add(Grade::kError, "reserved-own-address", "dhcp_reserved", record, "address",
+                         record["address"] + " is the router's own address");
+        } else if (first && last && (address < *first || address > *last)) {
             findings
                 .add(Grade::kWarning, "reserved-outside-pool", "dhcp_reserved", record, "address",
                      record["address"] + " is not in the DHCP pool; the router will not reserve it")
@@ -125,9 +138,6 @@ void lint_reservations(const Store &store, const Net &lan, Findings &findings)
         } else if (!lan.holds(address)) {
             findings.add(Grade::kError, "reserved-outside-lan", "dhcp_reserved", record, "address",
                          record["address"] + " is not on the LAN");
-        } else if (address == lan.address) {
-            findings.add(Grade::kError, "reserved-own-address", "dhcp_reserved", record, "address",
-                         record["address"] + " is the router's own address");
         }
     }
 }

@@ -55,13 +55,18 @@ std::vector<Record> fine_records(const Store &store, const char *key)
 
 Finding &Findings::add(Grade grade, const char *code, const std::string &key, const std::string &message)
 {
-    return all.emplace_back(Finding{key, 0, "", grade, code, message});
+    return all.emplace_back(Finding{.key = key, .grade = grade, .code = code, .message = message});
 }
 
 Finding &Findings::add(Grade grade, const char *code, const std::string &key, const Record &record,
                        const char *field, const std::string &message)
 {
-    return all.emplace_back(Finding{key, record.number, field, grade, code, message});
+    return all.emplace_back(Finding{.key = key,
+                                    .record = record.number,
+                                    .field = field,
+                                    .grade = grade,
+                                    .code = code,
+                                    .message = message});
 }
 
 Claim runs(const char *words, const std::string &text)
@@ -146,6 +151,17 @@ std::vector<Finding> lint(const std::vector<Setting> &settings)
     return findings.all;
 }
 
+int field_number(const std::string &key, const std::string &name)
+{
+    const Description *setting = find_description(key);
+    for (size_t i = 0; setting != nullptr && i < setting->fields.size(); ++i) {
+        if (setting->fields[i].name == name) {
+            return static_cast<int>(i) + 1;
+        }
+    }
+    return 0;
+}
+
 const char *grade_name(Grade grade)
 {
     return grade == Grade::kError ? "error" : grade == Grade::kWarning ? "warning" : "note";
@@ -173,7 +189,8 @@ std::string findings_json(const std::vector<Finding> &findings)
             one["record"] = finding.record;
         }
         if (!finding.field.empty()) {
-            one["field"] = finding.field;
+            one["field"] = field_number(finding.key, finding.field);
+            one["field_name"] = finding.field;
         }
         one["grade"] = grade_name(finding.grade);
         one["code"] = finding.code;

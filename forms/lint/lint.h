@@ -19,8 +19,8 @@ enum class Grade { kError, kWarning, kNote };
 // than nine digits gets no claim, nor does a field in a record with other faults.
 struct Finding {
     std::string key;
-    int record = 0;     // from 1; 0: the whole value
-    std::string field;  // its name; empty: the whole value or record
+    int record = 0;          // from 1; 0: the whole value
+    std::string field = {};  // its name; empty: the whole value or record
     Grade grade = Grade::kError;
     std::string code;  // the finding's name
     std::string message;
@@ -33,6 +33,11 @@ struct Finding {
 std::vector<Finding> lint(const std::vector<Setting> &settings);
 
 const char *grade_name(Grade grade);
+
+// A field of a list's records, counted from 1.
+// Choice: in JSON a record and a field are numbers from 1; `field_name` is the field's name in the
+// descriptions.
+int field_number(const std::string &key, const std::string &name);
 
 // "KEY: record N: FIELD: GRADE: MESSAGE [CODE]"
 std::string finding_line(const Finding &finding);

@@ -72,7 +72,7 @@ struct Rule {
     Service service;
     Span lan;
     Span wan;
-    bool is_always;  // it goes by no schedule
+    bool is_always;  // it decides at all times; an outbound rule by schedule has its opposite behind it
 };
 
 class RuleLinter {
@@ -89,18 +89,16 @@ class RuleLinter {
     void run()
     {
         const std::vector<Record> records = fine_records(store_, key_);
-        if (!services_.is_known()) {
-            return;
-        }
         for (const Record &record : records) {
             if (record["on"] == "1") {
-                lint_rule(record);
+                services_.is_known() ? lint_rule(record) : lint_rule_alone(record);
             }
         }
     }
 
   private:
     void lint_rule(const Record &record);
+    void lint_rule_alone(const Record &record);
     void lint_service(const Record &record, const Record &used);
     void lint_lan(const Record &record);
     void lint_net(const Record &record);
@@ -132,12 +130,26 @@ void RuleLinter::lint_rule(const Record &record)
     }
     Rule rule = {&record, service_of(used), read_span(record["lan"]).value_or(kEverywhere),
                  read_span(record["wan"]).value_or(kEverywhere),
-                 record["action"] == "0" || record["action"] == "2"};
+                 !is_inbound_ || record["action"] == "0" || record["action"] == "2"};
     if (!is_inbound_ && record["wan"].find('/') != std::string::npos) {
         rule.wan = kEverywhere;  // a net as the destination is left out
     }
     lint_order(rule);
     rules_.push_back(rule);
+}
+
+// Without knowing what its service is.
+void RuleLinter::lint_rule_alone(const Record &record)
+{
+    const std::string lists = "\x01" + store_.get("fw_services") + "\x01" + store_.get("fw_services_def");
+    if (lists.find("\x01" + record["service"] + ":") == std::string::npos) {
+        findings_.add(Grade::kError, "service-unknown", key_, record, "service",
+                      "no service is called \"" + record["service"] + "\"");
+    }
+    lint_lan(record);
+    if (!is_inbound_) {
+        lint_net(record);
+    }
 }
 
 void RuleLinter::lint_service(const Record &record, const Record &used)
@@ -211,12 +223,13 @@ void RuleLinter::lint_order(const Rule &rule)
     for (const Rule &earlier : rules_) {
         const std::string number = std::to_string(earlier.record->number);
         const bool same_users = is_inbound_ || earlier.lan.covers(rule.lan);
-        if (earlier.is_always && same_users && earlier.wan.covers(rule.wan) &&
-            earlier.service.covers(rule.service)) {
-            const bool is_same = (*earlier.record)["service"] == (*rule.record)["service"] &&
-                                 (*earlier.record)["action"] == (*rule.record)["action"] &&
-                                 (*earlier.record)["lan"] == (*rule.record)["lan"] &&
-                                 (*earlier.record)["wan"] == (*rule.record)["wan"];
+        const bool is_same = (*earlier.record)["service"] == (*rule.record)["service"] &&
+                             (*earlier.record)["action"] == (*rule.record)["action"] &&
+                             (*earlier.record)["lan"] == (*rule.record)["lan"] &&
+                             (*earlier.record)["wan"] == (*rule.record)["wan"];
+        const bool covers =
+            same_users && earlier.wan.covers(rule.wan) && earlier.service.covers(rule.service);
+        if (is_same || (earlier.is_always && covers)) {
             findings_.add(Grade::kWarning, is_same ? "rule-repeated" : "rule-never-matches", key_,
                           *rule.record, "",
                           is_same ? "repeats record " + number
@@ -235,10 +248,51 @@ void RuleLinter::lint_order(const Rule &rule)
     }
 }
 
+// ---- the services themselves ------------------------------------------------------------------------------
+
+void lint_services(const Store &store, const char *key, Findings &findings)
+{
+    std::map<std::string, int> names;
+    for (const Record &record : fine_records(store, key)) {
+        const std::string &name = record["name"];
+        if (record["protocol"] != "any" && record.value("first") > record.value("last")) {
+            findings.add(
+                Grade::kError, "ports-upside-down", key, record, "last",
+                "the ports of " + name + " end below their beginning, which the packet filter refuses");
+        }
+        const auto [earlier, is_new] = names.emplace(name, record.number);
+        if (!is_new) {
+            findings.add(
+                Grade::kWarning, "service-twice", key, record, "name",
+                "record " + std::to_string(earlier->second) + " has this name too, and is the one found");
+        }
+    }
+}
+
 }  // namespace
+
+std::optional<std::vector<Forwarding>> forwardings(const Store &store)
+{
+    const Services services(store);
+    if (!services.is_known() || !store.is_fine("fw_in_rules")) {
+        return std::nullopt;
+    }
+    std::vector<Forwarding> all;
+    for (const Record &rule : fine_records(store, "fw_in_rules")) {
+        if (rule["on"] == "1" && rule["action"] != "0") {
+            const Record *found = services.find(rule["service"]);
+            const Record &used = found != nullptr ? *found : services.last();
+            all.push_back(
+                {rule.number, rule["lan"], used["protocol"], used.value("first"), used.value("last")});
+        }
+    }
+    return all;
+}
 
 void lint_rules(const Store &store, Findings &findings)
 {
+    lint_services(store, "fw_services", findings);
+    lint_services(store, "fw_services_def", findings);
     RuleLinter(store, findings, true).run();
     RuleLinter(store, findings, false).run();
 }

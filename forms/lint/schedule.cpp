@@ -48,9 +48,20 @@ void lint_record(const Record &record, Findings &findings)
         }
         return;
     }
-    if (start == end && start != 0) {
-        findings.add(Grade::kWarning, "schedule-empty", "fw_schedule", record, "", "ends when it begins");
-    } else if (start > end) {
+    const bool is_whole_day = record.value("start_hour") == 0 && record.value("end_hour") == 24;
+    if (record.value("end_hour") == 24 && !is_whole_day) {
+        findings
+            .add(Grade::kWarning, "schedule-24", "fw_schedule", record, "end_hour",
+                 "cron knows no hour 24 and nothing closes it at midnight; the router will write such a line "
+                 "all "
+                 "the same; give 23:59")
+            .claims = {has("schedule create", "/etc/crontab",
+                           std::to_string(record.value("end_minute")) + " 24 * * " + days +
+                               " root /usr/sbin/rc schedule restart\n")};
+    } else if (start == end) {
+        findings.add(Grade::kWarning, "schedule-empty", "fw_schedule", record, "",
+                     "ends when it begins, so it is never open; 0:0-24:0 is the whole day");
+    } else if (start > end && !is_whole_day) {
         findings
             .add(Grade::kWarning, "schedule-midnight", "fw_schedule", record, "end_hour",
                  "ends after midnight; the router will close it on the days on which it opens, and what is "

@@ -38,15 +38,15 @@ size_t distance(const std::string &a, const std::string &b)
 
 std::string nearest_key(const std::string &key)
 {
-    constexpr size_t kMost = kMostSteps;
     constexpr size_t kLongestKey = 64;
+    const size_t most = std::min(kMostSteps, key.size() / 3);  // else any short word is meant
     std::string nearest;
-    size_t least = kMost + 1;
+    size_t least = most + 1;
     for (const Description *one : all_descriptions()) {
         const size_t size = one->key.size();
         const bool is_close =
-            key.size() <= kLongestKey && size + kMost >= key.size() && key.size() + kMost >= size;
-        const size_t steps = is_close ? distance(key, one->key) : kMost + 1;
+            key.size() <= kLongestKey && size + most >= key.size() && key.size() + most >= size;
+        const size_t steps = is_close ? distance(key, one->key) : most + 1;
         if (steps < least) {
             least = steps;
             nearest = one->key;
@@ -144,7 +144,8 @@ std::string consequence_text(const Judge &judge, std::vector<Claim> &claims)
     const bool is_promised =
         judge.refusal.value.size() <= kLongestClaim && !has_long_number(judge.refusal.value) &&
         (judge.refusal.field != nullptr || judge.refusal.record == 0) &&
-        (judge.refusal.field == nullptr || (judge.is_alone && !judge.refusal.value.empty()));
+        (judge.refusal.field == nullptr || (judge.is_alone && !judge.refusal.value.empty())) &&
+        (judge.setting.key != "vpn" || judge.refusal.record == 1);  // an earlier record may end it all
     if (is_promised && judge.setting.type.form == Form::kFlag && judge.refusal.field == nullptr) {
         if (std::string text = flag_text(judge, claims); !text.empty()) {
             return text;
@@ -181,6 +182,17 @@ std::string rest_text(const Judge &judge, bool is_secret)
            escape(judge.refusal.value.substr(0, static_cast<size_t>(most))) + "\"";
 }
 
+// The error with which the reading of policies ends there.
+std::string policy_error(const Refusal &refusal)
+{
+    const std::string field = refusal.field == nullptr ? "" : refusal.field->name;
+    const bool is_format = refusal.record == 0 && refusal.reason.rfind("does not begin", 0) == 0;
+    return field == "local_type"    ? " (error -7)"
+           : field == "remote_type" ? " (error -9)"
+           : is_format              ? " (error -3)"
+                                    : "";
+}
+
 void lint_refusal(const Store &store, const Description &setting, const Refusal &refusal, bool is_alone,
                   Findings &findings)
 {
@@ -199,17 +211,28 @@ void lint_refusal(const Store &store, const Description &setting, const Refusal 
                            (refusal.field == nullptr && refusal.record != 0 && setting.key == "vpn");
     std::vector<Claim> claims;
     const std::string consequence = consequence_text(judge, claims);
-    Finding &finding = findings.add(
-        Grade::kError, code_of(refusal), setting.key,
-        shown_value(refusal, is_secret) + refusal.reason + rest_text(judge, is_secret) + consequence);
+    Finding &finding = findings.add(Grade::kError, code_of(refusal), setting.key,
+                                    shown_value(refusal, is_secret) + refusal.reason +
+                                        (setting.key == "vpn" ? policy_error(refusal) : "") +
+                                        rest_text(judge, is_secret) + consequence);
     finding.record = refusal.record;
     finding.field = refusal.field == nullptr ? "" : refusal.field->name;
     finding.claims = claims;
 }
 
+// Choice: a setting that only a service that is off reads may be empty; the linter complains when it is on.
+bool is_needed(const Store &store, const Description &setting)
+{
+    return !setting.needed.empty() &&
+           all_hold(setting.needed, [&](std::string_view name) { return store.get(std::string(name)); });
+}
+
 void lint_value(const Store &store, const Description &setting, Findings &findings)
 {
-    const std::vector<Refusal> found = refusals(setting, store.get(setting.key));
+    std::vector<Refusal> found = refusals(setting, store.get(setting.key));
+    if (found.empty() && store.get(setting.key).empty() && is_needed(store, setting)) {
+        found.push_back({0, nullptr, "", "is empty", {}, false});
+    }
     for (const Refusal &refusal : found) {
         const auto of_record = std::count_if(
             found.begin(), found.end(), [&](const Refusal &other) { return other.record == refusal.record; });

@@ -182,6 +182,12 @@ void lint_policy(const std::vector<Record> &policies, const Record &policy, Find
         findings.add(Grade::kError, "psk-missing", "vpn", policy, "psk",
                      "automatic keying needs a pre-shared key, and 0 is one that everybody guesses");
     }
+    for (const char *field : {"spi_in", "spi_out"}) {
+        if (policy["keying"] == "2" && policy[field].find_first_not_of('0') == std::string::npos) {
+            findings.add(Grade::kError, "spi-missing", "vpn", policy, field,
+                         "manual keying needs a security parameter index other than 0");
+        }
+    }
     if (policy["encryption"] == "1") {
         findings.add(Grade::kWarning, "des", "vpn", policy, "encryption", "DES is broken; choose 0 (3DES)");
     }

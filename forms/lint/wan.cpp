@@ -61,10 +61,22 @@ void lint_atm(const Store &store, Findings &findings)
                        never_runs("wan start", "/usr/sbin/atmarpd")};
         return;
     }
-    if (store.get("ipoa_mode") == "1483") {
-        lint_needed(store, "ipoa_ipaddr", "an address", "/sbin/ifconfig nas0  netmask ", findings);
-        lint_needed(store, "ipoa_netmask", "a netmask",
-                    "/sbin/ifconfig nas0 " + store.get("ipoa_ipaddr") + " netmask ", findings);
+    if (store.get("ipoa_mode") != "1483") {
+        for (const char *key : {"ipoa_ipaddr", "ipoa_netmask"}) {
+            if (store.get(key).empty()) {
+                findings.add(Grade::kError, "mode-lacks", key, "mode ipoa needs it, and it is empty");
+            }
+        }
+        return;
+    }
+    lint_needed(store, "ipoa_ipaddr", "an address", "/sbin/ifconfig nas0  netmask ", findings);
+    lint_needed(store, "ipoa_netmask", "a netmask",
+                "/sbin/ifconfig nas0 " + store.get("ipoa_ipaddr") + " netmask ", findings);
+    if (store.get("ipoa_gateway").empty()) {
+        findings
+            .add(Grade::kWarning, "gateway-missing", "ipoa_gateway",
+                 "mode ipoa has no gateway; the router will set no default route")
+            .claims = {never_runs("wan start", "/sbin/route add default gw ")};
     }
 }
 
@@ -79,11 +91,11 @@ void lint_mode(const Store &store, Findings &findings)
     } else if (store.is_mode("ipoa")) {
         lint_atm(store, findings);
     }
-    const bool is_ppp = store.is_mode("pppoe") || store.is_mode("pppoa");
     constexpr long kLargest = 1492;
-    if (is_ppp && store.is_fine("wan_mtu") && store.number("wan_mtu") > kLargest) {
-        findings.add(Grade::kWarning, "mtu", "wan_mtu",
-                     "PPP takes 8 bytes of each packet of 1500; more than 1492 makes large packets get lost");
+    if (store.is_mode("pppoe") && store.is_fine("wan_mtu") && store.number("wan_mtu") > kLargest) {
+        findings.add(
+            Grade::kWarning, "mtu", "wan_mtu",
+            "PPPoE takes 8 bytes of each packet of 1500; with more than 1492 large packets get lost");
     }
 }
 

@@ -719,8 +719,9 @@ TEST_F(Rcbench, DiffShowsWhatASettingChanges)
     const Result brief = run("--diff --brief --unset fw_time_zone timezone start");
     EXPECT_TRUE(brief.has("Commands"));
     EXPECT_FALSE(brief.has("/etc/TZ"));
-    // No text: byte by byte.
-    EXPECT_TRUE(run("--diff --set wan_ifname=nas0 vpn start")
+    // Records as what they mean, or byte by byte.
+    EXPECT_TRUE(run("--diff --set wan_ifname=nas0 vpn start").has("  +14   wan_ifname      nas0"));
+    EXPECT_TRUE(run("--raw --diff --set wan_ifname=nas0 vpn start")
                     .has("  +000000  00 00 00 00 00 00 00 00 00 00 00 00 00 00 6e 61"));
 }
 

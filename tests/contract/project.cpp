@@ -233,7 +233,7 @@ std::string consequence_text(const forms::Consequence &wrong, const std::string 
     if (wrong.phrase.empty()) {
         return "";
     }
-    std::string text = "- " + what + ": the router will " + wrong.phrase;
+    std::string text = "- " + what + ": the router will " + forms::phrase_of_any(wrong.phrase);
     for (const forms::Claim &claim : wrong.seen) {
         text += "; seen with `rc " + claim.words + "`";
     }

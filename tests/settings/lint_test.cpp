@@ -104,8 +104,11 @@ std::vector<Case> lan_cases()
         {"reserved-outside-lan",
          {{"dhcp_reserved", "a;192.168.9.9;024b51001001\x01"}, {"dhcp_end_ip", "192.168.99.9"}},
          "dhcp_reserved: record 1: address: error: 192.168.9.9 is not on the LAN"},
+        {"dhcp-net-address",
+         {{"dhcp_end_ip", "192.168.0.255"}},
+         "dhcp_end_ip: warning: 192.168.0.255 is in the pool"},
         {"reserved-own-address",
-         {{"dhcp_reserved", "a;192.168.0.1;024b51001001\x01"}, {"dhcp_start_ip", "192.168.0.1"}},
+         {{"dhcp_reserved", "a;192.168.0.1;024b51001001\x01"}},
          "dhcp_reserved: record 1: address: error: 192.168.0.1 is the router's own"},
         {"route-network",
          {{"rt_static_route", "a:10.1.0.0:255.0.0.0:192.168.0.30:2:0:1\x01"}},
@@ -137,7 +140,15 @@ std::vector<Case> wan_cases()
         {"circuit-zero",
          {{"wan_mode", "ipoa"}, {"wan_vpi", "0"}, {"wan_vci", "0"}},
          "wan_vci: error: mode ipoa needs"},
-        {"mtu", {{"wan_mtu", "1500"}}, "wan_mtu: warning: PPP takes 8 bytes"},
+        {"mode-lacks", {{"wan_mode", "ipoa"}}, "ipoa_ipaddr: error: mode ipoa needs it"},
+        {"gateway-missing",
+         {{"wan_mode", "ipoa"},
+          {"ipoa_mode", "1483"},
+          {"ipoa_ipaddr", "203.0.113.9"},
+          {"ipoa_netmask", "255.255.255.0"}},
+         "ipoa_gateway: warning: mode ipoa has no gateway; the router will set no default route"},
+        {"empty", {{"pppoe_username", ""}}, "pppoe_username: error: is empty; the router will put"},
+        {"mtu", {{"wan_mtu", "1500"}}, "wan_mtu: warning: PPPoE takes 8 bytes"},
         {"dns-missing",
          {{"wan_fix_dns", "1"}},
          "wan_dns1: error: fixed name servers are chosen and none is given"},
@@ -188,6 +199,46 @@ std::vector<Case> filter_cases()
         {"server-not-let-in",
          {{"fw_vs_enableA", "1"}, {"fw_vs_serverA", "192.168.0.77:0:0:0:0:0"}},
          "fw_vs_serverA: record 1: web: error: the router will forward to 192.168.0.77 and write no line"},
+        {"server-not-let-in",
+         {{"fw_vs_enableA", "1"}},
+         "fw_vs_serverA: record 1: web: error: the router will forward to 192.168.0.20 and write no line "
+         "that "
+         "lets port 80 in"},
+        {"forwarded-twice",
+         {{"fw_vs_enableA", "1"}, {"fw_vs_serverA", "192.168.0.77:0:0:0:0:0"}},
+         "fw_vs_serverA: record 1: web: warning: port 443 is forwarded to 192.168.0.20 by record 1 of "
+         "fw_in_rules"},
+        {"remote-port-forwarded",
+         {{"fw_remote", "1"},
+          {"fw_remote_port", "23"},
+          {"fw_vs_enableA", "32"},
+          {"fw_vs_serverA", "0:0:0:0:0:192.168.0.9"}},
+         "fw_remote_port: warning: port 23 is forwarded by a virtual server"},
+        {"trusted-outside-lan",
+         {{"fw_block_trust_enable", "1"}, {"fw_block_trust", "10.0.0.9"}},
+         "fw_block_trust: warning: 10.0.0.9 is not on the LAN"},
+        {"empty", {{"fw_dmz_enable", "1"}, {"fw_dmz", ""}}, "fw_dmz: error: is empty; the router will write"},
+        {"service-unknown",
+         {{"fw_in_rules", "1:HTPS:2:192.168.0.20:0.0.0.0/0:0\x01"}, {"fw_services", "bad\x01"}},
+         "fw_in_rules: record 1: service: error: no service is called \"HTPS\" ["},
+        {"ports-upside-down",
+         {{"fw_services", "Odd:tcp:20-10\x01"}},
+         "fw_services: record 1: last: error: the ports of Odd end below"},
+        {"service-twice",
+         {{"fw_services",
+           "Console:udp:30-30\x01"
+           "Console:udp:40-40\x01"}},
+         "fw_services: record 2: name: warning: record 1 has this name too"},
+        {"rule-repeated",
+         {{"fw_in_rules",
+           "1:HTTPS:3:192.168.0.20:0.0.0.0/0:0\x01"
+           "1:HTTPS:3:192.168.0.20:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 2: warning: repeats record 1"},
+        {"rule-never-matches",
+         {{"fw_out_rules",
+           "1:HTTP:1:0.0.0.0/0:0.0.0.0/0:0\x01"
+           "1:HTTP:0:192.168.0.30:0.0.0.0/0:0\x01"}},
+         "fw_out_rules: record 2: warning: never matches: record 1"},
         {"server-missing",
          {{"fw_vs_enableA", "4"}},
          "fw_vs_serverA: record 1: pop: warning: this server is on"},
@@ -233,8 +284,24 @@ std::vector<Case> filter_cases()
         {"schedule-second",
          {{"fw_schedule",
            "1111111:8:0-9:0\x01"
+           "1111111:8:0-9:0"}},
+         "fw_schedule: record 2: warning: only the first record decides"},
+        {"fields",
+         {{"fw_schedule",
+           "1111111:8:0-9:0\x01"
            "0:0:1\x01"}},
          "fw_schedule: record 2: error: \"0:0:1\" has 3 of 5 fields"},
+        {"too-long",
+         {{"fw_schedule",
+           "1111111:8:0-9:0\x01"
+           "1111111:8:0-9:0\x01"}},
+         "fw_schedule: error: \"1111111:8:0-9:0\\x011111111:8:0-9:0\\x01\" is longer than 31 characters"},
+        {"schedule-empty",
+         {{"fw_schedule", "1111111:0:0-0:0\x01"}},
+         "fw_schedule: record 1: warning: ends when it"},
+        {"schedule-24",
+         {{"fw_schedule", "1111111:8:0-24:0\x01"}},
+         "fw_schedule: record 1: end_hour: warning: cron knows no hour 24"},
     };
 }
 
@@ -277,6 +344,21 @@ std::vector<Case> tunnel_cases()
         {"vpn-error",
          {{"vpn", one("local_net", "1.2.3")}},
          "vpn: record 1: local_net: error: \"1.2.3\" is no"},
+        {"value",
+         {{"vpn", one("local_type", "9")}},
+         "vpn: record 1: local_type: error: \"9\" is none of 2, 3, 4, 5 (error -7); the router will end its "
+         "reading here, with error number -7"},
+        {"value",
+         {{"vpn", one("remote_type", "9")}},
+         "vpn: record 1: remote_type: error: \"9\" is none of 1, 2, 3, 4, 5 (error -9)"},
+        {"value",
+         {{"vpn", "3\x01"}},
+         "vpn: error: \"3\\x01\" does not begin with the format 1 or 2 (error -3)"},
+        {"spi-missing",
+         {{"vpn", tunnels(policy({{"keying", "2"},
+                                  {"encryption_key", std::string(48, 'a')},
+                                  {"authentication_key", std::string(40, 'a')}}))}},
+         "vpn: record 1: spi_in: error: manual keying needs"},
         {"vpn-error",
          {{"vpn", tunnels(policy({{"keying", "2"}}))}},
          "vpn: record 1: encryption_key: error: the key"},
@@ -346,13 +428,75 @@ TEST(Lint, FindsMistakesOfTunnels)
     expect_found(tunnel_cases());
 }
 
-TEST(Lint, DefaultsAreClean)
+std::string lines_of(const Settings &store)
 {
     std::string lines;
-    for (const Finding &finding : forms::lint(settings_test::default_store())) {
+    for (const Finding &finding : forms::lint(store)) {
         lines += forms::finding_line(finding) + "\n";
     }
-    EXPECT_EQ(lines, "");
+    return lines;
+}
+
+TEST(Lint, DefaultsAreClean)
+{
+    EXPECT_EQ(lines_of(settings_test::default_store()), "");
+}
+
+// What is not used may be empty, and what is near a mistake is none.
+TEST(Lint, RoutersThatAreFine)
+{
+    const Settings kNoNames = {{"pppoe_username", ""}, {"pppoe_password", ""}, {"wan_ifname", "nas0"}};
+    const std::vector<Settings> all = {
+        {{"wan_mode", "dhcpc"}},
+        {{"wan_mode", "bridge"},
+         {"dhcp_server_enable", "0"},
+         {"dhcp_start_ip", ""},
+         {"dhcp_end_ip", ""},
+         {"dhcp_reserved", ""}},
+        {{"wan_mode", "ip"},
+         {"fix_ipaddr", "203.0.113.9"},
+         {"fix_netmask", "255.255.255.0"},
+         {"fix_gateway", "203.0.113.1"}},
+        {{"wan_mode", "pppoa"}, {"pppoa_username", "me"}, {"pppoa_password", "secret"}, {"wan_mtu", "1500"}},
+        {{"wan_mode", "ipoa"},
+         {"ipoa_ipaddr", "203.0.113.9"},
+         {"ipoa_netmask", "255.255.255.0"},
+         {"ipoa_mode", "1483"},
+         {"ipoa_gateway", "203.0.113.1"}},
+        {{"wan_mode", "dhcpc"}, {"wifi_if_on", "0"}, {"wifi_psk_pwd", ""}, {"wifi_ssid", ""}},
+        {{"wan_mode", "dhcpc"},
+         {"fw_dmz", ""},
+         {"fw_block_trust", ""},
+         {"fw_remote_single", ""},
+         {"fw_remote_port", ""},
+         {"log_remote_ip", ""},
+         {"upnp_enable", "0"},
+         {"upnp_ttl", ""},
+         {"mail_sendlog", "0"},
+         {"mail_sh_hour", ""},
+         {"http_password", ""},
+         {"http_username", ""}},
+        {{"wan_mode", "dhcpc"},
+         {"fw_vs_enableA", "2"},
+         {"fw_in_rules", "1:FTP:2:192.168.0.20:0.0.0.0/0:0\x01"}},
+        {{"wan_mode", "dhcpc"}, {"fw_schedule", "1111111:0:0-24:0\x01"}},
+        {{"wan_mode", "dhcpc"},
+         {"wifi_ssid", "Bob\"s `net`"},
+         {"ddns_password", "a$b"},
+         {"mail_password", "$(it) is; fine"}},
+        {{"wan_mode", "dhcpc"},
+         {"wifi_wep_on", "6"},
+         {"wifi_psk_pwd", ""},
+         {"wifi_radius_server", "192.168.0.9"},
+         {"wifi_radius_login_key", "shared"}},
+        {{"wan_mode", "dhcpc"}, {"vpn", tunnels(policy({}))}},
+    };
+    for (const Settings &changes : all) {
+        Settings whole = kNoNames;
+        whole.insert(whole.end(), changes.begin(), changes.end());
+        std::string lines = lines_of(with(whole));
+        EXPECT_EQ(lines, "") << changes[0].key << "=" << changes[0].value << " " << changes.back().key;
+    }
 }
 
 TEST(Lint, TwoEntriesOfOneKey)
@@ -376,7 +520,8 @@ TEST(Lint, JsonSaysTheSame)
     const std::string json =
         forms::findings_json(forms::lint(with({{"fw_in_rules", "1:SSH:2:192.168.0.20:any:0\x01"}})));
     EXPECT_EQ(json,
-              "[\n  {\n    \"key\": \"fw_in_rules\",\n    \"record\": 1,\n    \"field\": \"wan\",\n"
+              "[\n  {\n    \"key\": \"fw_in_rules\",\n    \"record\": 1,\n    \"field\": 5,\n    "
+              "\"field_name\": \"wan\",\n"
               "    \"grade\": \"error\",\n    \"code\": \"value\",\n"
               "    \"message\": \"\\\"any\\\" is no address, range or net; rc reads the fields that fit and "
               "takes the "

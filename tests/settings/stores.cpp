@@ -72,8 +72,9 @@ void put_remote(Random &random, Store &store)
 
 void put_schedule(Random &random, Store &store)
 {
-    const std::string first = one_of(random, {"0000000:8:0-9:0", "1111111:22:0-6:0", "0111110:8:30-8:30",
-                                              "1111111:0:0-24:0", "1000001:1:5-2:5", "11111:1:0-2:0"});
+    const std::string first =
+        one_of(random, {"0000000:8:0-9:0", "1111111:22:0-6:0", "0111110:8:30-8:30", "1111111:0:0-24:0",
+                        "1000001:1:5-2:5", "11111:1:0-2:0", "1111111:0:0-0:0", "0111110:8:0-24:0"});
     const std::string second = one_of(random, {"", "", "1:2", "0000000:1:0-2:0\x01"});
     put(store, "fw_schedule", below(random, 4) == 0 ? "" : first + "\x01" + second);
     put(store, "fw_block", one_of(random, {"0", "1", "2", "3"}));
@@ -178,7 +179,7 @@ void put_tunnels(Random &random, Store &store)
              {"keying", one_of(random, {"1", "1", "2"})},
              {"encryption", one_of(random, {"0", "1"})},
              {"authentication", one_of(random, {"0", "1", "2"})},
-             {"local_type", one_of(random, {"2", "3", "4", "5"})},
+             {"local_type", one_of(random, {"2", "3", "4", "5", "4", "9"})},
              {"local_net", one_of(random, {"192.168.0.0...255.255.255.0", "192.168.0.1...192.168.0.9",
                                            "192.168.0.9...192.168.0.1", "1.2.3", "192.168.0.5"})},
              {"remote_type", one_of(random, {"1", "2", "3", "4", "5"})},
