@@ -174,12 +174,15 @@ std::string rest_text(const Judge &judge, bool is_secret)
 {
     const long most =
         judge.refusal.field != nullptr ? judge.refusal.field->type.most : judge.setting.type.most;
-    constexpr size_t kMost = 40;
-    if (!judge.refusal.is_too_long || is_secret || most > static_cast<long>(kMost)) {
+    if (!judge.refusal.is_too_long || is_secret) {
         return "";
     }
-    return "; its first " + std::to_string(most) + " are \"" +
-           escape(judge.refusal.value.substr(0, static_cast<size_t>(most))) + "\"";
+    constexpr size_t kMost = 40;
+    constexpr size_t kEnd = 16;
+    const std::string rest = judge.refusal.value.substr(0, static_cast<size_t>(most));
+    const bool is_whole = rest.size() <= kMost;
+    return "; its first " + std::to_string(most) + (is_whole ? " are \"" : " end in \"") +
+           escape(is_whole ? rest : rest.substr(rest.size() - kEnd)) + "\"";
 }
 
 // The error with which the reading of policies ends there.

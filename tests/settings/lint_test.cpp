@@ -55,6 +55,11 @@ std::vector<Case> general_cases()
         {"too-long",
          {{"wifi_ssid", std::string(40, 'a')}},
          "wifi_ssid: error: \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"},
+        {"too-long",
+         {{"pppoe_username", std::string(120, 'a') + "bcdefghijk"}},
+         "pppoe_username: error: \"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa...\" is longer than 127 "
+         "characters; "
+         "its first 127 end in \"aaaaaaaaabcdefgh\"; the router will put"},
         {"fields",
          {{"fw_in_rules", "1:SSH:2\x01"}},
          "fw_in_rules: record 1: error: \"1:SSH:2\" has 3 of 6 fields"},
