@@ -1,4 +1,5 @@
-// rcbench shell: words that it refuses. What it measures is compared with the kept table in tests/settings/shell.
+// rcbench shell: words that it refuses. What it measures is compared with the kept table in
+// tests/settings/shell.
 #include <gtest/gtest.h>
 
 #include "tests/running.h"
