@@ -1,7 +1,7 @@
 // The router on the desk: builds a root directory with everything rc touches, runs rc in it, and returns
 // what happened.
 //
-//     bench::Target target = bench::host_target("build/host/bin/rc");  // or bench::mips_target(...)
+//     bench::Target target = bench::host_target("build/host/bin/rc");  // or bench::emulated_target(...)
 //     bench::Setup setup;
 //     setup.settings = {{"lan_if", "br0"}, {"lan_ipaddr", "192.168.1.1"}};
 //     setup.replies.push_back({"adslctl", "info", "Status: Showtime\n"});
@@ -71,10 +71,11 @@ struct Target {
 // variables BENCH_HELPERS, BENCH_PRELOAD and BENCH_IMAGE.
 Target host_target(const std::filesystem::path &program);
 
-// The same for a big-endian MIPS program: preload is libbench_preload.so beside the program's build
-// (`preload`), emulator qemu-mips-static and library /usr/mips-linux-gnu/lib (BENCH_EMULATOR,
-// BENCH_MIPS_LIBRARY).
-Target mips_target(const std::filesystem::path &program, const std::filesystem::path &preload);
+// The same for a program of another processor: the preloaded library of its own build
+// (../lib/libbench_preload.so beside it), the emulator for its processor and the directory with its C library,
+// as Debian's packages install them, or from BENCH_EMULATOR and BENCH_LIBRARY. Throws Error when it is no
+// program, or when emulator or C library are missing.
+Target emulated_target(const std::filesystem::path &program);
 
 // Makes ahead what all roots with this target share, in this process and in those forked from it: each makes
 // it for itself otherwise.

@@ -24,5 +24,5 @@ inline std::optional<bench::Target> built_rc_of_target()
     if (!std::filesystem::exists(build / "bin" / "rc")) {
         return std::nullopt;
     }
-    return bench::mips_target(build / "bin" / "rc", build / "lib" / "libbench_preload.so");
+    return bench::emulated_target(build / "bin" / "rc");
 }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "bench/run/processor.h"
 #include "forms/files.h"
 #include "forms/known.h"
 
@@ -183,18 +184,6 @@ std::filesystem::path program_of(const RouterRequest &request)
     return request.emulate ? own.parent_path().parent_path() / "mips/bin/rc" : own / "rc";
 }
 
-// True for a big-endian program, false for one of this processor's byte order.
-bool is_big_endian(const std::filesystem::path &program)
-{
-    constexpr std::string_view kElf = "\177ELF";
-    constexpr size_t kByteOrder = 5;  // 1 little-endian, 2 big-endian
-    const std::string bytes = forms::read_input(program, forms::kFileLimit);
-    if (!bytes.starts_with(kElf) || bytes.size() <= kByteOrder) {
-        throw Failure(forms::kUnusable, "cannot run " + shown(program.string()) + ": it is no program");
-    }
-    return bytes[kByteOrder] == 2;
-}
-
 }  // namespace
 
 std::string router_file(const std::string &option, const std::string &path)
@@ -285,11 +274,13 @@ bench::Target target_of_program(const std::string &program)
     if (!std::filesystem::exists(program)) {
         throw Failure(forms::kUnusable, "there is no program " + shown(program));
     }
-    if (!is_big_endian(program)) {
-        return bench::host_target(program);
+    const std::optional<bench::ProgramHead> head =
+        bench::program_head(forms::read_input(program, forms::kFileLimit));
+    if (!head) {
+        throw Failure(forms::kUnusable, "cannot run " + shown(program) + ": it is no program");
     }
-    const std::filesystem::path build = std::filesystem::absolute(program).parent_path().parent_path();
-    return bench::mips_target(program, build / "lib/libbench_preload.so");
+    return bench::is_for_this_processor(*head) ? bench::host_target(program)
+                                               : bench::emulated_target(program);
 }
 
 bench::Target target_of(const RouterRequest &request)

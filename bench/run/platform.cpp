@@ -51,13 +51,4 @@ Target host_target(const fs::path &program)
     return target;
 }
 
-Target mips_target(const fs::path &program, const fs::path &preload)
-{
-    Target target = host_target(program);
-    target.preload = fs::absolute(preload);
-    target.emulator = from_environment("BENCH_EMULATOR", "/usr/bin/qemu-mips-static");
-    target.library = from_environment("BENCH_MIPS_LIBRARY", "/usr/mips-linux-gnu/lib");
-    return target;
-}
-
 }  // namespace bench

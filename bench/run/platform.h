@@ -17,6 +17,6 @@ struct Platform {
 const Platform &platform();
 
 // The value of an environment variable, or `otherwise` when it is not set.
-std::string from_environment(const char *name, const char *otherwise);
+std::string from_environment(const char *name, const char *otherwise = "");
 
 }  // namespace bench

@@ -44,8 +44,7 @@ bench::Target target_for(const char *emulated)
     if (emulated == nullptr) {
         return bench::host_target(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "rc");
     }
-    const std::filesystem::path program = std::filesystem::absolute(emulated);
-    return bench::mips_target(program, program.parent_path().parent_path() / "lib" / "libbench_preload.so");
+    return bench::emulated_target(emulated);
 }
 
 int run(const std::string &what, const Trial &trial)

@@ -730,7 +730,7 @@ TEST(WholeLife, OnTheTarget)
     if (!fs::exists(build / "bin" / "rc")) {
         GTEST_SKIP() << "no target program in " << build;
     }
-    live(bench::mips_target(build / "bin" / "rc", build / "lib" / "libbench_preload.so"));
+    live(bench::emulated_target(build / "bin" / "rc"));
 }
 
 }  // namespace
