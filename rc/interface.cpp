@@ -8,12 +8,23 @@
 
 #include "rc/text.h"
 
+namespace {
+
+// C libraries differ in the type of a question's number.
+template <typename Number>
+Number as_taken_by(int (*)(int, Number, ...), unsigned long question)
+{
+    return static_cast<Number>(question);
+}
+
+}  // namespace
+
 bool ask_interface(int socket, unsigned long question, const char *name, ifreq &answer)
 {
     answer = {};
     copy_text(answer.ifr_name, name);
     answer.ifr_addr.sa_family = AF_INET;
-    return ioctl(socket, question, &answer) >= 0;
+    return ioctl(socket, as_taken_by(ioctl, question), &answer) >= 0;
 }
 
 std::optional<uint32_t> interface_address(int socket, unsigned long question, const char *name)

@@ -48,6 +48,11 @@ extern "C" void *__libc_malloc(size_t size);
 
 namespace {
 
+// The type of a request's number, in which C libraries differ.
+template <typename Number>
+Number number_taken_by(int (*)(int, Number, ...));
+using RequestNumber = decltype(number_taken_by(ioctl));
+
 // ---- kinds of calls and the fault -------------------------------------------------------------------------
 
 enum Call {
@@ -829,7 +834,7 @@ hostent *gethostbyname(const char *name)
     return next<hostent *(const char *)>("gethostbyname")(name);
 }
 
-int ioctl(int fd, unsigned long request, ...) noexcept
+int ioctl(int fd, RequestNumber request, ...) noexcept
 {
     va_list arguments;
     va_start(arguments, request);
@@ -838,7 +843,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept
     if (CALLED_BY_PROGRAM && fails(kIoctl, path_of(fd))) {
         return -1;
     }
-    return next<int(int, unsigned long, void *)>("ioctl")(fd, request, argument);
+    return next<int(int, RequestNumber, void *)>("ioctl")(fd, request, argument);
 }
 
 int access(const char *path, int mode) noexcept

@@ -16,6 +16,11 @@ using preload::real;
 
 namespace {
 
+// The type of a request's number, in which C libraries differ.
+template <typename Number>
+Number number_taken_by(int (*)(int, Number, ...));
+using RequestNumber = decltype(number_taken_by(ioctl));
+
 struct Interface {
     char name[IFNAMSIZ] = "lo";
     char address[32] = "127.0.0.1";
@@ -125,7 +130,7 @@ __attribute__((constructor)) void begin_heap()
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" {
 
-int ioctl(int fd, unsigned long request, ...) noexcept
+int ioctl(int fd, RequestNumber request, ...) noexcept
 {
     va_list rest;
     va_start(rest, request);
@@ -134,7 +139,7 @@ int ioctl(int fd, unsigned long request, ...) noexcept
     if (is_shared() && is_about_interfaces(request)) {
         return answer(request, *static_cast<ifreq *>(argument)) ? 0 : -1;
     }
-    return real<int(int, unsigned long, ...)>("ioctl")(fd, request, argument);
+    return real<int(int, RequestNumber, ...)>("ioctl")(fd, request, argument);
 }
 
 // A raw socket, which only asks about interfaces here, needs a privilege.
