@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <initializer_list>
 
 #include "bench/run/preload/real.h"
 
@@ -107,13 +106,8 @@ bool answer(unsigned long request, ifreq &asked)
 
 bool is_about_interfaces(unsigned long request)
 {
-    for (const unsigned long known :
-         {SIOCGIFADDR, SIOCGIFNETMASK, SIOCGIFBRDADDR, SIOCGIFHWADDR, SIOCGIFFLAGS}) {
-        if (request == known) {
-            return true;
-        }
-    }
-    return false;
+    return request == SIOCGIFADDR || request == SIOCGIFNETMASK || request == SIOCGIFBRDADDR ||
+           request == SIOCGIFHWADDR || request == SIOCGIFFLAGS;
 }
 
 // Takes memory before the program starts another one: proot loses a heap that begins after that.
