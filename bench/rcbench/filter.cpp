@@ -3,6 +3,7 @@
 #include "bench/packets/load.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rule_origins.h"
+#include "forms/files.h"
 
 namespace rcbench {
 
@@ -61,8 +62,7 @@ void put_origins(bench::RouterFilter &filter, const bench::RulesFile &file)
 
 }  // namespace
 
-bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes,
-                              bool causes)
+bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
 {
     const bench::Setup setup = setup_of(request, target, with_changes);
     bench::Root root(target, setup);
@@ -72,9 +72,6 @@ bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target 
     }
     try {
         bench::RouterFilter filter = bench::router_filter(root, setup.interfaces, traces);
-        if (causes) {
-            put_origins(filter, bench::rules_with_origins(target, setup, run_like(request)));
-        }
         for (const packets::Refusal &refusal : filter.rules.refused) {
             if (!is_routine(refusal)) {
                 forms::note("the filter tool refuses \"" + forms::shown(refusal.text) +
@@ -85,6 +82,29 @@ bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target 
     } catch (const packets::Error &error) {
         throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
     }
+}
+
+void find_causes(bench::RouterFilter &filter, const RouterRequest &request, const bench::Target &target,
+                 bool with_changes)
+{
+    const bench::Setup setup = setup_of(request, target, with_changes);
+    put_origins(filter, bench::rules_with_origins(target, setup, run_like(request)));
+}
+
+std::vector<std::string> question_lines(const std::string &file)
+{
+    std::vector<std::string> lines(1);
+    for (const char c : forms::read_input(file, forms::kFileLimit)) {
+        if (c == '\n') {
+            lines.emplace_back();
+        } else {
+            lines.back() += c;
+        }
+    }
+    std::erase_if(lines, [](const std::string &line) {
+        return line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#';
+    });
+    return lines;
 }
 
 packets::Side side_of(const std::string &option, const std::string &name)

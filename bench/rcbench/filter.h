@@ -11,10 +11,15 @@
 namespace rcbench {
 
 // Runs rc's firewall and routes, with or without the changed settings, and returns what the kernel then
-// holds; with `causes` each rule with what is behind it, which takes many runs. Lines that the filter tool
-// refuses because of the settings are noted.
-bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes,
-                              bool causes);
+// holds. Lines that the filter tool refuses because of the settings are noted.
+bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes);
+
+// Puts what is behind each rule into it, which takes many runs of rc.
+void find_causes(bench::RouterFilter &filter, const RouterRequest &request, const bench::Target &target,
+                 bool with_changes);
+
+// The lines of a file of packets or sentences, "-" for standard input, without empty ones and remarks.
+std::vector<std::string> question_lines(const std::string &file);
 
 // The value of a side's name. Throws a usage error for another word.
 packets::Side side_of(const std::string &option, const std::string &name);

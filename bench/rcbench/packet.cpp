@@ -4,7 +4,6 @@
 
 #include "bench/packets/walk.h"
 #include "bench/rcbench/filter.h"
-#include "forms/files.h"
 
 namespace rcbench {
 
@@ -32,7 +31,8 @@ Options packet_options(const std::shared_ptr<PacketRequest> &r)
          .help = "where it comes from: wan, lan, tunnel or router; without it the side of its source, or wan",
          .take = [r](Text side) { r->from = side_of("--from", side); }},
         {.name = "quick",
-         .help = "without the settings behind rules, which are found by running rc many times",
+         .help = "without the settings behind rules, which are found by running rc many times; all rules "
+                 "are the framework's then",
          .take = [r](Text) { r->quick = true; }},
         {.name = "json",
          .help = "for machines: a list with one object a packet",
@@ -44,31 +44,13 @@ Options packet_options(const std::shared_ptr<PacketRequest> &r)
 // ---- questions
 // ----------------------------------------------------------------------------------------------
 
-// The lines of a file of packets, without empty ones and remarks.
-void read_packets(const std::string &file, std::vector<std::string> &texts)
-{
-    const std::string bytes = forms::read_input(file, forms::kFileLimit);
-    std::string line;
-    for (const char c : bytes + "\n") {
-        if (c != '\n') {
-            line += c;
-            continue;
-        }
-        if (line.find_first_not_of(" \t\r") != std::string::npos && line[0] != '#') {
-            texts.push_back(line);
-        }
-        line.clear();
-    }
-}
-
 std::vector<std::string> packet_texts(const Words &words)
 {
     std::vector<std::string> texts;
     for (const std::string &word : words) {
-        if (word == "-") {
-            read_packets(word, texts);
-        } else if (word.starts_with('@')) {
-            read_packets(word.substr(1), texts);
+        if (word == "-" || word.starts_with('@')) {
+            const std::vector<std::string> lines = question_lines(word == "-" ? word : word.substr(1));
+            texts.insert(texts.end(), lines.begin(), lines.end());
         } else {
             texts.push_back(word);
         }
@@ -79,10 +61,16 @@ std::vector<std::string> packet_texts(const Words &words)
     return texts;
 }
 
-PacketText parse(const std::string &text, const packets::Network &network, std::optional<packets::Side> from)
+std::vector<PacketText> parse(const std::vector<std::string> &texts, const packets::Network &network,
+                              std::optional<packets::Side> from)
 {
     try {
-        return packets::parse_packet(text, network, from);
+        std::vector<PacketText> asked;
+        asked.reserve(texts.size());
+        for (const std::string &text : texts) {
+            asked.push_back(packets::parse_packet(text, network, from));
+        }
+        return asked;
     } catch (const packets::Error &error) {
         throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
     }
@@ -223,17 +211,20 @@ int work(PacketRequest &request, const Words &words)
     const std::vector<std::string> texts = packet_texts(words);
     const bench::Target target = target_of(*request.router);
     note_unknown_keys(*request.router, {});
-    const bench::RouterFilter filter = filter_of(*request.router, target, true, !request.quick);
+    bench::RouterFilter filter = filter_of(*request.router, target, true);
+    const std::vector<PacketText> all = parse(texts, filter.network, request.from);
+    if (!request.quick) {
+        find_causes(filter, *request.router, target, true);
+    }
     bool all_accepted = true;
     bench::Json answers = bench::Json::array();
-    for (size_t i = 0; i < texts.size(); ++i) {
-        const PacketText asked = parse(texts[i], filter.network, request.from);
+    for (const PacketText &asked : all) {
         const Walk walk = packets::walk(filter.rules, filter.network, asked.packet);
         all_accepted = all_accepted && walk.verdict == Verdict::kAccept;
         if (request.json) {
             answers.push_back(json_answer(asked, walk));
         } else {
-            printf("%s", i == 0 ? "" : "\n");
+            printf("%s", &asked == &all.front() ? "" : "\n");
             print_answer(asked, walk);
         }
     }

@@ -9,7 +9,6 @@
 #include "bench/packets/walk.h"
 #include "bench/rcbench/filter.h"
 #include "bench/rcbench/reach_tables.h"
-#include "forms/files.h"
 
 namespace rcbench {
 
@@ -46,17 +45,8 @@ Sentence sentence(const std::string &text)
 
 void read_sentences(const std::string &file, std::vector<Sentence> &sentences)
 {
-    const std::string bytes = forms::read_input(file, forms::kFileLimit);
-    std::string line;
-    for (const char c : bytes + "\n") {
-        if (c != '\n') {
-            line += c;
-            continue;
-        }
-        if (line.find_first_not_of(" \t\r") != std::string::npos && line[0] != '#') {
-            sentences.push_back(sentence(line));
-        }
-        line.clear();
+    for (const std::string &line : question_lines(file)) {
+        sentences.push_back(sentence(line));
     }
 }
 
@@ -85,7 +75,8 @@ Options reach_options(const std::shared_ptr<ReachRequest> &r)
          .help = "rules that are shadowed, redundant or never match, with the lines that cover them",
          .take = [r](Text) { r->idle = true; }},
         {.name = "quick",
-         .help = "without the settings behind rules, which are found by running rc many times",
+         .help = "without the settings behind rules, which are found by running rc many times; all rules "
+                 "are the framework's then",
          .take = [r](Text) { r->quick = true; }},
         {.name = "json",
          .help = "for machines: a list with one object a row",
@@ -486,6 +477,14 @@ void check_request(const ReachRequest &request, const Words &words)
         1) {
         throw forms::usage_error("--diff, --idle and promises are questions of their own: one at a time");
     }
+    const bool asks_for_causes =
+        std::any_of(request.sentences.begin(), request.sentences.end(), [](const Sentence &sentence) {
+            return std::any_of(sentence.unless.begin(), sentence.unless.end(),
+                               [](const packets::Condition &condition) { return condition.by; });
+        });
+    if (request.quick && asks_for_causes) {
+        throw forms::usage_error("\"by KEY\" asks for the settings behind rules: leave out --quick");
+    }
     if (request.diff && request.router->set.empty() && request.router->unset.empty()) {
         throw forms::usage_error("--diff needs a --set or --unset to compare with");
     }
@@ -497,10 +496,17 @@ int work(const ReachRequest &request, const Words &words)
     const RouterRequest &router = *request.router;
     const bench::Target target = target_of(router);
     note_unknown_keys(router, {});
-    const bench::RouterFilter filter = filter_of(router, target, true, !request.quick);
+    const auto filter_with = [&](bool changes) {
+        bench::RouterFilter filter = filter_of(router, target, changes);
+        if (!request.quick) {
+            find_causes(filter, router, target, changes);
+        }
+        return filter;
+    };
+    const bench::RouterFilter filter = filter_with(true);
     try {
         if (request.diff) {
-            return answer_difference(request, filter_of(router, target, false, !request.quick), filter);
+            return answer_difference(request, filter_with(false), filter);
         }
         if (request.idle) {
             return answer_idle(request, filter);

@@ -235,9 +235,15 @@ bench::RouterFilter Router::filter(const std::vector<Setting> &settings)
     root_->write("/tmp/nvram", bench::store_bytes(settings));
     bench::Run firewall;
     firewall.words = {"rc", "firewall", "start"};
+    firewall.limit = 300;
     bench::Run route;
     route.words = {"rc", "route", "start"};
-    return bench::router_filter(*root_, interfaces_, {root_->run(firewall), root_->run(route)});
+    route.limit = 300;
+    const std::vector<bench::Trace> traces = {root_->run(firewall), root_->run(route)};
+    if (traces[0].timed_out || traces[1].timed_out) {
+        throw bench::Error("rc was cut off: its rules are not whole");
+    }
+    return bench::router_filter(*root_, interfaces_, traces);
 }
 
 Packets::Packets(const bench::RouterFilter &filter)
