@@ -42,5 +42,6 @@ Command make_shell();
 Command make_explain();
 Command make_packet();
 Command make_reach();
+Command make_live();
 
 }  // namespace rcbench

@@ -18,6 +18,7 @@ constexpr CommandRow kCommands[] = {
     {"explain", "what a setting, a value or a message of rc's means",           make_explain},
     {"packet", "which packet gets through, and by which rules",                 make_packet},
     {"reach",  "everything that gets through, what a change opens, promises",   make_reach},
+    {"live",  "the router in a network of its own, with real tools and packets", make_live},
 };
 // clang-format on
 
