@@ -67,11 +67,16 @@ std::string clock_text(int64_t clock)
 
 std::string change_directive(const FileChange &change, const Root &root)
 {
+    constexpr size_t kLongestBytes = 8192;
     if (change.what == FileChange::What::kRemoved) {
         return "gone " + escape(change.path) + "\n";
     }
     if (!root.read(change.path)) {
         return "# " + escape(change.path) + " is there, not as a file\n";
+    }
+    if (change.after.size() > kLongestBytes && change.after.find('\0') != std::string::npos) {
+        return "# " + escape(change.path) + " has " + std::to_string(change.after.size()) +
+               " bytes, no text\n";
     }
     return content_directive("expect", "expect-bytes", change.path, change.after);
 }
@@ -106,7 +111,12 @@ std::string setup_directives(const Setup &setup, const Run &like)
 
 std::string run_directives(const std::vector<std::string> &words, const Trace &trace, const Root &root)
 {
-    std::string text = "run " + forms::join_words(words) + "\ntrace\n";
+    return "run " + forms::join_words(words) + "\n" + directives_after(trace, root);
+}
+
+std::string directives_after(const Trace &trace, const Root &root)
+{
+    std::string text = "trace\n";
     for (std::string line : forms::shorten_trace(trace_lines(trace))) {
         line.erase(line.find_last_not_of(' ') + 1);
         text += "| " + line + "\n";
@@ -116,7 +126,7 @@ std::string run_directives(const std::vector<std::string> &words, const Trace &t
         text += change.path == "/tmp/nvram" ? "" : change_directive(change, root);
     }
     for (const SettingChange &change : trace.settings) {
-        text += change.after ? "setting " + change.key + "=" + escape(*change.after) + "\n"
+        text += change.after ? "setting " + escape(change.key + "=" + *change.after) + "\n"
                              : "unset " + escape(change.key) + "\n";
     }
     return text;

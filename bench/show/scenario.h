@@ -16,4 +16,7 @@ std::string setup_directives(const Setup &setup, const Run &like);
 // `words` without rc's own name.
 std::string run_directives(const std::vector<std::string> &words, const Trace &trace, const Root &root);
 
+// The part of it after the run itself.
+std::string directives_after(const Trace &trace, const Root &root);
+
 }  // namespace bench

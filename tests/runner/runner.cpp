@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "bench/difference.h"
+#include "bench/show/scenario.h"
 #include "forms/escapes.h"
 #include "forms/events.h"
 #include "forms/words.h"
@@ -271,51 +272,6 @@ std::string errors_text(const std::string &errors)
     return text;
 }
 
-// A file's content as the rest of a directive: `lines` for one made of whole lines, else `bytes`.
-std::string content_text(const char *lines, const char *bytes, const std::string &path,
-                         const std::string &content)
-{
-    bool complete = true;
-    const Lines content_lines = forms::split_lines(content, complete);
-    if (!complete || content.find('\0') != std::string::npos) {
-        return std::string(bytes) + " " + escape(path) + " " + escape(content) + "\n";
-    }
-    std::string text = std::string(lines) + " " + escape(path) + "\n";
-    for (const std::string &line : content_lines) {
-        text += line.empty() ? "|\n" : "| " + escape(line) + "\n";
-    }
-    return text;
-}
-
-std::string change_text(const bench::FileChange &change, const bench::Root &root)
-{
-    constexpr size_t kLongestBytes = 8192;
-    if (change.what == bench::FileChange::What::kRemoved) {
-        return "gone " + escape(change.path) + "\n";
-    }
-    if (!root.read(change.path)) {
-        return "# " + escape(change.path) + " is there, not as a file\n";
-    }
-    if (change.after.size() > kLongestBytes && change.after.find('\0') != std::string::npos) {
-        return "# " + escape(change.path) + " has " + std::to_string(change.after.size()) +
-               " bytes, no text\n";
-    }
-    return content_text("expect", "expect-bytes", change.path, change.after);
-}
-
-std::string changes_text(const bench::Trace &trace, const bench::Root &root)
-{
-    std::string text;
-    for (const bench::FileChange &change : trace.files) {
-        text += change.path == "/tmp/nvram" ? "" : change_text(change, root);
-    }
-    for (const bench::SettingChange &change : trace.settings) {
-        text += change.after ? "setting " + shown_setting(change.key, change.after) + "\n"
-                             : "unset " + escape(change.key) + "\n";
-    }
-    return text;
-}
-
 }  // namespace
 
 bool run_scenario(const Programs &programs, const CaseFile &file, const Scenario &scenario,
@@ -338,12 +294,7 @@ std::string print_scenario(const Programs &programs, const Scenario &scenario)
     std::string text;
     for (const Run &run : scenario.runs) {
         const bench::Trace trace = root.run(bench_run(programs, scenario.setup, run));
-        text += (text.empty() ? "" : "\n") + run_directive(run) + "\ntrace\n";
-        for (const std::string &line : forms::shorten_trace(plain_lines(trace))) {
-            text += "| " + line + "\n";
-        }
-        text += trace.status != 0 ? "exit " + std::to_string(trace.status) + "\n" : "";
-        text += changes_text(trace, root);
+        text += (text.empty() ? "" : "\n") + run_directive(run) + "\n" + bench::directives_after(trace, root);
         text += errors_text(trace.errors);
     }
     return text;
