@@ -12,8 +12,6 @@
 
 #include <csignal>
 
-#include "rc/frame.h"
-
 namespace {
 
 // A file opened on a free descriptor 0 to 2 would take what rc and its commands print.
