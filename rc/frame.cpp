@@ -261,14 +261,14 @@ int rc_action(const Service *table, const char *name, const char *action)
 void rc_usage()
 {
     (void)puts("\nUsage: rc [wan|service|ap name] [start|stop|restart|create]\n");
-    // Deliberate: wrong words are no failure to the caller.
+    // Deliberate: a usage error is no failure to the caller.
     exit(0);
 }
 
 int rc_main(int word_count, char **words)
 {
     prepare_process();
-    // What rc prints and what its commands print stand in the order in which they happened.
+    // What rc prints and what its commands print appear in the order in which they happened.
     (void)setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     char **verb = find_verb(word_count, words);
     if (verb == nullptr) {

@@ -134,7 +134,7 @@ long read_locked(int fd, Bytes &out)
     return read_measured(fd, out);
 }
 
-// Whether the empty entry that closes a store is there. Behind it may stand the end of a longer store that
+// Whether the empty entry that closes a store is there. It may be followed by the end of a longer store that
 // another run wrote to the same file.
 bool is_whole(std::string_view store)
 {
@@ -256,7 +256,7 @@ bool write_flash(int fd, Bytes &store)
         (void)write_all(fd, store.view());
     }
     // Deliberate: the descriptor is write-only, so this read cannot succeed, the buffer keeps what was
-    // just written and its checksum stands.
+    // just written and its checksum is right.
     (void)lseek(fd, kFlashDataOffset, SEEK_SET);
     const bool read_back = read_all(fd, store.data.get(), store.size) >= 0;
     return !read_back || crc32(store.view()) == header.checksum;

@@ -24,7 +24,7 @@ void open_missing_descriptors()
     }
 }
 
-// When nobody reads the output any more, the work is still to be done. Where the signal was ignored it stays
+// When nothing reads the output any more, the work is still to be done. Where the signal was ignored it stays
 // so, and a handler, unlike that, is not passed on to commands.
 void outlive_readers()
 {

@@ -86,7 +86,7 @@ int start_check_conn()
         (void)puts("no default gateway");
         return 0;
     }
-    // The uneven blanks of these commands belong to them.
+    // The uneven spaces of these commands belong to them.
     if (traffic_flows(nvram_text("wan_ifname").c_str(), gateway->text)) {
         run("/bin/echo g7 off  > /proc/led");
         run("/bin/echo g3 on > /proc/led");

@@ -21,7 +21,7 @@ namespace {
 constexpr const char *kDebugSwitch = "/tmp/debugtest";
 
 // The device's identifier ends in the router's base MAC address. A number that is missing counts as 0, one
-// of more than two digits stands whole.
+// of more than two digits is written whole.
 std::string device_identifier()
 {
     const File address = open_file("/proc/nvram/BaseMacAddr", "r");

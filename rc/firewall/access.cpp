@@ -5,9 +5,9 @@
 //
 // A rule names a service; the service's protocol and ports come from the user's definitions or else from the
 // built-in ones. Inbound rules forward (or drop) in the nat table before routing, with a second line that
-// lets the forwarded traffic through the filter table; outbound rules stand in the filter table.
+// lets the forwarded traffic through the filter table; outbound rules are in the filter table.
 //
-// A rule of a service that nobody defined is built from what the search left behind, which is why the
+// A rule of a service that is not defined is built from what the search left behind, which is why the
 // definitions keep book of the fields they set.
 
 #include "rc/firewall/internal.h"
@@ -156,7 +156,7 @@ const char *schedule_condition(const Rule &rule, Direction direction)
     }
 }
 
-// Filled with a mark for the source (blank, or "!" to negate it), the source and the destination. A
+// Filled with a mark for the source (a space, or "!" to negate it), the source and the destination. A
 // destination that is a subnet is not written.
 const char *address_template(AddressForm source, AddressForm destination)
 {
@@ -407,7 +407,7 @@ int get_serv(FwServices &services, const char *name, FwService &service)
 void fw_access_rules(std::string_view list, Direction direction, FwServices &services)
 {
     Rule rule = {};
-    // Deliberate: not cleared between rules; a service that nobody defined is what the last search left.
+    // Deliberate: not cleared between rules; a service that is not defined is what the last search left.
     FwService service = {};
     std::string text;
     std::string_view record;

@@ -24,7 +24,7 @@ namespace {
 constexpr int kBySchedule = 2;  // fw_block
 constexpr size_t kKeywordSize = 127 + 1;
 
-// Deliberate: keywords stand as they are, without quotes. An empty one leaves an empty field.
+// Deliberate: keywords are written as they are, without quotes. An empty one leaves an empty field.
 void block_keywords()
 {
     const std::string keywords = nvram_text("fw_block_keyword");

@@ -29,7 +29,7 @@ void fw_init()
         fw_rule("-t %s -N %s", chain->table, chain->name);
     }
     fw_rule_list(kBaseRules, "");
-    // Deliberate: this default stands here only; elsewhere a missing name is empty.
+    // Deliberate: this default is only here; elsewhere a missing name is empty.
     fw_rule_list(kLanRules, nvram_get("lan_if").value_or("br0").c_str());
 }
 

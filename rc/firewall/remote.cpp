@@ -112,6 +112,6 @@ void fw_remote_access()
     fw_rule("-t nat -A PRE_BASIC -i %s -p tcp --dport %d -d %s -j DNAT --to %s:80",
             from_wan ? sides.wan_if : sides.lan_if, nvram_int("fw_acc_port"), sides.lan_address,
             sides.lan_address);
-    // Deliberate: with remote management on, this line stands twice.
+    // Deliberate: with remote management on, this line is written twice.
     accept_marked_web(sides);
 }

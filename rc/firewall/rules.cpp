@@ -70,7 +70,7 @@ void write_rule(const char *format, va_list arguments)
     Text text = {line + kPrefix.size(), line + sizeof line - 1};
     fill(text, format, arguments);
     *text.at++ = '\n';
-    // A full disk shortens the file; nobody is told.
+    // A full disk shortens the file, without a message.
     (void)fwrite(line, 1, static_cast<size_t>(text.at - line), rules);
 }
 

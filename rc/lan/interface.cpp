@@ -18,7 +18,7 @@ int start_lan()
     const std::string broadcast = nvram_text("lan_bipaddr");
     SYSTEM("/sbin/ifconfig %s %s netmask %s broadcast %s", interface.c_str(), address.c_str(),
            netmask.c_str(), broadcast.c_str());
-    // A name the kernel refuses leaves the old one; nobody is told.
+    // A name that the kernel refuses leaves the old one, without a message.
     if (const auto host = nvram_get("wan_account")) {
         (void)!sethostname(host->c_str(), host->size());
     }

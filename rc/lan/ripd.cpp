@@ -12,7 +12,7 @@
 
 namespace {
 
-// The daemon's words for the version: 2, 2 with broadcast, or the setting as it stands.
+// The daemon's words for the version: 2, 2 with broadcast, or the setting as it is.
 const char *version_words(const char *version)
 {
     if (version[0] != '2') {

@@ -129,7 +129,7 @@ int handle_static_route(RouteAction action)
     return 0;
 }
 
-// Deliberate: splits the list on blanks, where applying the routes splits it on byte 1.
+// Deliberate: splits the list on spaces, where applying the routes splits it on byte 1.
 int rt_search(Route &route, const char *name)
 {
     const std::string routes = nvram_text("rt_static_route");

@@ -22,7 +22,7 @@
 
 namespace {
 
-// The router's hardware address as /proc/mac shows it, or a stand-in for one that is not there.
+// The router's hardware address as /proc/mac shows it, or a substitute when there is none.
 std::string own_hardware_address()
 {
     char line[128] = "";
@@ -69,7 +69,7 @@ void write_mail_settings(FILE *conf, const char *tail)
     const char *dos = nvram_on("mail_dos") ? "[DOS]" : "";
     const char *scan = nvram_on("mail_portscan") ? "[PORT SCAN]" : "";
     const char *block = nvram_on("mail_block") ? "[BLOCK]" : "";
-    // Deliberate: the blanks between stay where a word is missing.
+    // Deliberate: the spaces between stay where a word is missing.
     (void)fprintf(conf, "mail_keyword=%s %s %s\n", dos, scan, block);
 }
 

@@ -25,7 +25,7 @@ struct TimeZone {
     const char *rule;   // POSIX rule with daylight saving; empty where the zone has none
 };
 
-// Deliberate: the rules stand as they are, irregular ones too ("-7a" has no daylight part, "-3c" is plain
+// Deliberate: the rules are what they are, irregular ones too ("-7a" has no daylight part, "-3c" is plain
 // UTC+3, the rule of "-3b" ends in February, some rules state no dates or times).
 // clang-format off
 constexpr TimeZone kTimeZones[] = {
@@ -109,7 +109,7 @@ consteval bool indexes_are_unique()
 
 static_assert(indexes_are_unique());
 
-// Writes the rule unquoted, as it stands.
+// Writes the rule unquoted, as it is.
 void write_rule(const char *rule)
 {
     SYSTEM("/bin/echo %s > /etc/TZ", rule);

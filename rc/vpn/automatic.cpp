@@ -82,7 +82,7 @@ void start_daemon()
     const std::string zone = nvram_get("time_zone").value_or("GMT+0");
     const char *debug = file_exists("/tmp/vpn_debug") ? "--debug-all" : "";
     if (daylight == 0) {
-        // Deliberate: in this form no blank stands before ">", so the debug word, or the zone, touches it.
+        // Deliberate: in this form there is no space before ">", so the debug word, or the zone, touches it.
         run_filled(
             "/usr/sbin/ipsec pluto --secretsfile /etc/ipsec.secrets --uniqueids "
             "--adns /usr/local/libexec/ipsec/_pluto_adns --stderrlog "

@@ -40,7 +40,7 @@ bool create_script(const char *path, const std::string &script)
     if (fd < 0) {
         return false;
     }
-    // A full disk shortens the script, nobody is told.
+    // A full disk shortens the script, without a message.
     (void)write_all(fd, script);
     (void)close(fd);
     return true;

@@ -26,7 +26,7 @@ constexpr size_t kServerListLength = 512;
 constexpr size_t kLineSize = 128;
 
 // The server that a line of /etc/resolv.conf names, as an option of the relay; empty when it names none.
-// Deliberate: the word counts wherever it stands, so a comment that contains it gives a server too.
+// Deliberate: the word counts wherever it is, so a comment that contains it gives a server too.
 std::string server_option(const char *line)
 {
     constexpr char kWord[] = "nameserver";
@@ -60,7 +60,7 @@ std::string upstream_servers()
     return servers;
 }
 
-// Deliberate: the redirect of a blank router stays in the packet filter until that is flushed.
+// Deliberate: the redirect of a router that is not set up stays in the packet filter until that is flushed.
 void start_normal(const char *address)
 {
     remove_file("/tmp/blank_state.out");

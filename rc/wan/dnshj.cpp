@@ -1,4 +1,4 @@
-// First-run redirect: sends all web traffic of the LAN to the setup pages and drops the rest but DNS.
+// First-run redirect: sends all web traffic of the LAN to the setup pages and drops the rest, except DNS.
 //
 // Reads:  lan_ipaddr http_timeout
 // Writes: /tmp/mini_httpd /tmp/ca /tmp/dnshj.out
@@ -43,7 +43,7 @@ int start_dnshj()
     write_login_names(address.c_str());
     run("echo > /tmp/dnshj.out");
     run("rc httpd stop");
-    // The realm ends in a blank.
+    // The realm ends in a space.
     SYSTEM("/tmp/mini_httpd -d /tmp -r \"VELTRAX KQ417%c\" -c '**.cgi' -f indexdnshj.htm -t %d&", 32,
            minutes_as_seconds(nvram_int("http_timeout")));
     redirect_lan(address.c_str());

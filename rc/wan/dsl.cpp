@@ -5,7 +5,7 @@
 // Runs:   atmctl adslctl
 // Needs:  /etc/version
 //
-// The line is started once at boot and trains in the background; whoever needs it asks later whether it is
+// The line is started once at boot and trains in the background; whatever needs it asks later whether it is
 // up. Nothing here stops it.
 
 #include "rc/wan/internal.h"
@@ -101,7 +101,7 @@ int wait_ppp(unsigned seconds)
 int start_adsl()
 {
     const std::string mode = nvram_text("wan_dslmode");
-    // Boards of this letter need the option; on the others its blank stays.
+    // Boards of this letter need the option; on the others its space stays.
     const char *margin = version_letter() == 'B' ? "--CoMinMgn" : "";
     run("/usr/sbin/atmctl stop");
     SYSTEM("/usr/sbin/adslctl configure --mod %s --bitswap on --sra on --lpair i %s", modulation_word(mode),

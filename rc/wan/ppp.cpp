@@ -27,7 +27,7 @@ constexpr size_t kLongestCommand = 1024;
 // The last words of every command; the daemon runs in the background.
 constexpr const char *kEcho = "lcp-echo-failure 6 lcp-echo-interval 10 &";
 
-// Words of the command that may be missing. Deliberate: an empty one leaves its blanks.
+// Words of the command that may be missing. Deliberate: an empty one leaves its spaces.
 struct PppdPieces {
     std::string peer_dns;
     std::string idle;
@@ -166,7 +166,7 @@ int set_pppd_cmd(PppKind kind, Start start)
     if (idle_minutes != 0 && start == Start::kAgain) {
         return status;
     }
-    // Without limit: a run that gives up would leave the router offline until somebody noticed.
+    // Without limit: a run that gives up would leave the router offline until someone noticed.
     while (wait_ppp(kMinute) != 0) {
         run("/usr/bin/killall -9 pppd");
         run("/bin/echo g7 on > /proc/led");

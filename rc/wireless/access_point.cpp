@@ -112,7 +112,7 @@ void allow_channel(WifiConfig &config)
     }
 }
 
-// Deliberate: an unknown region leaves the code empty and a blank at the end of the command; its message
+// Deliberate: an unknown region leaves the code empty and a space at the end of the command; its message
 // keeps its spelling.
 void set_country(WifiConfig &config)
 {
@@ -219,7 +219,7 @@ void link_point(const WifiConfig &config)
     MY_SYSTEM("/usr/sbin/wlctl closed 1");
 }
 
-// Deliberate: an empty slot leaves its blank in the command; only slots whose text could be an address
+// Deliberate: an empty slot leaves its space in the command; only slots whose text could be an address
 // (more than 12 characters) get their link into the bridge.
 void link_peers(const WifiConfig &config)
 {
