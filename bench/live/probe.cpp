@@ -375,12 +375,21 @@ std::string look_up(const Talk &talk, const std::string &name)
     const Socket client(make_socket(*talk.from, SOCK_DGRAM, 0, talk.source, 0));
     const sockaddr_in where = socket_address(talk.to.address, talk.to.port);
     const std::string question = name_question(name);
-    char bytes[1500];
-    if (connect(client, reinterpret_cast<const sockaddr *>(&where), sizeof where) != 0 ||
-        send(client, question.data(), question.size(), 0) < 0 || !wait_readable(client, talk.patience)) {
+    if (connect(client, reinterpret_cast<const sockaddr *>(&where), sizeof where) != 0) {
         return "";
     }
-    const ssize_t got = recv(client, bytes, sizeof bytes, 0);
+    // Asked again as a resolver does: a relay that was started a moment ago does not listen yet.
+    constexpr int kTries = 10;
+    char bytes[1500];
+    ssize_t got = -1;
+    for (int i = 0; i < kTries && got < 0; ++i) {
+        const bool sent = send(client, question.data(), question.size(), 0) >= 0;
+        got =
+            sent && wait_readable(client, talk.patience / kTries) ? recv(client, bytes, sizeof bytes, 0) : -1;
+        if (got < 0 && errno == ECONNREFUSED) {
+            poll(nullptr, 0, talk.patience / kTries);
+        }
+    }
     if (got < static_cast<ssize_t>(question.size()) || bytes[7] == 0) {
         return got < 0 ? "" : "no such name";
     }
