@@ -72,9 +72,9 @@ struct Target {
 Target host_target(const std::filesystem::path &program);
 
 // The same for a program of another processor: the preloaded library of its own build
-// (../lib/libbench_preload.so beside it), the emulator for its processor and the directory with its C library,
-// as Debian's packages install them, or from BENCH_EMULATOR and BENCH_LIBRARY. Throws Error when it is no
-// program, or when emulator or C library are missing.
+// (../lib/libbench_preload.so beside it), the emulator for its processor and the directory with its C
+// library, as Debian's packages install them, or from BENCH_EMULATOR and BENCH_LIBRARY. Throws Error when it
+// is no program, or when emulator or C library are missing.
 Target emulated_target(const std::filesystem::path &program);
 
 // Makes ahead what all roots with this target share, in this process and in those forked from it: each makes

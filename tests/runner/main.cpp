@@ -266,8 +266,8 @@ Programs make_programs(const Options &options)
     Programs programs;
     programs.direct = options.direct;
     try {
-        programs.target = options.emulate ? bench::emulated_target(options.program)
-                                          : bench::host_target(options.program);
+        programs.target =
+            options.emulate ? bench::emulated_target(options.program) : bench::host_target(options.program);
         bench::prepare(programs.target);
     } catch (const std::exception &error) {
         refuse(error.what());
