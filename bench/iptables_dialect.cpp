@@ -183,6 +183,12 @@ class Rule {
     std::vector<DialectNote> &notes_;
 };
 
+// How an error says where it is.
+std::string at(size_t line)
+{
+    return "rules:" + std::to_string(line) + ": ";
+}
+
 struct Chain {
     std::string name;
     std::string policy = "-";
@@ -224,7 +230,7 @@ class Kernel {
                 table.chains.push_back({command.chain});
                 return;
             case 'P':
-                chain_of(table, command.chain).policy = command.words.at(0);
+                set_policy(table, command, line);
                 return;
             default:
                 add(table, command, line);
@@ -234,7 +240,7 @@ class Kernel {
 
     std::string restore()
     {
-        if (drops_in_nat_) {
+        if (drop_in_nat_ != 0) {
             drop_marked();
         }
         std::string text;
@@ -244,11 +250,11 @@ class Kernel {
     }
 
   private:
-    static Chain &chain_of(Table &table, const std::string &name)
+    static Chain &chain_of(Table &table, const std::string &name, size_t line)
     {
         Chain *chain = table.find(name);
         if (chain == nullptr) {
-            throw Error("rules: no chain " + name);
+            throw Error(at(line) + "no chain " + name);
         }
         return *chain;
     }
@@ -262,6 +268,15 @@ class Kernel {
         }
     }
 
+    static void set_policy(Table &table, const RuleCommand &command, size_t line)
+    {
+        Chain &chain = chain_of(table, command.chain, line);
+        if (command.words.empty()) {
+            throw Error(at(line) + "no policy for chain " + command.chain);
+        }
+        chain.policy = command.words[0];
+    }
+
     void remove(Table &table, const std::string &name, size_t line)
     {
         const auto same = [&](const Chain &chain) { return chain.name == name; };
@@ -272,14 +287,16 @@ class Kernel {
 
     void add(Table &table, const RuleCommand &command, size_t line)
     {
-        Chain &chain = chain_of(table, command.chain);
+        Chain &chain = chain_of(table, command.chain, line);
         const size_t noted = notes_.size();
         Rule rule(command, line, notes_);
         if (!rule.translate(schedule_active_)) {
             return;
         }
         for (size_t i = noted; i < notes_.size(); ++i) {
-            drops_in_nat_ = drops_in_nat_ || notes_[i].difference == Difference::kDropInNat;
+            if (notes_[i].difference == Difference::kDropInNat && drop_in_nat_ == 0) {
+                drop_in_nat_ = line;
+            }
         }
         chain.rules.insert(command.command == 'I' ? chain.rules.begin() : chain.rules.end(), rule.text());
     }
@@ -293,7 +310,7 @@ class Kernel {
         nat_.chains.push_back(
             {chain, "-", {"-A " + chain + " -j MARK --set-mark " + mark, "-A " + chain + " -j ACCEPT"}});
         for (const std::string hook : {"INPUT", "FORWARD"}) {
-            Words &rules = chain_of(filter_, hook).rules;
+            Words &rules = chain_of(filter_, hook, drop_in_nat_).rules;
             rules.insert(rules.begin(), "-A " + hook + " -m mark --mark " + mark + " -j DROP");
         }
     }
@@ -313,7 +330,7 @@ class Kernel {
     }
 
     bool schedule_active_;
-    bool drops_in_nat_ = false;
+    size_t drop_in_nat_ = 0;  // the first one's line
     std::vector<DialectNote> &notes_;
     Table nat_ = {};
     Table filter_ = {};
@@ -384,7 +401,7 @@ Dialect translate_rules(std::string_view rules, bool schedule_active)
         rules.remove_prefix(std::min(text.size() + 1, rules.size()));
         const RuleCommand command = parse_rule(text);
         if (command.command == '\0' || (command.table != "nat" && command.table != "filter")) {
-            throw Error("rules:" + std::to_string(line) + ": not a rule: " + text);
+            throw Error(at(line) + "not a rule: " + text);
         }
         kernel.run(command, line);
     }
