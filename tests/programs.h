@@ -17,6 +17,10 @@ inline bench::Target built_rc()
     return bench::host_target(program_folder() / "rc");
 }
 
+// What a test says that is left out where rc for the target is missing.
+constexpr const char *kNeedsTarget =
+    "needs the programs for the target: cmake --preset mips, cmake --build --preset mips";
+
 // rc for the target, where it is built too; else none.
 inline std::optional<bench::Target> built_rc_of_target()
 {

@@ -306,7 +306,7 @@ TEST_F(Rcbench, ADirectoryToKeepTheRouterInThatCannotBeWrittenToIsNamed)
     fs::permissions(folder_, fs::perms(0755));
     fs::permissions(folder_ + "/locked", fs::perms(0555));
     if (system((as_other + "--version >/dev/null 2>&1").c_str()) != 0) {
-        GTEST_SKIP() << "the program cannot be run as another user from where it is";
+        GTEST_SKIP() << "needs a place that other users can run the program from";
     }
     for (const std::string &place : {folder_ + "/locked", folder_ + "/locked/deeper"}) {
         const std::string errors = folder_ + "/errors";

@@ -14,7 +14,7 @@ namespace {
 TEST(FailedRead, OnceReplacesNoSetting)
 {
 #ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "a program with sanitizers has its own allocation";
+    GTEST_SKIP() << "needs a build without sanitizers, which bring an allocation of their own";
 #endif
     const bench::Target target = built_rc();
     const Verb verb = {"wlan", "start"};
@@ -36,7 +36,7 @@ TEST(FailedRead, OnceReplacesNoSetting)
 TEST(FailedOpen, OnceAtBootRestoresTheFlashAllTheSame)
 {
 #ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "a program with sanitizers has its own allocation";
+    GTEST_SKIP() << "needs a build without sanitizers, which bring an allocation of their own";
 #endif
     const bench::Target target = built_rc();
     const Verb verb = {"init", ""};

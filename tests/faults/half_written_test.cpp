@@ -16,7 +16,7 @@ void expect_filled(const std::string &bytes, const std::vector<std::string> &wor
                    const std::string &store, long waits)
 {
 #ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "a program with sanitizers has its own allocation";
+    GTEST_SKIP() << "needs a build without sanitizers, which bring an allocation of their own";
 #endif
     std::vector<bench::Target> targets = {built_rc()};
     if (const auto target = built_rc_of_target()) {

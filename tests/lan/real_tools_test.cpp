@@ -71,7 +71,7 @@ struct Directory {
 TEST(RealTools, DhcpClientGetsWhatTheConfigurationSays)
 {
     if (!networks_can_be_made()) {
-        GTEST_SKIP() << "no network namespaces here";
+        GTEST_SKIP() << "needs network namespaces: root, or user namespaces switched on";
     }
     bench::Setup setup = lan_setup();
     setup.settings->push_back({"dhcp_start_ip", "192.168.0.33"});
@@ -111,7 +111,7 @@ grep "can't parse" server
 TEST(RealTools, RoutesReachTheKernelAndLeaveIt)
 {
     if (!networks_can_be_made()) {
-        GTEST_SKIP() << "no network namespaces here";
+        GTEST_SKIP() << "needs network namespaces: root, or user namespaces switched on";
     }
     bench::Setup setup = lan_setup();
     setup.settings->push_back({"rt_static_route",

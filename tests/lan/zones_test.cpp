@@ -322,7 +322,7 @@ TEST(Zones, OnlyTextInPosixFormCountsOnTheTarget)
 {
     const auto target = built_rc_of_target();
     if (!target) {
-        GTEST_SKIP() << "rc is not built for the target";
+        GTEST_SKIP() << kNeedsTarget;
     }
     check_texts(*target);
 }
@@ -338,7 +338,7 @@ TEST(Zones, EveryRowGivesItsLocalTimeOnTheTarget)
 {
     const auto target = built_rc_of_target();
     if (!target) {
-        GTEST_SKIP() << "rc is not built for the target";
+        GTEST_SKIP() << kNeedsTarget;
     }
     check_rows(*target);
 }

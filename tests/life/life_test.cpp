@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bench/router.h"
+#include "tests/programs.h"
 
 namespace {
 
@@ -714,23 +715,18 @@ void live(const bench::Target &target)
     }
 }
 
-fs::path program_folder()
-{
-    return fs::read_symlink("/proc/self/exe").parent_path();
-}
-
 TEST(WholeLife, OnTheWorkstation)
 {
-    live(bench::host_target(program_folder() / "rc"));
+    live(built_rc());
 }
 
 TEST(WholeLife, OnTheTarget)
 {
-    const fs::path build = program_folder().parent_path().parent_path() / "mips";
-    if (!fs::exists(build / "bin" / "rc")) {
-        GTEST_SKIP() << "no target program in " << build;
+    const auto target = built_rc_of_target();
+    if (!target) {
+        GTEST_SKIP() << kNeedsTarget;
     }
-    live(bench::emulated_target(build / "bin" / "rc"));
+    live(*target);
 }
 
 }  // namespace

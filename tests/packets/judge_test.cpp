@@ -22,7 +22,7 @@ class Judge : public testing::Test {
         const kernel::Judgement judgement =
             kernel::judge("*filter\nCOMMIT\n*nat\nCOMMIT\n*mangle\nCOMMIT\n", network(), {});
         if (!judgement.error.empty()) {
-            GTEST_SKIP() << "no kernel to ask here: " << judgement.error;
+            GTEST_SKIP() << "needs a kernel to ask, with network namespaces and iptables (legacy): " << judgement.error;
         }
     }
 };

@@ -2,57 +2,27 @@
 // they say to questions that cannot be answered.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "forms/settings.h"
 #include "tests/packets/agreement.h"
 #include "tests/programs.h"
+#include "tests/running.h"
 
 namespace {
 
 using Json = nlohmann::json;
 
-struct Answer {
-    int status = -1;
-    std::string text;  // errors before output
-};
-
 class PacketQuestions : public testing::Test {
   protected:
-    PacketQuestions() { folder_ = mkdtemp(name_); }
-    ~PacketQuestions() override { std::filesystem::remove_all(folder_); }
-
     // The words as a shell reads them.
-    static Answer ask(const std::string &words)
-    {
-        FILE *pipe = popen((RCBENCH_TOOL " " + words + " 2>&1").c_str(), "r");
-        Answer answer;
-        if (pipe == nullptr) {
-            return answer;
-        }
-        char piece[4096];
-        for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;) {
-            answer.text.append(piece, got);
-        }
-        const int status = pclose(pipe);
-        answer.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        return answer;
-    }
+    Ran ask(const std::string &words) const { return folder_.run(RCBENCH_TOOL " " + words); }
 
-    std::string file(const std::string &text) const
-    {
-        std::ofstream(folder_ + "/file", std::ios::binary) << text;
-        return folder_ + "/file";
-    }
+    std::string file(const std::string &text) const { return folder_.file("file", text); }
 
     static std::string promises()
     {
@@ -60,14 +30,14 @@ class PacketQuestions : public testing::Test {
     }
 
   private:
-    char name_[32] = "/tmp/questions-XXXXXX";
-    std::string folder_;
+    Folder folder_;
 };
 
-void expect(const Answer &answer, int status, const std::string &text)
+// Errors stand before output.
+void expect(const Ran &ran, int status, const std::string &text)
 {
-    EXPECT_EQ(answer.text, text);
-    EXPECT_EQ(answer.status, status) << answer.text;
+    EXPECT_EQ(ran.errors + ran.output, text);
+    EXPECT_EQ(ran.status, status);
 }
 
 // ---- packets --------------------------------------------------------------------------------------------
@@ -104,28 +74,28 @@ TEST_F(PacketQuestions, SayTheVerdictFirstAndThenTheWay)
 TEST_F(PacketQuestions, TakeSeveralPacketsAlsoFromFiles)
 {
     const std::string list = file("# pings\n\nicmp ->\nudp 192.168.0.100 -> 192.168.0.1:53\r\n");
-    const Answer both = ask("packet --quick 'icmp ->' 'icmp ->'");
+    const Ran both = ask("packet --quick 'icmp ->' 'icmp ->'");
     expect(both, 1, std::string(kPing) + "\n" + kPing);
-    const Answer from_file = ask("packet --quick @" + list);
-    const Answer from_input = ask("packet --quick - < " + list);
-    EXPECT_EQ(from_file.text, from_input.text);
+    const Ran from_file = ask("packet --quick @" + list);
+    const Ran from_input = ask("packet --quick - < " + list);
+    EXPECT_EQ(from_file.output, from_input.output);
     EXPECT_EQ(from_file.status, 1);
-    EXPECT_EQ(from_file.text.substr(0, std::string(kPing).size() + 1), std::string(kPing) + "\n");
+    EXPECT_EQ(from_file.output.substr(0, std::string(kPing).size() + 1), std::string(kPing) + "\n");
     EXPECT_NE(
-        from_file.text.find("\nlan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off\naccepted, to "
-                            "192.168.0.1:53, the router itself\n"),
+        from_file.output.find("\nlan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off\naccepted, to "
+                              "192.168.0.1:53, the router itself\n"),
         std::string::npos)
-        << from_file.text;
+        << from_file.output;
 }
 
 TEST_F(PacketQuestions, NameTheSettingAndTheRecordForMachines)
 {
-    const Answer answer =
+    const Ran answer =
         ask("packet --json 'tcp 198.51.100.7 -> 203.0.113.10:443' 'icmp ->' "
             "'tcp 224.0.0.1 -> :80'");
     EXPECT_EQ(answer.status, 1);
-    const Json json = Json::parse(answer.text, nullptr, false);
-    ASSERT_EQ(json.size(), 3U) << answer.text;
+    const Json json = Json::parse(answer.output, nullptr, false);
+    ASSERT_EQ(json.size(), 3U) << answer.output;
     const Json &let_in = json[0];
     EXPECT_EQ(let_in["verdict"], "accept");
     EXPECT_EQ(let_in["hook"], "FORWARD");
@@ -187,7 +157,7 @@ TEST_F(PacketQuestions, ListWhatIsLetIn)
   tcp       443        any   203.0.113.10  192.168.0.20:443  unless over the limit or scan seen        framework
   udp       3074-3075  any   203.0.113.10  192.168.0.30      when schedule, unless over the limit or scan seen  framework
 )");
-    const Json rows = Json::parse(ask("reach --json --from wan").text, nullptr, false);
+    const Json rows = Json::parse(ask("reach --json --from wan").output, nullptr, false);
     ASSERT_EQ(rows.size(), 3U);
     const Json limits = {"over the limit", "scan seen"};
     EXPECT_EQ(row(rows[0]), Json({{"protocol", "tcp"},
@@ -224,7 +194,7 @@ TEST_F(PacketQuestions, CompareBeforeAndAfter)
 )");
     expect(ask("reach --quick --diff --set log_type=1"), 0,
            "Nothing changes: the same connections get through to the same ends.\n");
-    EXPECT_EQ(ask("reach --quick --json --diff --set log_type=1").text, "[]\n");
+    EXPECT_EQ(ask("reach --quick --json --diff --set log_type=1").output, "[]\n");
 }
 
 // ---- promises -------------------------------------------------------------------------------------------
@@ -241,18 +211,19 @@ TEST_F(PacketQuestions, CheckPromises)
     expect(ask("reach --quick --promises " +
                file("# two\nalways lan -> router:53 udp\n\nnever wan -> lan:443\n")),
            1, "holds   always lan -> router:53 udp\n" + broken);
-    const Json json = Json::parse(ask("reach --quick --json --never 'wan -> lan:443'").text, nullptr, false);
+    const Json json =
+        Json::parse(ask("reach --quick --json --never 'wan -> lan:443'").output, nullptr, false);
     ASSERT_EQ(json.size(), 1U);
     EXPECT_EQ(json[0]["holds"], false);
     EXPECT_EQ(json[0]["packet"], "tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off");
 }
 
 // Each line begins with "holds" or "exempt".
-void expect_kept(const Answer &answer, const std::string &settings)
+void expect_kept(const Ran &answer, const std::string &settings)
 {
-    EXPECT_EQ(answer.status, 0) << answer.text << settings;
-    EXPECT_EQ(answer.text.find("broken"), std::string::npos);
-    EXPECT_NE(answer.text.find("holds   never wan 127.0.0.0/8 224.0.0.0/3 -> lan\n"), std::string::npos);
+    EXPECT_EQ(answer.status, 0) << answer.output << settings;
+    EXPECT_EQ(answer.output.find("broken"), std::string::npos);
+    EXPECT_NE(answer.output.find("holds   never wan 127.0.0.0/8 224.0.0.0/3 -> lan\n"), std::string::npos);
 }
 
 TEST_F(PacketQuestions, AreKeptByTheDefaultsAndByRandomSettings)
@@ -282,11 +253,11 @@ TEST_F(PacketQuestions, AboutEverythingThatAreNoneGetOneLine)
 
 TEST_F(PacketQuestions, FindRulesThatNothingNeeds)
 {
-    const Json before = Json::parse(ask("reach --quick --idle --json").text, nullptr, false);
+    const Json before = Json::parse(ask("reach --quick --idle --json").output, nullptr, false);
     const std::string twice =
         "1:HTTPS:2:192.168.0.20:0.0.0.0/0:0\\x011:HTTPS:2:192.168.0.21:0.0.0.0/0:0\\x01";
-    const Json after = Json::parse(ask("reach --quick --idle --json --set 'fw_in_rules=" + twice + "'").text,
-                                   nullptr, false);
+    const Json after = Json::parse(
+        ask("reach --quick --idle --json --set 'fw_in_rules=" + twice + "'").output, nullptr, false);
     const std::string line =
         "-t nat -A NAPT -s 0.0.0.0/0 -d 203.0.113.10 -p tcp --dport 443:443 -j DNAT --to ";
     const Json shadowed = {{"kind", "shadowed"},

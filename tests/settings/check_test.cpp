@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "forms/check.h"
+#include "tests/programs.h"
 #include "tests/settings/values.h"
 
 namespace {
@@ -79,7 +80,7 @@ TEST(SettingsCheckInC, SaysTheSameOnTheTarget)
 {
     const std::string judge = std::string(SETTINGS_JUDGE_MIPS);
     if (!std::filesystem::exists(judge)) {
-        GTEST_SKIP() << judge << " is not built";
+        GTEST_SKIP() << kNeedsTarget;
     }
     expect_agreement("qemu-mips-static -L /usr/mips-linux-gnu " + judge);
 }

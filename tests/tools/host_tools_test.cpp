@@ -242,7 +242,7 @@ TEST_F(HostTools, AnUnwritableDirectoryIsSaid)
     // Root may write everywhere.
     const std::string as_other = geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
     if (run(as_other + "$nvram --version").status != 0) {
-        GTEST_SKIP() << "the program cannot be run as another user from where it is";
+        GTEST_SKIP() << "needs a place that other users can run the program from";
     }
     expect(as_other + "$nvram -f s set lan_if=br1", 3,
            "nvram: cannot write s: its directory . cannot be written to: Permission denied\n");

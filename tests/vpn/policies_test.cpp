@@ -700,7 +700,7 @@ TEST_P(RandomPolicies, AreBroughtUpByTheRulesOnTheTarget)
 {
     const auto target = built_rc_of_target();
     if (!target) {
-        GTEST_SKIP() << "rc is not built for the target";
+        GTEST_SKIP() << kNeedsTarget;
     }
     compare_starts(*target, GetParam(), 6);
 }

@@ -336,7 +336,7 @@ TEST_P(WanModes, OnTheTarget)
 {
     const auto target = built_rc_of_target();
     if (!target) {
-        GTEST_SKIP() << "rc is not built for the target";
+        GTEST_SKIP() << kNeedsTarget;
     }
     const std::vector<Case> cases = cases_of(GetParam());
     constexpr size_t kShare = 7;
