@@ -125,8 +125,12 @@ struct Setup {
 struct Run {
     std::vector<std::string> words;  // all words, the program name included
     std::filesystem::path program;   // another program of the target's processor than rc; empty: rc
-    bool nested = false;             // runs of rc started by rc really run; else they are only recorded
-    std::optional<int64_t> clock;    // seconds since 1970 UTC that rc sees, standing still; none: real time
+    std::string command;  // in place of rc: a shell command, recorded as one of rc's; not with `wrapper`
+    bool nested = false;  // runs of rc started by rc really run; else they are only recorded
+    // Seconds since 1970 UTC that rc sees when it begins; its pauses, and nothing else, move them on. Runs
+    // that a command starts begin when it does; what is in the background moves no clock but its own. None:
+    // real time.
+    std::optional<int64_t> clock;
     // n -> shell command run in the root at the n-th pause of the outer run (sleep, and usleep of 10 or
     // more; the first is 1). A pause of a millisecond or more first lets the commands in the background end.
     std::map<int, std::string> pauses;
@@ -187,6 +191,8 @@ struct Trace {
     std::vector<FileChange> files;        // by path; without the bench's own and links to tools
     std::vector<SettingChange> settings;  // of /tmp/nvram, in store order, removed ones last
     double seconds = 0;                   // how long it took
+    // With Run::clock: microseconds since 1970 when the last of it all had ended.
+    int64_t clock_end = 0;
 
     // The commands given to the shell, in order, those of nested runs too.
     std::vector<std::string> commands() const;
@@ -229,6 +235,8 @@ class Root {
     // The entries of the working copy, or of another store file; none when there is no such file.
     std::optional<std::vector<Setting>> settings(std::string_view path = "/tmp/nvram") const;
     std::optional<std::string> setting(std::string_view key) const;
+    // What the interface is like from the next run on; one of that name need not be there yet.
+    void set_interface(const Interface &interface);
     // Changes entries of the working copy, each in its place or at the end, as a user's page does.
     void set(const std::vector<Setting> &changes);
 

@@ -43,5 +43,6 @@ Command make_explain();
 Command make_packet();
 Command make_reach();
 Command make_live();
+Command make_day();
 
 }  // namespace rcbench

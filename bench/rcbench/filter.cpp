@@ -68,7 +68,8 @@ bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target 
     bench::Root root(target, setup);
     std::vector<bench::Trace> traces;
     for (const char *service : {"firewall", "route"}) {
-        traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}));
+        std::optional<int64_t> clock = request.clock;
+        traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}, clock));
     }
     try {
         bench::RouterFilter filter = bench::router_filter(root, setup.interfaces, traces);

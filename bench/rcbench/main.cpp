@@ -19,6 +19,7 @@ constexpr CommandRow kCommands[] = {
     {"packet", "which packet gets through, and by which rules",                 make_packet},
     {"reach",  "everything that gets through, what a change opens, promises",   make_reach},
     {"live",  "the router in a network of its own, with real tools and packets", make_live},
+    {"day",    "a day by the clock: what cron starts, what happens to the line", make_day},
 };
 // clang-format on
 

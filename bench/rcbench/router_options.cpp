@@ -93,21 +93,6 @@ bench::Interface interface(const std::string &argument)
     return {pair.left, address, bits, ""};
 }
 
-int64_t clock_time(const std::string &argument)
-{
-    tm when = {};
-    const char *end = strptime(argument.c_str(), "%Y-%m-%d %H:%M:%S", &when);
-    if (end == nullptr || *end != '\0') {
-        throw usage_error("--clock " + shown(argument) + ": not a time like '2026-03-06 08:29:00'");
-    }
-    tm counted = when;
-    const int64_t seconds = timegm(&counted);
-    if (counted.tm_mday != when.tm_mday || counted.tm_mon != when.tm_mon || counted.tm_sec != when.tm_sec) {
-        throw Failure(forms::kUnusable, "--clock " + shown(argument) + ": there is no such day or second");
-    }
-    return seconds;
-}
-
 // A number of an option that has bounds.
 int number_from(const std::string &option, const std::string &argument, int least, int most)
 {
@@ -186,6 +171,21 @@ std::filesystem::path program_of(const RouterRequest &request)
 
 }  // namespace
 
+int64_t clock_time(const std::string &argument)
+{
+    tm when = {};
+    const char *end = strptime(argument.c_str(), "%Y-%m-%d %H:%M:%S", &when);
+    if (end == nullptr || *end != '\0') {
+        throw usage_error("--clock " + shown(argument) + ": not a time like '2026-03-06 08:29:00'");
+    }
+    tm counted = when;
+    const int64_t seconds = timegm(&counted);
+    if (counted.tm_mday != when.tm_mday || counted.tm_mon != when.tm_mon || counted.tm_sec != when.tm_sec) {
+        throw Failure(forms::kUnusable, "--clock " + shown(argument) + ": there is no such day or second");
+    }
+    return seconds;
+}
+
 std::string router_file(const std::string &option, const std::string &path)
 {
     if (!path.starts_with('/')) {
@@ -242,7 +242,8 @@ Options router_options(const std::shared_ptr<RouterRequest> &r)
          .help = "one more network interface",
          .take = [r](Text text) { r->interfaces.push_back(interface(text)); }},
         {.name = "clock", .argument = "'YYYY-MM-DD HH:MM:SS'",
-         .help = "the time rc sees, in UTC",
+         .help = "the time rc sees when the first run begins, in UTC; its pauses, and nothing else, move it on. "
+                 "May also stand before the words of a later run",
          .take = [r](Text text) { r->clock = clock_time(text); }},
         {.name = "nested",
          .help = "runs of rc that rc starts really run, and are shown indented",

@@ -51,6 +51,9 @@ bench::Setup scenario_setup_of(const RouterRequest &request, const bench::Target
 void add_settings(const std::string &option, const std::string &argument,
                   std::vector<bench::Setting> &settings);
 
+// Seconds since 1970 of "YYYY-MM-DD HH:MM:SS" in UTC, as given with --clock.
+int64_t clock_time(const std::string &argument);
+
 // A path of the router; refuses one that does not begin with "/", and the root itself.
 std::string router_file(const std::string &option, const std::string &path);
 

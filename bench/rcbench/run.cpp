@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <iterator>
 
 #include "bench/rcbench/runs.h"
@@ -85,6 +86,11 @@ void refuse_contradictions(const RunRequest &request)
     if (request.scenario && (request.json || request.diff || request.last || !request.shown.empty())) {
         throw usage_error("--scenario cannot be combined with --json, --diff, --last or --show");
     }
+    const bool clock_again = std::any_of(request.runs.begin(), request.runs.end(),
+                                         [](const WishedRun &run) { return run.clock.has_value(); });
+    if (request.scenario && clock_again) {
+        throw usage_error("--scenario has one --clock, before the words of the first run");
+    }
     if (request.diff && (request.keep || !request.shown.empty())) {
         throw usage_error("--diff cannot be combined with --keep or --show");
     }
@@ -94,9 +100,9 @@ void refuse_contradictions(const RunRequest &request)
 }
 
 // Options behind rc's words would be words of rc, which has none that begin so.
-void refuse_late_options(const forms::Program &program, const Words &words)
+void refuse_late_options(const forms::Program &program, const WishedRun &run)
 {
-    for (const std::string &word : words) {
+    for (const std::string &word : run.words) {
         const std::string name = word.starts_with("--") ? word.substr(2, word.find('=') - 2) : "";
         const bool is_option =
             std::any_of(program.options.begin(), program.options.end(),
@@ -107,8 +113,22 @@ void refuse_late_options(const forms::Program &program, const Words &words)
     }
 }
 
+std::string utc_text(int64_t seconds)
+{
+    const time_t time = seconds;
+    char text[32] = "";
+    tm utc = {};
+    if (gmtime_r(&time, &utc) != nullptr) {
+        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
+    }
+    return text;
+}
+
 void print_changes(const WishedRun &run)
 {
+    if (run.clock) {
+        printf("# clock %s\n", utc_text(*run.clock).c_str());
+    }
     for (const bench::Setting &entry : run.changes) {
         printf("# %s=%s\n", entry.key.c_str(), bench::escape(entry.value).c_str());
     }
@@ -140,8 +160,9 @@ void print_run(const RunRequest &request, size_t number, const bench::Trace &tra
 int run_all(const RunRequest &request, const bench::Target &target, bench::Root &root)
 {
     std::vector<bench::Trace> traces;
+    std::optional<int64_t> clock = request.router->clock;
     for (size_t i = 0; i < request.runs.size(); ++i) {
-        traces.push_back(run_in(root, *request.router, request.runs[i]));
+        traces.push_back(run_in(root, *request.router, request.runs[i], clock));
         if (!request.json && is_wanted(request, i)) {
             print_run(request, i, traces.back());
         }
@@ -197,7 +218,8 @@ int print_scenario(const RunRequest &request, const bench::Target &target)
     std::string runs;
     bench::Root root(target, setup);
     for (const WishedRun &run : request.runs) {
-        traces.push_back(run_in(root, *request.router, run));
+        std::optional<int64_t> clock = request.router->clock;  // a scenario's runs all begin at its time
+        traces.push_back(run_in(root, *request.router, run, clock));
         runs += "\n" + change_directives(run) +
                 bench::run_directives({run.words.begin() + 1, run.words.end()}, traces.back(), root);
     }
@@ -223,9 +245,12 @@ int print_diff(const RunRequest &request, const bench::Target &target)
     return status_of(before, status_of(after, differs ? forms::kNo : forms::kDone));
 }
 
-int work(RunRequest &request, const Words &words)
+int work(RunRequest &request, const forms::Program &program, const Words &words)
 {
     request.runs = read_runs(words);
+    for (const WishedRun &run : request.runs) {
+        refuse_late_options(program, run);
+    }
     refuse_contradictions(request);
     request.style = fitted(request.style);
     const bench::Target target = target_of(*request.router);
@@ -262,7 +287,7 @@ Command make_run()
     Command command;
     command.program = {
         .name = "rcbench run",
-        .usage = {"[OPTIONS] WORDS...", "[OPTIONS] WORDS... , [KEY=VALUE]... WORDS...",
+        .usage = {"[OPTIONS] WORDS...", "[OPTIONS] WORDS... , [--clock TIME] [KEY=VALUE]... WORDS...",
                   "[OPTIONS] --diff --set KEY=VALUE... WORDS..."},
         .about = kAbout,
         .options = joined({router_options(request->router), run_options(request)}),
@@ -270,8 +295,7 @@ Command make_run()
         .place = forms::OptionPlace::kBeforeWords,
     };
     command.work = [request, program = command.program](const Words &words) {
-        refuse_late_options(program, words);
-        return work(*request, words);
+        return work(*request, program, words);
     };
     return command;
 }

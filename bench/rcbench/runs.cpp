@@ -1,6 +1,7 @@
 #include "bench/rcbench/runs.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <iterator>
 #include <sstream>
 
@@ -94,7 +95,9 @@ std::vector<WishedRun> read_runs(const Words &words)
     std::vector<WishedRun> runs;
     WishedRun run;
     for (size_t i = 0; i <= words.size(); ++i) {
-        if (i < words.size() && is_change(run, words[i])) {
+        if (run.words.size() == 1 && i + 1 < words.size() && words[i] == "--clock") {
+            run.clock = clock_time(words[++i]);
+        } else if (i < words.size() && is_change(run, words[i])) {
             add_settings("before the words for rc:", words[i], run.changes);
         } else if (i < words.size() && words[i] != ",") {
             run.words.push_back(words[i]);
@@ -131,24 +134,54 @@ bench::Run run_like(const RouterRequest &request)
     return run;
 }
 
-bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished)
+namespace {
+
+// The clock since boot goes on with the clock on the wall.
+void advance_uptime(bench::Root &root, int64_t seconds)
+{
+    double up = 0;
+    double idle = 0;
+    const std::string text = root.read("/proc/uptime").value_or("");
+    if (seconds > 0 && sscanf(text.c_str(), "%lf %lf", &up, &idle) == 2) {
+        char moved[80];
+        const auto more = static_cast<double>(seconds);
+        (void)snprintf(moved, sizeof moved, "%.2f %.2f\n", up + more, idle + more);
+        root.write("/proc/uptime", moved);
+    }
+}
+
+}  // namespace
+
+bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished,
+                    std::optional<int64_t> &clock)
 {
     if (!wished.changes.empty()) {
         root.set(wished.changes);
     }
+    if (wished.clock) {
+        clock = wished.clock;
+    }
     bench::Run run = run_like(request);
     run.words = wished.words;
-    return root.run(run);
+    run.clock = clock;
+    bench::Trace trace = root.run(run);
+    if (clock) {
+        constexpr int64_t kSecond = 1000000;
+        advance_uptime(root, trace.clock_end / kSecond - *clock);
+        clock = trace.clock_end / kSecond;
+    }
+    return trace;
 }
 
 std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vector<WishedRun> &runs,
                                    const bench::Target &target, bool with_changes)
 {
     bench::Root root(target, setup_of(request, target, with_changes));
+    std::optional<int64_t> clock = request.clock;
     std::vector<bench::Trace> traces;
     traces.reserve(runs.size());
     for (const WishedRun &run : runs) {
-        traces.push_back(run_in(root, request, run));
+        traces.push_back(run_in(root, request, run, clock));
     }
     return traces;
 }

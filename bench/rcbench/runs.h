@@ -1,4 +1,4 @@
-// The runs of rc that a command line asks for: WORDS... , KEY=VALUE... WORDS...
+// The runs of rc that a command line asks for: WORDS... , [--clock TIME] KEY=VALUE... WORDS...
 #pragma once
 
 #include <vector>
@@ -11,6 +11,7 @@ namespace rcbench {
 struct WishedRun {
     std::vector<bench::Setting> changes;
     Words words = {"rc"};
+    std::optional<int64_t> clock = {};  // set before the run
 };
 
 // Cuts the words at commas. Refuses runs without words.
@@ -22,8 +23,9 @@ std::vector<std::string> changed_keys(const std::vector<WishedRun> &runs);
 // A run with all that the options say about runs, as yet without words.
 bench::Run run_like(const RouterRequest &request);
 
-// Puts the run's settings in and runs it.
-bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished);
+// Puts the run's settings in and runs it. `clock`: what the runs before have made of the time; it goes on.
+bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished,
+                    std::optional<int64_t> &clock);
 
 // What rc takes as its first word: verbs and services.
 std::vector<std::string> first_words();

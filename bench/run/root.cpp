@@ -135,7 +135,7 @@ void Root::build(const Setup &setup)
 
 void Root::build_all(const Setup &setup)
 {
-    for (const char *name : {"bin", "board", "count", "libraries", "library", "pause"}) {
+    for (const char *name : {"bin", "board", "clock", "count", "libraries", "library", "pause"}) {
         fs::create_directories(directory_ / ".bench" / name);
     }
     if (fs::exists(target_.image / "root")) {
@@ -284,6 +284,18 @@ void Root::make_link(std::string_view path, const std::string &text)
     fs::remove_all(place);
     fs::create_directories(place.parent_path());
     put_link(place, text);
+}
+
+void Root::set_interface(const Interface &interface)
+{
+    const auto there = std::find_if(interfaces_.begin(), interfaces_.end(), [&](const Interface &candidate) {
+        return candidate.name == interface.name;
+    });
+    if (there == interfaces_.end()) {
+        interfaces_.push_back(interface);
+    } else {
+        *there = interface;
+    }
 }
 
 std::optional<std::vector<Setting>> Root::settings(std::string_view path) const

@@ -1,5 +1,7 @@
 // One run of a root: the run file, the sandbox, and what changed, as a trace.
+#include <algorithm>
 #include <chrono>
+#include <sstream>
 
 #include "bench/router.h"
 #include "bench/run/files.h"
@@ -23,8 +25,10 @@ void reset_bench(const fs::path &bench, const Run &run)
         }
     }
     fs::remove(bench / "count/runs");
-    fs::remove_all(bench / "pause");
-    fs::create_directory(bench / "pause");
+    for (const char *name : {"pause", "clock"}) {
+        fs::remove_all(bench / name);
+        fs::create_directory(bench / name);
+    }
     write_whole(bench / "record", "");
     write_whole(bench / "errors", "");
     for (const auto &[number, command] : run.pauses) {
@@ -59,6 +63,19 @@ class SystemView {
     fs::path root_;
 };
 
+// The latest time to which a pause moved a clock.
+int64_t latest_time(const fs::path &clocks, int64_t start)
+{
+    int64_t latest = start;
+    for (const fs::directory_entry &entry : fs::directory_iterator(clocks)) {
+        std::istringstream times(read_whole(entry.path()));
+        for (int64_t time = 0; times >> time;) {
+            latest = std::max(latest, time);
+        }
+    }
+    return latest;
+}
+
 }  // namespace
 
 Trace Root::run(const Run &run)
@@ -76,6 +93,9 @@ Trace Root::run(const Run &run)
     read_record(*this, trace);
     trace.files = compare_snapshots(before, take_snapshot(directory_, false));
     trace.settings = compare_settings(settings_before, settings().value_or(std::vector<Setting>{}));
+    if (run.clock) {
+        trace.clock_end = latest_time(directory_ / ".bench/clock", *run.clock * 1000000);
+    }
     trace.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return trace;
 }

@@ -63,17 +63,29 @@ void add_interfaces(std::string &out, const std::vector<Interface> &interfaces)
     }
 }
 
+// A command is noted by the recorder as if rc had given it to the shell.
+std::vector<std::string> command_words_of(const Run &run)
+{
+    return {"sh", "-c", run.command};
+}
+
 }  // namespace
 
 std::string run_file(const Target &target, const Run &run, const std::vector<Interface> &interfaces)
 {
     std::string out;
     add_pair(out, 'P', "/.bench/rc");
-    add_pair(out, 'R', run.program.empty() ? "/.bench/rc" : "/.bench/program");
+    add_pair(out, 'R',
+             !run.command.empty()  ? "/.bench/bin/bench_shell_recorder"
+             : run.program.empty() ? "/.bench/rc"
+                                   : "/.bench/program");
     for (const std::string &word : prefix_words(target, run)) {
         add_pair(out, 'p', word);
     }
-    for (const std::string &word : run.words) {
+    if (!run.command.empty()) {
+        add_pair(out, 'b', "1");
+    }
+    for (const std::string &word : run.command.empty() ? run.words : command_words_of(run)) {
         add_pair(out, 'a', word);
     }
     // The program must set the search path itself: this one is not enough for its commands.
@@ -82,7 +94,7 @@ std::string run_file(const Target &target, const Run &run, const std::vector<Int
         add_pair(out, 'e', preload_variable(run));
     }
     if (run.clock) {
-        add_pair(out, 'e', "BENCH_CLOCK=" + std::to_string(*run.clock));
+        add_pair(out, 't', std::to_string(*run.clock * 1000000));
     }
     if (run.calls_fail) {
         add_pair(out, 'e', "BENCH_FAIL=1");

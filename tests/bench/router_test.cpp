@@ -213,11 +213,51 @@ TEST(Bench, CallsThatWouldChangeTheMachineAreRecorded)
     EXPECT_EQ(lines_of({}, failing), (Lines{"hostname x", "domainname x", "out -1 -1", "klog 6", "out -1"}));
 }
 
-TEST(Bench, TheClockStandsStillWhenAsked)
+TEST(Bench, PausesAloneMoveTheClock)
 {
-    bench::Run run = probe({"clock", "sleep", "5", "clock"});
+    bench::Run run = probe({"clock", "sleep", "5", "clock", "usleep", "1500000", "clock"});
     run.clock = 86400;
-    EXPECT_EQ(lines_of({}, run), (Lines{"out 86400", "sleep 5", "out 86400"}));
+    bench::Root root(probe_target(), State{});
+    const bench::Trace trace = root.run(run);
+    EXPECT_EQ(bench::trace_lines(trace),
+              (Lines{"out 86400", "sleep 5", "out 86405", "usleep 1500000", "out 86406"}));
+    EXPECT_EQ(trace.clock_end, 86406500000);
+}
+
+TEST(Bench, ARunThatACommandStartsBeginsAtItsTimeAndMovesTheClockOfTheRunThatWaits)
+{
+    bench::Run run = probe({"sleep", "5", "sh", "rc sleep 7 clock; rc clock", "clock"});
+    run.clock = 86400;
+    run.nested = true;
+    EXPECT_EQ(lines_of({}, run), (Lines{"sleep 5", "sh rc sleep 7 clock; rc clock", "> sleep 7",
+                                        "> out 86412", "> out 86412", "out 86412"}));
+}
+
+TEST(Bench, WhatIsInTheBackgroundMovesTheClockOfNobodyElse)
+{
+    bench::Run run = probe({"sh", "rc sleep 7 clock &", "sleep", "1", "clock"});
+    run.clock = 86400;
+    run.nested = true;
+    bench::Root root(probe_target(), State{});
+    const bench::Trace trace = root.run(run);
+    EXPECT_EQ(bench::trace_lines(trace),
+              (Lines{"sh rc sleep 7 clock &", "> sleep 7", "> out 86407", "sleep 1", "out 86401"}));
+    EXPECT_EQ(trace.clock_end, 86407000000);
+}
+
+TEST(Bench, ACommandCanStandInThePlaceOfRc)
+{
+    bench::Run run;
+    run.command = "rc sleep 2 clock; ifconfig eth7 up";
+    run.environment = {"PATH=/bin:/sbin:/usr/sbin:/usr/bin"};
+    run.clock = 86400;
+    run.nested = true;
+    bench::Root root(probe_target(), State{});
+    const bench::Trace trace = root.run(run);
+    EXPECT_EQ(bench::trace_lines(trace, true),
+              (Lines{"sh rc sleep 2 clock; ifconfig eth7 up", "tool rc sleep 2 clock", "> sleep 2",
+                     "> out 86402", "tool ifconfig eth7 up"}));
+    EXPECT_EQ(trace.clock_end, 86402000000);
 }
 
 TEST(Bench, LocalTimeIsTheProgramsOwnBusiness)

@@ -110,7 +110,9 @@ void report_full_output(const Plan &plan)
     setenv(inside::kDirectName, "1", 1);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
     limit_output(plan);
-    if (program.first != nullptr) {
+    if (program.first != nullptr && program.bare) {
+        execv(program.first, plan.words);
+    } else if (program.first != nullptr) {
         inside::run_program(program, program.first, plan.words);
     }
     fprintf(stderr, "bench_init: cannot run %s: %s\n", program.first == nullptr ? "nothing" : program.first,

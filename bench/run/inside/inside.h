@@ -10,6 +10,7 @@
 //     plan      replies and effects of the stand-ins (fields)
 //     count/    counters: which reply is next, which run number is next
 //     pause/    N: the shell command for the N-th pause
+//     clock/    what ends when: the times to which pauses moved the clock
 //     board/    what effects of the image's stand-ins remember: processes, modules, circuits
 //
 // Used by static helpers without the C++ runtime and by the preloaded library of the target's processor:
@@ -40,6 +41,12 @@ constexpr const char *kPath = "PATH=/bin:/sbin:/usr/sbin:/usr/bin";
 constexpr const char *kRunName = "BENCH_RUN";
 constexpr const char *kCommandName = "BENCH_COMMAND";
 constexpr const char *kDirectName = "BENCH_DIRECT";
+
+// Environment, where the clock is the bench's: microseconds since 1970 at which a program starts, and the
+// file in which it leaves the times to which its pauses move it.
+constexpr const char *kClockName = "BENCH_CLOCK";
+constexpr const char *kClockEndName = "BENCH_CLOCK_END";
+constexpr const char *kClockEnd = "/.bench/clock/0";
 
 // Kinds of record entries; the data that follows.
 enum Entry : char {
@@ -184,11 +191,13 @@ struct Program {
     const char *prefix[kMostWords / 4];  // emulator or checker and its words; "%0" stands for argv[0]
     size_t prefix_count = 0;
     bool nested = false;
+    bool bare = false;  // the first program is run without those words
 };
 
 // Fields of the run file come in pairs, a letter and a value:
 //     P rc   R the program of this run   p word put before either (emulator)   a word of this run
-//     e NAME=value for rc   n runs started by rc really run
+//     e NAME=value for rc   n runs started by rc really run   t the time it starts at
+//     b the program of this run gets none of the words p
 //     i interface: name address bits hardware (spaces between, "-" for none)
 // Reads what concerns the program and puts its environment in place.
 inline void read_program(Program &program)
@@ -208,6 +217,12 @@ inline void read_program(Program &program)
             putenv(value);
         } else if (*letter == 'n') {
             program.nested = true;
+        } else if (*letter == 'b') {
+            program.bare = true;
+        } else if (*letter == 't') {
+            // A run that a command starts has a later time already.
+            setenv(kClockName, value, 0);
+            setenv(kClockEndName, kClockEnd, 0);
         }
     }
 }

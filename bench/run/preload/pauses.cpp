@@ -7,6 +7,7 @@
 #include <csignal>
 #include <ctime>
 
+#include "bench/run/preload/clock.h"
 #include "bench/run/preload/real.h"
 
 using preload::real;
@@ -123,9 +124,11 @@ extern "C" {
 int system(const char *command)
 {
     watch_commands();
+    preload::command_begins(command);
     const int status = real<int(const char *)>("system")(command);
     const int saved_errno = errno;
     inside::write_record(inside::kEntryEnd, "");
+    preload::command_ended();
     errno = saved_errno;
     return status;
 }
@@ -133,12 +136,14 @@ int system(const char *command)
 FILE *popen(const char *command, const char *mode)
 {
     watch_commands();
+    preload::command_begins(command);
     return real<FILE *(const char *, const char *)>("popen")(command, mode);
 }
 
 unsigned sleep(unsigned seconds)
 {
     preload::record_number(inside::kEntrySleep, static_cast<long>(seconds));
+    preload::time_passes(1000000LL * seconds);
     await_commands();
     pause_passed();
     return 0;
@@ -147,6 +152,7 @@ unsigned sleep(unsigned seconds)
 int usleep(useconds_t microseconds)
 {
     preload::record_number(inside::kEntryUsleep, static_cast<long>(microseconds));
+    preload::time_passes(microseconds);
     if (microseconds >= 1000) {
         await_commands();
     }
