@@ -242,7 +242,7 @@ RouterRun rc_run(const RouterChoice &choice, const std::string &words, const std
     }
     run.environment = {"LIVE_PAUSES=" + std::to_string(choice.pauses)};
     if (!clock.empty()) {
-        run.environment.push_back("BENCH_CLOCK=" + clock);
+        run.environment.push_back("BENCH_CLOCK=" + clock + "000000");
     }
     return run;
 }

@@ -1,6 +1,6 @@
 // Preloaded into rc in a live router: pauses at the scale of the run, and the kernel log left alone.
 //
-// The clock may stand still as in any bench root (bench/run/preload/clock.cpp).
+// The clock can be set, as in any bench root (bench/run/preload/clock.cpp); real pauses do not move it.
 #include <sys/klog.h>
 
 #include <cstdlib>
