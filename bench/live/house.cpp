@@ -77,6 +77,11 @@ bool House::wait_online(double seconds)
     return false;
 }
 
+bool House::wait_offline(double seconds)
+{
+    return wait_until([&] { return wait_idle(seconds) && !root_->exists("/tmp/wan_uptime"); }, seconds);
+}
+
 // The set that rules match on follows the flag a moment later.
 void House::await_flag()
 {
@@ -102,7 +107,16 @@ std::string House::run_rc(const std::string &words, const std::string &clock)
 
 void House::start_rc(const std::string &words)
 {
+    const std::vector<int> before = running_rc();
     start_in_router(network_.router, rc_run(choice_, words));
+    // Until it is seen among the processes: from then on the router is not idle.
+    const auto is_new = [&](int one) { return std::find(before.begin(), before.end(), one) == before.end(); };
+    (void)wait_until(
+        [&] {
+            const std::vector<int> running = running_rc();
+            return std::any_of(running.begin(), running.end(), is_new);
+        },
+        2);
 }
 
 Result House::run_shell(const std::string &command)
@@ -127,6 +141,9 @@ void House::unset(const std::string &key)
 
 void House::change_line(const Line &line)
 {
+    if (line.has_signal != line_.has_signal) {
+        plug_cables(line.has_signal);
+    }
     line_ = line;
     set_line(*root_, line_);
 }

@@ -19,10 +19,13 @@ class House {
     void boot();
     // Waits until the Internet connection is up and everything that follows it has run; false: in vain.
     bool wait_online(double seconds);
+    // Waits until rc has done what it can, and there is no connection; false: in vain.
+    bool wait_offline(double seconds);
     // Waits until no run of rc is left but one that waits for its connection; false: in vain.
     bool wait_idle(double seconds);
     // Runs rc and waits for it, and for the schedule flag to be in force; its output.
     std::string run_rc(const std::string &words, const std::string &clock = "");
+    // Starts rc, which is among the processes from then on.
     void start_rc(const std::string &words);
     // A command of the router's shell.
     Result run_shell(const std::string &command);

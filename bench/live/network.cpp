@@ -73,8 +73,10 @@ rule add priority 40000 table 100
 route add local 0.0.0.0/0 dev lo table 100
 END
 ip -n provider route add default via 198.51.100.10
-ip -n provider route add 192.168.0.0/16 via 203.0.113.10
 )";
+
+// Towards the LAN, for a router that does not translate addresses.
+constexpr const char *kLanRoute = "192.168.0.0/16 via 203.0.113.10";
 
 constexpr const char *kProviderDhcp = R"(start 203.0.113.10
 end 203.0.113.10
@@ -102,7 +104,8 @@ Network make_network(const std::function<void()> &router_init)
     network.provider = make_place("provider");
     network.internet = make_place("internet");
     network.router = make_place_with_init("router", router_init);
-    const Result made = run_outside({"dash", "-c", kLinks});
+    const Result made =
+        run_outside({"dash", "-c", std::string(kLinks) + "ip -n provider route add " + kLanRoute + "\n"});
     if (made.status != 0) {
         throw bench::Error("cannot make the network: " + made.output);
     }
@@ -118,6 +121,21 @@ const Place *find_place(const Network &network, const std::string &name)
         }
     }
     return nullptr;
+}
+
+void plug_cables(bool in)
+{
+    std::string lines;
+    for (const char *cable : {"dsl", "ppp", "atm"}) {
+        lines += std::string("ip -n provider link set ") + cable + (in ? " up\n" : " down\n");
+    }
+    if (in) {
+        lines += std::string("ip -n provider route replace ") + kLanRoute + "\n";
+    }
+    const Result plugged = run_outside({"dash", "-e", "-c", lines});
+    if (plugged.status != 0) {
+        throw bench::Error("cannot plug the cables: " + plugged.output);
+    }
 }
 
 void start_outside_services(const Network &network, const std::string &tool)

@@ -23,6 +23,9 @@ Network make_network(const std::function<void()> &router_init);
 // By its name: lan1, lan2, router, provider or internet; null: none of them.
 const Place *find_place(const Network &network, const std::string &name);
 
+// Takes the cables between router and provider away, or brings them back.
+void plug_cables(bool in);
+
 // The workstation's daemons outside: the provider's DHCP and name servers, a web server on the Internet.
 void start_outside_services(const Network &network, const std::string &tool);
 

@@ -1,154 +1,19 @@
 #include "bench/live/probe.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/ip_icmp.h>
-#include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <vector>
 
-#include "bench/router.h"
+#include "bench/live/sockets.h"
 
 namespace live {
 
 namespace {
 
-using bench::Error;
-using Clock = std::chrono::steady_clock;
-
-// A descriptor that closes itself.
-class Socket {
-  public:
-    explicit Socket(int fd) : fd_(fd) {}
-    ~Socket()
-    {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Socket(const Socket &) = delete;
-    Socket &operator=(const Socket &) = delete;
-    operator int() const { return fd_; }
-    int release()
-    {
-        const int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-
-  private:
-    int fd_;
-};
-
-sockaddr_in socket_address(const std::string &address, int port)
-{
-    sockaddr_in where = {};
-    where.sin_family = AF_INET;
-    where.sin_port = htons(static_cast<uint16_t>(port));
-    if (!address.empty() && inet_pton(AF_INET, address.c_str(), &where.sin_addr) != 1) {
-        throw Error("not an address: " + address);
-    }
-    return where;
-}
-
-std::string text_of(const sockaddr_in &where)
-{
-    char text[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, &where.sin_addr, text, sizeof text);
-    return text;
-}
-
-void set_option(int fd, int level, int name)
-{
-    const int on = 1;
-    (void)setsockopt(fd, level, name, &on, sizeof on);
-}
-
-// A socket in a place, bound to an address that need not be the place's own.
-int make_socket(const Place &place, int type, int protocol, const std::string &address, int port)
-{
-    enter_network(place);
-    const int fd = socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, protocol);
-    if (fd < 0) {
-        throw Error("cannot make a socket in " + place.name + ": " + strerror(errno));
-    }
-    set_option(fd, SOL_SOCKET, SO_REUSEADDR);
-    set_option(fd, IPPROTO_IP, IP_FREEBIND);
-    set_option(fd, IPPROTO_IP, IP_TRANSPARENT);
-    const sockaddr_in where = socket_address(address, port);
-    if ((!address.empty() || port != 0) &&
-        bind(fd, reinterpret_cast<const sockaddr *>(&where), sizeof where) != 0) {
-        const std::string why = strerror(errno);
-        close(fd);
-        throw Error("cannot use " + address + ":" + std::to_string(port) + " in " + place.name + ": " + why);
-    }
-    return fd;
-}
-
-// Closed without the long goodbye, so that the port is free at once.
-void close_hard(int fd)
-{
-    const linger none = {1, 0};
-    (void)setsockopt(fd, SOL_SOCKET, SO_LINGER, &none, sizeof none);
-}
-
-int milliseconds_until(Clock::time_point end)
-{
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
-    return left > 0 ? static_cast<int>(left) : 0;
-}
-
-Clock::time_point in(int milliseconds)
-{
-    return Clock::now() + std::chrono::milliseconds(milliseconds);
-}
-
-bool wait_readable(int fd, int milliseconds)
-{
-    const auto end = in(milliseconds);
-    pollfd asked = {fd, POLLIN, 0};
-    int ready = 0;
-    while ((ready = poll(&asked, 1, milliseconds_until(end))) < 0 && errno == EINTR) {
-    }
-    return ready > 0;
-}
-
-// A word that no other conversation of this process has.
-std::string unique_word()
-{
-    static unsigned count = 0;
-    return "live packet " + std::to_string(++count);
-}
-
 // ---- tcp --------------------------------------------------------------------------------------------------
-
-int make_listener(const Talk &talk)
-{
-    Socket fd(make_socket(*talk.listener, SOCK_STREAM, 0, talk.at.address, talk.at.port));
-    if (listen(fd, 4) != 0) {
-        throw Error(std::string("cannot listen: ") + strerror(errno));
-    }
-    return fd.release();
-}
-
-// Begins a connection; the client's end.
-int begin(const Talk &talk)
-{
-    Socket fd(make_socket(*talk.from, SOCK_STREAM, 0, talk.source, talk.source_port));
-    const sockaddr_in where = socket_address(talk.to.address, talk.to.port);
-    if (connect(fd, reinterpret_cast<const sockaddr *>(&where), sizeof where) != 0 && errno != EINPROGRESS) {
-        throw Error(std::string("cannot begin a connection: ") + strerror(errno));
-    }
-    close_hard(fd);
-    return fd.release();
-}
 
 // 1 connected, 0 nothing came back, -1 refused.
 int connected(int fd, int milliseconds)
@@ -247,48 +112,16 @@ Outcome talk_udp(const Talk &talk)
 
 // ---- ping -------------------------------------------------------------------------------------------------
 
-uint16_t checksum(const std::string &bytes)
-{
-    uint32_t sum = 0;
-    for (size_t i = 0; i < bytes.size(); i++) {
-        const auto byte = static_cast<unsigned char>(bytes[i]);
-        sum += i % 2 == 0 ? static_cast<uint32_t>(byte) << 8 : byte;
-    }
-    while (sum >> 16 != 0) {
-        sum = (sum & 0xffff) + (sum >> 16);
-    }
-    return static_cast<uint16_t>(~sum);
-}
-
-// An echo request; its number is never used again, because a known one belongs to an open conversation.
-std::string echo_request(unsigned number)
-{
-    std::string bytes = {ICMP_ECHO, 0, 0, 0, static_cast<char>(number >> 8), static_cast<char>(number), 0, 1};
-    bytes += "live";
-    const uint16_t sum = checksum(bytes);
-    bytes[2] = static_cast<char>(sum >> 8);
-    bytes[3] = static_cast<char>(sum);
-    return bytes;
-}
-
 Outcome talk_ping(const Talk &talk)
 {
-    static unsigned number = 0x4000;
-    number++;
     const Socket fd(make_socket(*talk.from, SOCK_RAW, IPPROTO_ICMP, talk.source, 0));
-    const std::string request = echo_request(number);
-    const sockaddr_in where = socket_address(talk.to.address, 0);
-    if (sendto(fd, request.data(), request.size(), 0, reinterpret_cast<const sockaddr *>(&where),
-               sizeof where) < 0) {
+    const int number = send_echo_request(fd, talk);
+    if (number < 0) {
         return {Outcome::kRefused, ""};
     }
     const auto end = in(talk.patience);
     while (wait_readable(fd, milliseconds_until(end))) {
-        unsigned char bytes[256] = {};
-        const ssize_t got = recv(fd, bytes, sizeof bytes, 0);
-        const size_t head = static_cast<size_t>(bytes[0] & 15) * 4;
-        if (got >= static_cast<ssize_t>(head + 8) && bytes[head] == ICMP_ECHOREPLY &&
-            (bytes[head + 4] << 8 | bytes[head + 5]) == static_cast<int>(number)) {
+        if (echo_reply(fd) == number) {
             return {Outcome::kAnswered, ""};
         }
     }

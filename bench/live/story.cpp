@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 
+#include "bench/live/flows.h"
 #include "bench/live/probe.h"
 #include "bench/run/files.h"
 
@@ -59,7 +60,7 @@ bench::Setting setting_of(const std::string &line)
 
 void take_line(Story &story, const std::string &line, size_t number)
 {
-    Step step = {number, split(line)};
+    Step step = {number, line, split(line)};
     if (step.words.empty()) {
         return;
     }
@@ -148,8 +149,8 @@ class Player {
 
     void expect_offline()
     {
-        require(house_.wait_idle(60), "the router does not come to rest: " + log_tail("router", 8));
-        require(!house_.root().exists("/tmp/wan_uptime"), "the router says it is online");
+        require(house_.wait_offline(60),
+                "the router works on, or says it is online: " + log_tail("router", 8));
     }
 
     // wait online | wait offline | wait idle
@@ -265,14 +266,25 @@ class Player {
         throw Untrue("it says: " + output);
     }
 
+    // logged "TEXT" | not logged "TEXT": whether a line that logs with these words has seen a packet
+    void look_at_log(const std::vector<std::string> &words)
+    {
+        const bool is_wanted = words[0] == "logged";
+        need(words, is_wanted ? 2 : 3);
+        const std::string text = "prefix \"" + joined(words, is_wanted ? 1 : 2, 9);
+        std::istringstream lines(house_.run_shell("iptables -nvxL; iptables -t nat -nvxL").output);
+        bool is_logged = false;
+        for (std::string line; std::getline(lines, line);) {
+            is_logged = is_logged || (line.find(text) != std::string::npos && atol(line.c_str()) > 0);
+        }
+        require(is_logged == is_wanted, is_wanted ? "nothing was logged so" : "it was logged");
+    }
+
     // open PLACE -> DESTINATION tcp PORT, then: connection passes | connection dark
     void open_connection(const std::vector<std::string> &words)
     {
         Talk talk = talk_of(words, 1);
-        if (talk.listener == nullptr) {
-            talk.listener = place_of_address(talk.to.address);
-            talk.at = talk.to;
-        }
+        listen_there(talk);
         open_ = std::make_unique<OpenTalk>(talk);
         require(open_->is_open(), "the connection is not made");
     }
@@ -286,20 +298,27 @@ class Player {
                 wanted ? "nothing passes" : "the connection passes");
     }
 
-    // PLACE dhcp gets ADDRESS | PLACE dhcp gets nothing
+    // PLACE dhcp gets ADDRESS | PLACE dhcp gets nothing | PLACE dhcp again gets ...: asks for what it had
     void take_lease(const std::vector<std::string> &words)
     {
-        need(words, 4);
+        const bool is_again = words.size() > 2 && words[2] == "again";
+        const size_t gets = is_again ? 3 : 2;
+        need(words, gets + 2);
+        const std::string &wanted = words[gets + 1];
         const Place &place = place_of(words[0]);
-        const Result result =
-            run_in(place, {"busybox", "udhcpc", "-f", "-q", "-n", "-t", words[3] == "nothing" ? "2" : "8",
-                           "-T", "1", "-A", "0", "-i", "eth0", "-s", "/bin/true"});
+        Words asked = {"busybox",  "udhcpc", "-f", "-q", "-n", "-t",   wanted == "nothing" ? "2" : "8",
+                       "-T",       "1",      "-A", "0",  "-i", "eth0", "-s",
+                       "/bin/true"};
+        if (is_again) {
+            asked.insert(asked.end(), {"-r", leases_[place.name]});
+        }
+        const Result result = run_in(place, asked);
         const size_t at = result.output.find("lease of ");
         const std::string got = at == std::string::npos
                                     ? "nothing"
                                     : result.output.substr(at + 9, result.output.find(' ', at + 9) - at - 9);
-        require(got == words[3] || (got != "nothing" && words[3] == "something"),
-                place.name + " gets " + got + ": " + result.output);
+        require(got == wanted, place.name + " gets " + got + ": " + result.output);
+        leases_[place.name] = got;
     }
 
     // ---- packets
@@ -354,16 +373,85 @@ class Player {
         const size_t at = kind + (talk.protocol == "ping" ? 1 : 2);
         need(words, at + 1);
         const std::string &wanted = words[at];
+        if (isdigit(static_cast<unsigned char>(wanted[0])) != 0) {
+            return crowd(talk, words, at);
+        }
         if (wanted == "reaches") {
-            need(words, at + 3);
-            talk.at = destination(words[at + 2], talk.to.port);
-            talk.listener = &listener(words[at + 1], talk.at.address);
-        } else if (wanted == "passes") {
-            talk.listener = place_of_address(talk.to.address);
-            talk.at = talk.to;
+            listen_at(talk, words, at + 1);
+        } else if (wanted == "passes" || wanted == "dark") {
+            listen_there(talk);
+        }
+        if (at + 2 < words.size() && words[at + 1] == "during") {
+            return meanwhile(talk, wanted, joined(words, at + 2, words.size()));
         }
         talk.patience = wanted == "silent" ? kSilence : kPatience;
+        const auto segments = std::find(words.begin(), words.end(), "segments");
+        if (segments != words.end()) {
+            return announcement(talk, words, static_cast<size_t>(segments - words.begin()));
+        }
         judge(live::talk(talk), wanted, words);
+    }
+
+    // ... PLACE ADDRESS[:PORT] at a word: who waits for the packet
+    void listen_at(Talk &talk, const std::vector<std::string> &words, size_t at)
+    {
+        need(words, at + 2);
+        talk.at = destination(words[at + 1], talk.to.port);
+        talk.listener = &listener(words[at], talk.at.address);
+    }
+
+    void listen_there(Talk &talk)
+    {
+        talk.listener = place_of_address(talk.to.address);
+        talk.at = talk.to;
+    }
+
+    // N [to M] of K pass | N [to M] of K reach PLACE ADDRESS:PORT | N [to M] of K return
+    void crowd(Talk &talk, const std::vector<std::string> &words, size_t at)
+    {
+        const size_t of = words.at(at + 1) == "to" ? at + 3 : at + 1;
+        need(words, of + 3);
+        const int least = atoi(words[at].c_str());
+        const int most = atoi(words[of - 1].c_str());
+        const int all = atoi(words[of + 1].c_str());
+        const std::string &what = words[of + 2];
+        if (words[of] != "of" || all < 1 || all > kCrowd ||
+            (what != "reach" && what != "pass" && what != "return") ||
+            (talk.protocol == "ping" && what != "return")) {
+            throw Error("use: N to M of K pass, reach PLACE ADDRESS:PORT, or return, with K up to " +
+                        std::to_string(kCrowd));
+        }
+        if (what == "reach") {
+            listen_at(talk, words, of + 3);
+        } else if (talk.protocol != "ping") {
+            listen_there(talk);
+        }
+        const int count = what == "return" ? count_returning(talk, all) : count_reaching(talk, all);
+        require(count >= least && count <= most, std::to_string(count) + " of " + std::to_string(all));
+    }
+
+    // ... segments BYTES
+    void announcement(const Talk &talk, const std::vector<std::string> &words, size_t at)
+    {
+        need(words, at + 2);
+        if (talk.listener == nullptr || talk.protocol != "tcp") {
+            throw Error("segments are announced by tcp that passes or reaches a place");
+        }
+        Outcome outcome;
+        const int segment = announced_segment(talk, outcome);
+        judge(outcome, "reaches", words);
+        require(segment == atoi(words[at + 1].c_str()), "it announces " + std::to_string(segment));
+    }
+
+    // dark during WORDS | passes during WORDS: rc runs meanwhile
+    void meanwhile(const Talk &talk, const std::string &wanted, const std::string &run)
+    {
+        if (talk.listener == nullptr || talk.protocol != "udp") {
+            throw Error("use: udp PORT dark during WORDS, udp PORT passes during WORDS");
+        }
+        const double dark = longest_dark(talk, [&] { (void)house_.run_rc(run); });
+        printf("dark during rc %s: %.0f ms\n", run.c_str(), dark);
+        require((dark > 0) == (wanted == "dark"), "it was dark for " + std::to_string(dark) + " ms");
     }
 
     void judge(const Outcome &outcome, const std::string &wanted, const std::vector<std::string> &words)
@@ -530,8 +618,11 @@ class Player {
         }
     }
 
+    static constexpr int kCrowd = 200;  // that many datagrams fit into the buffer of a socket
+
     House house_;
     std::string last_wan_;
+    std::map<std::string, std::string> leases_;  // the last one of each place
     std::unique_ptr<OpenTalk> open_;
 };
 
@@ -547,6 +638,8 @@ const std::map<std::string, Player::Verb> Player::kVerbs = {
     {"host", &Player::add_host},
     {"file", &Player::look_at_file},
     {"at", &Player::look_at_command},
+    {"logged", &Player::look_at_log},
+    {"not", &Player::look_at_log},
     {"open", &Player::open_connection},
     {"connection", &Player::look_at_connection},
 };
@@ -573,7 +666,7 @@ Story read_story(const std::filesystem::path &file)
     return story;
 }
 
-std::string play(const Story &story, const RouterChoice &choice)
+std::string play(const Story &story, const RouterChoice &choice, bool tells)
 {
     RouterChoice chosen = choice;
     for (const bench::Setting &setting : story.settings) {
@@ -585,6 +678,10 @@ std::string play(const Story &story, const RouterChoice &choice)
         for (const Step &step : story.steps) {
             line = step.line;
             player.play(step);
+            if (tells) {
+                printf("  %s\n", step.text.c_str());
+                fflush(stdout);
+            }
         }
     } catch (const Untrue &untrue) {
         return story.file + ":" + std::to_string(line) + ": " + untrue.what();

@@ -19,6 +19,7 @@ namespace live {
 
 struct Step {
     size_t line = 0;
+    std::string text;                // as it stands in the file
     std::vector<std::string> words;  // a quoted text is one word that begins with its quote
 };
 
@@ -32,7 +33,8 @@ struct Story {
 // Throws Error with "FILE:LINE: what is wrong".
 Story read_story(const std::filesystem::path &file);
 
-// Runs the steps; the first one that does not hold, "FILE:LINE: what was expected and what came", or empty.
-std::string play(const Story &story, const RouterChoice &choice);
+// Runs the steps, and prints each when it is done if `tells`; the first one that does not hold, "FILE:LINE:
+// what was expected and what came", or empty.
+std::string play(const Story &story, const RouterChoice &choice, bool tells);
 
 }  // namespace live

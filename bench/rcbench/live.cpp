@@ -21,6 +21,7 @@ struct LiveRequest {
     std::string steps;
     int pauses = 20;
     bool stays = false;
+    bool tells = false;
 };
 
 int divisor_of(const std::string &text)
@@ -58,6 +59,9 @@ Options live_options(const std::shared_ptr<LiveRequest> &r)
         {.name = "steps", .argument = "FILE",
          .help = "runs a file of steps and sentences, as in tests/live",
          .take = [r](Text file) { r->steps = file; }},
+        {.name = "tell",
+         .help = "with --steps: shows each step when it is done",
+         .take = [r](Text) { r->tells = true; }},
         {.name = "stay",
          .help = "says how to enter each place, and stays until Ctrl-C",
          .take = [r](Text) { r->stays = true; }},
@@ -117,6 +121,21 @@ void say_where(const live::Network &network)
     puts("Ctrl-C ends it all.");
 }
 
+// What no kernel of today has, and what becomes of it.
+constexpr const char *kNotToBeHad[] = {
+    "scan detection: the match psd never matches",
+    "port triggering: the target PNAT opens nothing",
+    "the block page: a reset in its place",
+};
+
+void say_what_is_missing()
+{
+    puts("Not to be had here:");
+    for (const char *line : kNotToBeHad) {
+        printf("  %s\n", line);
+    }
+}
+
 int stay(const live::RouterChoice &choice, const std::vector<std::string> &runs, bool stays)
 {
     live::House house(choice);
@@ -124,6 +143,7 @@ int stay(const live::RouterChoice &choice, const std::vector<std::string> &runs,
     const bool online = house.wait_online(90);
     printf("The router is up%s.\n", online ? (", its Internet address is " + house.wan_address()).c_str()
                                            : ", without an Internet connection");
+    say_what_is_missing();
     for (const std::string &words : runs) {
         printf("$ rc %s\n%s", words.c_str(), house.run_rc(words).c_str());
     }
@@ -137,9 +157,9 @@ int stay(const live::RouterChoice &choice, const std::vector<std::string> &runs,
     }
 }
 
-int play_story(const live::Story &story, const live::RouterChoice &choice)
+int play_story(const live::Story &story, const live::RouterChoice &choice, bool tells)
 {
-    const std::string untrue = live::play(story, choice);
+    const std::string untrue = live::play(story, choice, tells);
     if (untrue.empty()) {
         printf("%s: %s\n", story.title.c_str(), "holds");
         return forms::kDone;
@@ -165,14 +185,19 @@ int work(const LiveRequest &request, const Words &words)
     if (!request.steps.empty() && (!words.empty() || request.stays)) {
         throw usage_error("--steps goes with neither words nor --stay");
     }
+    if (request.tells && request.steps.empty()) {
+        throw usage_error("--tell goes with --steps");
+    }
     const live::RouterChoice choice = choice_of(request);
     const std::optional<live::Story> story = story_of(request.steps);
     const std::string lack = live::what_is_missing();
     if (!lack.empty()) {
         throw forms::Failure(forms::kFailed, "no live network on this machine: " + lack);
     }
-    return live::in_own_namespaces(
-        [&] { return story ? play_story(*story, choice) : stay(choice, runs_of(words), request.stays); });
+    return live::in_own_namespaces([&] {
+        return story ? play_story(*story, choice, request.tells)
+                     : stay(choice, runs_of(words), request.stays);
+    });
 }
 
 constexpr const char *kAbout = R"(
