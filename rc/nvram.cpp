@@ -154,6 +154,9 @@ bool has_writer(int fd)
     return fcntl(fd, F_SETLK, &lock) != 0 && (errno == EAGAIN || errno == EACCES);
 }
 
+// Whether this run still waits for a working copy that is not whole.
+bool patient = true;
+
 // One look at the working copy.
 struct Look {
     int fd = -1;  // stays open with its lock where the working copy is going to be changed
@@ -162,7 +165,7 @@ struct Look {
     bool settled = false;  // whole, and no writer at work
 };
 
-Look look(Bytes &store, bool to_change, bool patient)
+Look look(Bytes &store, bool to_change)
 {
     store = {};
     Look look;
@@ -189,10 +192,9 @@ Look look(Bytes &store, bool to_change, bool patient)
 bool read_working_copy(Bytes &store, int *held = nullptr)
 {
     constexpr int kTries = 10;
-    static bool patient = true;
     bool failed = false;
     for (int tries = 1;; ++tries) {
-        const Look now = look(store, held != nullptr, patient);
+        const Look now = look(store, held != nullptr);
         if (now.missing) {
             return true;
         }

@@ -10,6 +10,7 @@ struct DirectOperation {
 
 // Each table ends with a row whose name is null.
 extern const DirectOperation kFrameOperations[];
+extern const DirectOperation kProcessOperations[];
 extern const DirectOperation kLanOperations[];
 extern const DirectOperation kWanOperations[];
 extern const DirectOperation kFirewallOperations[];

@@ -10,11 +10,15 @@
 #include <sys/klog.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <istream>
+#include <memory>
+#include <ostream>
 #include <string>
 
 int router_open(const char *path, int flags, int mode = 0);
@@ -26,8 +30,16 @@ FILE *router_popen(const char *command, const char *mode);
 int router_pause();
 [[noreturn]] void router_exit(int status);
 int router_ioctl(int fd, unsigned long request, void *argument);
+int router_pclose(FILE *stream);
+ssize_t router_read(int fd, void *buffer, size_t size);
+ssize_t router_write(int fd, const void *bytes, size_t size);
+off_t router_lseek(int fd, off_t offset, int from);
+int router_fcntl(int fd, int request, struct flock *lock = nullptr);
+int router_socket();
+hostent *router_host();
+time_t router_time();
 
-// The router itself calls the real ones.
+// The router itself calls the real ones. What has members of the same names is included above.
 #ifndef MEMORY_ROUTER_ITSELF
 #define open(...) router_open(__VA_ARGS__)
 #define fopen(path, mode) router_fopen(path, mode)
@@ -35,7 +47,12 @@ int router_ioctl(int fd, unsigned long request, void *argument);
 #define unlink(path) router_unlink(path)
 #define system(command) router_system(command)
 #define popen(command, mode) router_popen(command, mode)
-#define pclose(stream) fclose(stream)
+#define pclose(stream) router_pclose(stream)
+#define read(fd, buffer, size) router_read(fd, buffer, size)
+#define write(fd, bytes, size) router_write(fd, bytes, size)
+#define lseek(fd, offset, from) router_lseek(fd, offset, from)
+#define fcntl(...) router_fcntl(__VA_ARGS__)
+#define socket(family, type, protocol) router_socket()
 #define sleep(seconds) ((void)(seconds), router_pause())
 #define usleep(time) ((void)(time), router_pause())
 #define poll(fds, count, time) router_pause()
@@ -46,7 +63,10 @@ int router_ioctl(int fd, unsigned long request, void *argument);
 #define klogctl(type, text, length) 0
 #define sethostname(name, length) ((void)(name), (void)(length), 0)
 #define setdomainname(name, length) ((void)(name), (void)(length), 0)
-#define gethostbyname(name) ((void)(name), static_cast<hostent *>(nullptr))
+#define gethostbyname(name) ((void)(name), router_host())
 #define sigaction(number, action, old) ((void)(number), (void)(action), 0)
-#define time(place) (static_cast<time_t>(1772785740))
+#define time(place) router_time()
 #endif
+
+// Makes rc forget what it keeps for the length of a run.
+void forget_run();

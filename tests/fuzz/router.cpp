@@ -1,11 +1,19 @@
 // Whole runs of rc in a router in memory.
 //
 // An input is lines: the words after "rc", or "=" and an operation that no command reaches, with its words;
-// then in any order KEY=VALUE (a setting in place of the default one), /PATH and a tab and a content (a file;
-// the byte 0x03 in it is a line end; the content "flash" is an image of the settings, and for the working
-// copy "none" means that it is missing), and anything else is what the next program prints that rc reads
-// from. With ROUTER_TRACE in the environment the commands and the files left behind go to standard error, to
-// be compared between processors.
+// then in any order
+//
+//     KEY=VALUE                 a setting in place of the default one
+//     /PATH<tab>CONTENT         a file; the byte 0x03 in it is a line end. The content "flash" is an image of
+//     the
+//                               settings, and "none" means that a file is missing which is there otherwise
+//     >WORD<tab>/PATH<tab>CONTENT  what every command with this word in it leaves in a file
+//     !CALL [WHICH [ERROR]]     a call that fails: with this path, or this one in order of the calls of its
+//     name,
+//                               or all; the error is EIO if not EINTR, EAGAIN or END (of a file)
+//
+// and anything else is what the next program prints that rc reads from. With ROUTER_TRACE in the environment
+// the commands and the files left behind go to standard error, to be compared between processors.
 #include <net/if.h>
 #include <netinet/in.h>
 #include <setjmp.h>
@@ -40,9 +48,26 @@ constexpr const char *kDefaults[] = {
 #include "default_settings.inc"
 };
 
+// A call that fails.
+struct Failure {
+    std::string call;
+    std::string which;  // a path or a number; empty: all of them
+    int error;          // 0: the end of a file
+    int calls = 0;
+};
+
+// What commands leave in a file.
+struct Effect {
+    std::string word;
+    std::string path;
+    std::string content;
+};
+
 struct Router {
     std::map<std::string, int> files;  // path -> descriptor of a file in memory
     std::vector<std::string> outputs;  // of the programs that rc reads from
+    std::vector<Failure> failures;
+    std::vector<Effect> effects;
     size_t next_output = 0;
     int pauses = 0;
     size_t commands = 0;
@@ -137,18 +162,70 @@ bool holds(const std::string &path, const std::string &content)
            bytes == content;
 }
 
+// A file that is there unless the input has its own, or none.
+void put_file(const std::string &path, const std::string &content)
+{
+    if (holds(path, "none")) {
+        router.files.erase(path);
+    } else if (!router.files.contains(path)) {
+        router.files[path] = make_file(content);
+    }
+}
+
 void put_settings(const std::string &store, const std::string &defaults)
 {
     if (holds(kFlashPath, "flash")) {
         router.files[kFlashPath] = make_file(flash_image(store));
     }
-    if (holds(kStorePath, "none")) {
-        router.files.erase(kStorePath);
-    } else {
-        router.files.emplace(kStorePath, make_file(store));
+    put_file(kStorePath, store);
+    put_file(kDefaultsPath, defaults);
+    put_file(kFlashPath, std::string(65536, '\xff'));
+}
+
+std::string_view cut_word(std::string_view &text, char end)
+{
+    const size_t place = std::min(text.find(end), text.size());
+    const std::string_view word = text.substr(0, place);
+    text.remove_prefix(std::min(place + 1, text.size()));
+    return word;
+}
+
+void add_failure(std::string_view text)
+{
+    const std::string call(cut_word(text, ' '));
+    const std::string which(cut_word(text, ' '));
+    const std::string_view error = text;
+    router.failures.push_back({call, which,
+                               error == "EINTR"    ? EINTR
+                               : error == "EAGAIN" ? EAGAIN
+                               : error == "END"    ? 0
+                                                   : EIO});
+}
+
+void add_effect(std::string_view text)
+{
+    const std::string word(cut_word(text, '\t'));
+    const std::string path(cut_word(text, '\t'));
+    if (!word.empty() && path.starts_with('/')) {
+        router.effects.push_back({word, path, file_content(text)});
     }
-    router.files.emplace(kDefaultsPath, make_file(defaults));
-    router.files.emplace(kFlashPath, make_file(std::string(65536, '\xff')));
+}
+
+// Whether this call fails, and how.
+bool fails(const char *call, const std::string &path = "")
+{
+    for (Failure &failure : router.failures) {
+        if (failure.call != call) {
+            continue;
+        }
+        failure.calls++;
+        if (failure.which.empty() || failure.which == path ||
+            failure.which == std::to_string(failure.calls)) {
+            errno = failure.error;
+            return true;
+        }
+    }
+    return false;
 }
 
 void set_up(std::string_view input, std::vector<std::string> &words)
@@ -160,9 +237,7 @@ void set_up(std::string_view input, std::vector<std::string> &words)
         line.remove_prefix(1);
     }
     while (!line.empty()) {
-        const size_t end = std::min(line.find(' '), line.size());
-        words.emplace_back(line.substr(0, end));
-        line.remove_prefix(std::min(end + 1, line.size()));
+        words.emplace_back(cut_word(line, ' '));
     }
     std::map<std::string, std::string> settings;
     while (!input.empty()) {
@@ -173,6 +248,10 @@ void set_up(std::string_view input, std::vector<std::string> &words)
             const std::string path(line.substr(0, tab));
             const std::string content = file_content(line.substr(tab + 1));
             router.files[path] = make_file(path == kRoutes ? route_table(content) : content);
+        } else if (line.starts_with('!')) {
+            add_failure(line.substr(1));
+        } else if (line.starts_with('>')) {
+            add_effect(line.substr(1));
         } else if (equals != std::string_view::npos && equals > 0 &&
                    line.find('\0') == std::string_view::npos) {
             settings[std::string(line.substr(0, equals))] = line.substr(equals + 1);
@@ -184,8 +263,19 @@ void set_up(std::string_view input, std::vector<std::string> &words)
     std::string defaults;
     put_defaults(settings, store, defaults);
     put_settings(store, defaults);
-    router.files.emplace("/etc/version", make_file("V1.00A\n"));
-    router.files.emplace("/proc/uptime", make_file("100.25 90.00\n"));
+    put_file("/etc/version", "V1.00A\n");
+    put_file("/proc/uptime", "100.25 90.00\n");
+}
+
+std::string bytes_of(int fd)
+{
+    std::string bytes;
+    char piece[4096];
+    off_t at = 0;
+    for (ssize_t got = 0; (got = pread(fd, piece, sizeof piece, at)) > 0; at += got) {
+        bytes.append(piece, static_cast<size_t>(got));
+    }
+    return bytes;
 }
 
 void print_files()
@@ -195,11 +285,8 @@ void print_files()
             continue;  // of the processor's own byte order, and never written
         }
         (void)fprintf(stderr, "file %s\n", path.c_str());
-        char piece[4096];
-        off_t at = 0;
-        for (ssize_t got = 0; (got = pread(fd, piece, sizeof piece, at)) > 0; at += got) {
-            (void)fwrite(piece, 1, static_cast<size_t>(got), stderr);
-        }
+        const std::string bytes = bytes_of(fd);
+        (void)fwrite(bytes.data(), 1, bytes.size(), stderr);
         (void)fputc('\n', stderr);
     }
 }
@@ -210,6 +297,8 @@ void close_all(int first)
     (void)syscall(SYS_close_range, first, ~0U, 0);
     router.files.clear();
     router.outputs.clear();
+    router.failures.clear();
+    router.effects.clear();
     router.next_output = 0;
     router.pauses = 0;
     router.commands = 0;
@@ -222,10 +311,38 @@ int lowest_descriptor()
     return fd;
 }
 
+void replace_file(const std::string &path, const std::string &content)
+{
+    (void)router_unlink(path.c_str());
+    router.files[path] = make_file(content);
+}
+
+// What a command leaves behind: copies, and what the input says.
+void leave_files(const std::string &command)
+{
+    char from[256] = "";
+    char to[256] = "";
+    if (sscanf(command.c_str(), "/bin/cp %255s %255s", from, to) == 2 ||
+        sscanf(command.c_str(), "/bin/busybox cp %255s %255s", from, to) == 2) {
+        const auto found = router.files.find(from);
+        if (found != router.files.end()) {
+            replace_file(to, bytes_of(found->second));
+        }
+    }
+    for (const Effect &effect : router.effects) {
+        if (command.find(effect.word) != std::string::npos) {
+            replace_file(effect.path, effect.content);
+        }
+    }
+}
+
 }  // namespace
 
 int router_open(const char *path, int flags, int /*mode*/)
 {
+    if (fails("open", path)) {
+        return -1;
+    }
     const auto found = router.files.find(path);
     if (found != router.files.end()) {
         return open_again(found->second, flags);
@@ -247,6 +364,9 @@ FILE *router_fopen(const char *path, const char *mode)
 
 int router_access(const char *path, int /*mode*/)
 {
+    if (fails("access", path)) {
+        return -1;
+    }
     errno = ENOENT;
     return router.files.contains(path) ? 0 : -1;
 }
@@ -272,11 +392,15 @@ int router_system(const char *command)
     if (++router.commands > kMostCommands) {
         longjmp(router.end, 1);
     }
-    return 0;
+    leave_files(command);
+    return fails("system") ? 256 : 0;
 }
 
 FILE *router_popen(const char *command, const char *mode)
 {
+    if (fails("popen")) {
+        return nullptr;
+    }
     (void)router_system(command);
     std::string output;
     if (router.next_output < router.outputs.size()) {
@@ -287,6 +411,12 @@ FILE *router_popen(const char *command, const char *mode)
     const int fd = make_file(output);
     (void)lseek(fd, 0, SEEK_SET);
     return fdopen(fd, mode);
+}
+
+int router_pclose(FILE *stream)
+{
+    (void)fclose(stream);
+    return fails("pclose") ? 256 : 0;
 }
 
 int router_pause()
@@ -302,9 +432,51 @@ void router_exit(int /*status*/)
     longjmp(router.end, 1);
 }
 
+ssize_t router_read(int fd, void *buffer, size_t size)
+{
+    return !fails("read") ? read(fd, buffer, size) : errno == 0 ? 0 : -1;
+}
+
+ssize_t router_write(int fd, const void *bytes, size_t size)
+{
+    return !fails("write") ? write(fd, bytes, size) : errno == 0 ? 0 : -1;
+}
+
+off_t router_lseek(int fd, off_t offset, int from)
+{
+    return fails("lseek") ? -1 : lseek(fd, offset, from);
+}
+
+int router_fcntl(int fd, int request, struct flock *lock)
+{
+    return fails("fcntl") ? -1 : fcntl(fd, request, lock);
+}
+
+int router_socket()
+{
+    return fails("socket") ? -1 : make_file("");
+}
+
+// Every name has the same address.
+hostent *router_host()
+{
+    static char address[] = {'\xCB', '\0', '\x71', '\x09'};
+    static char *addresses[] = {address, nullptr};
+    static hostent host = {nullptr, nullptr, AF_INET, sizeof address, addresses};
+    return fails("gethostbyname") ? nullptr : &host;
+}
+
+time_t router_time()
+{
+    return fails("time") ? 0 : 1772785740;
+}
+
 // Every interface has an address, a mask and a hardware address.
 int router_ioctl(int /*fd*/, unsigned long request, void *argument)
 {
+    if (fails("ioctl")) {
+        return -1;
+    }
     auto *query = static_cast<ifreq *>(argument);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -328,8 +500,9 @@ void run_words(std::vector<std::string> &words)
         (void)rc_main(count, pointers.data());
         return;
     }
-    for (const DirectOperation *table : {kLanOperations, kWanOperations, kFirewallOperations, kAuxOperations,
-                                         kWirelessOperations, kVpnOperations}) {
+    for (const DirectOperation *table :
+         {kFrameOperations, kLanOperations, kWanOperations, kFirewallOperations, kAuxOperations,
+          kWirelessOperations, kVpnOperations}) {
         for (; count > 0 && table->name != nullptr; table++) {
             if (words.front() == table->name) {
                 (void)table->run(count - 1, pointers.data() + 1);
@@ -347,6 +520,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     MUST(nowhere != nullptr);
     static const int first = lowest_descriptor();
     std::vector<std::string> words;
+    forget_run();
     set_up(input_of(data, size), words);
     if (setjmp(router.end) == 0) {
         run_words(words);

@@ -5,6 +5,7 @@ function plain(text)
 {
     gsub(/\\x01/, "\001", text)
     gsub(/\\x02/, "\002", text)
+    gsub(/\\x03/, "\003", text)
     gsub(/\\t/, "\t", text)
     return text
 }
