@@ -331,7 +331,7 @@ std::string value_with(const Subject &subject, const std::string &value, const s
     const std::string front = front_of(field.type, own);
     fields[subject.field] = padded(front + text, wanted_size(setting, subject.field));
     std::string made = setting.type.form == Form::kPolicies ? value.substr(0, 2) : "";
-    for (size_t i = 0; i < fields.size(); ++i) {
+    for (size_t i = 0; i < fields.size() && i < setting.fields.size(); ++i) {
         made += fields[i] +
                 (setting.fields[i].separator == '\0' ? "" : std::string(1, setting.fields[i].separator));
     }
