@@ -7,6 +7,7 @@
 
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
+#include "bench/rcbench/watch.h"
 #include "bench/show/changes.h"
 #include "bench/show/json.h"
 #include "bench/show/scenario.h"
@@ -26,6 +27,7 @@ struct RunRequest {
     bool json = false;
     bool scenario = false;
     std::optional<std::string> keep;
+    std::optional<std::string> watched;
     std::vector<std::string> shown;
     bench::Style style;
 };
@@ -39,6 +41,10 @@ Options run_options(const std::shared_ptr<RunRequest> &r)
         {.name = "diff",
          .help = "run twice, without and with the --set and --unset options, and show what changes",
          .take = [r](Text) { r->diff = true; }},
+        {.name = "watch", .argument = "FILE",
+         .help = "run with the settings of this file, again each time it is saved, and show what that "
+                 "changes; Ctrl-C ends",
+         .take = [r](Text file) { r->watched = file; }},
         {.name = "short",
          .help = "for a first look: commands that rc echoes once, several of one tool in one line, no pauses "
                  "under a second, files by name, lines cut",
@@ -97,6 +103,15 @@ void refuse_contradictions(const RunRequest &request)
     if (request.keep && request.keep->empty()) {
         throw usage_error("--keep needs the name of a directory");
     }
+    if (request.watched && (request.diff || request.json || request.scenario || request.last ||
+                            request.keep || !request.shown.empty() || request.router->settings)) {
+        throw usage_error(
+            "--watch cannot be combined with --settings, --diff, --last, --json, --scenario, --keep or "
+            "--show");
+    }
+    if (request.watched && *request.watched == "-") {
+        throw usage_error("--watch needs the name of a file; standard input is never saved");
+    }
 }
 
 // Options behind rc's words would be words of rc, which has none that begin so.
@@ -110,27 +125,6 @@ void refuse_late_options(const forms::Program &program, const WishedRun &run)
         if (is_option || name == "help" || name == "version") {
             throw usage_error(forms::shown(word) + " comes after the words for rc; options come before them");
         }
-    }
-}
-
-std::string utc_text(int64_t seconds)
-{
-    const time_t time = seconds;
-    char text[32] = "";
-    tm utc = {};
-    if (gmtime_r(&time, &utc) != nullptr) {
-        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
-    }
-    return text;
-}
-
-void print_changes(const WishedRun &run)
-{
-    if (run.clock) {
-        printf("# clock %s\n", utc_text(*run.clock).c_str());
-    }
-    for (const bench::Setting &entry : run.changes) {
-        printf("# %s=%s\n", entry.key.c_str(), bench::escape(entry.value).c_str());
     }
 }
 
@@ -234,13 +228,8 @@ int print_diff(const RunRequest &request, const bench::Target &target)
 {
     const std::vector<bench::Trace> before = all_runs(*request.router, request.runs, target, false);
     const std::vector<bench::Trace> after = all_runs(*request.router, request.runs, target, true);
-    bool differs = false;
-    for (size_t i = request.last ? before.size() - 1 : 0; i < before.size(); ++i) {
-        printf("%s", i == 0 || request.last ? "" : "\n");
-        print_changes(request.runs[i]);
-        printf("$ %s\n", bench::command_words(request.runs[i].words).c_str());
-        differs |= bench::print_difference(stdout, before[i], after[i], request.style);
-    }
+    const bool differs = print_differences(request.runs, before, after, request.style,
+                                           request.last ? request.runs.size() - 1 : 0);
     note_unmet(*request.router, request.runs, target, after);
     return status_of(before, status_of(after, differs ? forms::kNo : forms::kDone));
 }
@@ -254,6 +243,9 @@ int work(RunRequest &request, const forms::Program &program, const Words &words)
     refuse_contradictions(request);
     request.style = fitted(request.style);
     const bench::Target target = target_of(*request.router);
+    if (request.watched) {
+        return watch(*request.watched, *request.router, request.runs, target, request.style);
+    }
     note_unknown_keys(*request.router, changed_keys(request.runs));
     if (request.scenario) {
         return print_scenario(request, target);
@@ -288,7 +280,7 @@ Command make_run()
     command.program = {
         .name = "rcbench run",
         .usage = {"[OPTIONS] WORDS...", "[OPTIONS] WORDS... , [--clock TIME] [KEY=VALUE]... WORDS...",
-                  "[OPTIONS] --diff --set KEY=VALUE... WORDS..."},
+                  "[OPTIONS] --diff --set KEY=VALUE... WORDS...", "[OPTIONS] --watch FILE WORDS..."},
         .about = kAbout,
         .options = joined({router_options(request->router), run_options(request)}),
         .no = "--diff found differences",

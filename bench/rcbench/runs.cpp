@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <iterator>
 #include <sstream>
 
+#include "bench/show/changes.h"
 #include "forms/nearest.h"
 
 namespace rcbench {
@@ -63,6 +65,17 @@ void note_unknown_services(const std::vector<WishedRun> &runs)
                         forms::did_you_mean(word, names));
         }
     }
+}
+
+std::string utc_text(int64_t seconds)
+{
+    const time_t time = seconds;
+    char text[32] = "";
+    tm utc = {};
+    if (gmtime_r(&time, &utc) != nullptr) {
+        (void)strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
+    }
+    return text;
 }
 
 }  // namespace
@@ -184,6 +197,29 @@ std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vect
         traces.push_back(run_in(root, request, run, clock));
     }
     return traces;
+}
+
+void print_changes(const WishedRun &run)
+{
+    if (run.clock) {
+        printf("# clock %s\n", utc_text(*run.clock).c_str());
+    }
+    for (const bench::Setting &entry : run.changes) {
+        printf("# %s=%s\n", entry.key.c_str(), bench::escape(entry.value).c_str());
+    }
+}
+
+bool print_differences(const std::vector<WishedRun> &runs, const std::vector<bench::Trace> &before,
+                       const std::vector<bench::Trace> &after, const bench::Style &style, size_t first)
+{
+    bool differs = false;
+    for (size_t i = first; i < runs.size(); ++i) {
+        printf("%s", i == first ? "" : "\n");
+        print_changes(runs[i]);
+        printf("$ %s\n", bench::command_words(runs[i].words).c_str());
+        differs |= bench::print_difference(stdout, before[i], after[i], style);
+    }
+    return differs;
 }
 
 }  // namespace rcbench

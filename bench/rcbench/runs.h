@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "bench/rcbench/router_options.h"
+#include "bench/show/printer.h"
 
 namespace rcbench {
 
@@ -41,5 +42,12 @@ int status_of(const std::vector<bench::Trace> &traces, int status);
 // All runs in one router, with or without the changed settings; their traces.
 std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vector<WishedRun> &runs,
                                    const bench::Target &target, bool with_changes);
+
+// The settings that change before the run, one line each.
+void print_changes(const WishedRun &run);
+
+// What each run did differently from its counterpart, from the run `first` on. True when one of them did.
+bool print_differences(const std::vector<WishedRun> &runs, const std::vector<bench::Trace> &before,
+                       const std::vector<bench::Trace> &after, const bench::Style &style, size_t first = 0);
 
 }  // namespace rcbench
