@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "bench/rcbench/reach_changes.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/show/changes.h"
@@ -45,7 +46,7 @@ Options compare_options(const std::shared_ptr<CompareRequest> &r)
          .help = "for a first look: less of everything",
          .take = [r](Text) { r->style.quick = true; }},
         {.name = "brief",
-         .help = "the commands alone, without settings and files",
+         .help = "the commands alone, without settings, files and packets",
          .take = [r](Text) { r->style.brief = true; }},
     };
     // clang-format on
@@ -105,20 +106,55 @@ struct Comparison {
     bool cut = false;
 };
 
+// A router of one of the two programs, and what it did there.
+struct Ran {
+    Ran(const bench::Target &target, const RouterRequest &request, const Plan &plan)
+        : setup(setup_of(request, target, true)), root(target, setup)
+    {
+        std::optional<int64_t> clock = request.clock;
+        for (const WishedRun &run : plan) {
+            traces.push_back(run_in(root, request, run, clock));
+        }
+    }
+
+    bench::Setup setup;
+    bench::Root root;
+    std::vector<bench::Trace> traces;
+};
+
+// Programs that do the same let the same through; only after other commands or files is it worth the time.
+void compare_packets(const Ran &before, const Ran &after, const bench::Style &style)
+{
+    try {
+        const bench::RouterFilter was =
+            bench::router_filter(before.root, before.setup.interfaces, before.traces);
+        const bench::RouterFilter is = bench::router_filter(after.root, after.setup.interfaces, after.traces);
+        (void)Changes(was, is, {.causes = false, .heading = "reachable packets, ", .style = style})
+            .compare({});
+    } catch (const packets::Error &error) {
+        printf("Reachable packets cannot be compared: %s\n", forms::shown(error.what()).c_str());
+    }
+}
+
 void compare(Comparison &comparison, const Sample &sample, const Plan &plan)
 {
-    const std::vector<bench::Trace> before = all_runs(sample.router, plan, comparison.before, true);
-    const std::vector<bench::Trace> after = all_runs(sample.router, plan, comparison.after, true);
+    const Ran before(comparison.before, sample.router, plan);
+    const Ran after(comparison.after, sample.router, plan);
+    bool any = false;
     for (size_t i = 0; i < plan.size(); ++i) {
         comparison.runs++;
-        comparison.cut |= before[i].timed_out || after[i].timed_out;
-        if (!bench::differs(before[i], after[i])) {
+        comparison.cut |= before.traces[i].timed_out || after.traces[i].timed_out;
+        if (!bench::differs(before.traces[i], after.traces[i])) {
             continue;
         }
         printf("%s$ %s   (%s)\n", comparison.different == 0 ? "" : "\n",
                bench::command_words(plan[i].words).c_str(), sample.name.c_str());
         comparison.different++;
-        (void)bench::print_difference(stdout, before[i], after[i], comparison.style);
+        (void)bench::print_difference(stdout, before.traces[i], after.traces[i], comparison.style);
+        any = true;
+    }
+    if (any && !comparison.style.brief) {
+        compare_packets(before, after, comparison.style);
     }
 }
 
@@ -143,7 +179,8 @@ int work(const CompareRequest &request, Words words)
 
 constexpr const char *kAbout = R"(
 Runs two rc programs, OLD and NEW, in the same routers with the same WORDS and prints what they do
-differently: commands, output, files, settings, exit status. A program for the big-endian
+differently: commands, output, files, settings, exit status, and which packets then get through the router that
+did not before, or no longer do. A program for the big-endian
 target is run under emulation, so it can be compared with one of this processor. Without WORDS: every verb of
 every service, each in a router of its own.
 )";

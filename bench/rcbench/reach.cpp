@@ -8,6 +8,7 @@
 
 #include "bench/packets/walk.h"
 #include "bench/rcbench/filter.h"
+#include "bench/rcbench/reach_changes.h"
 #include "bench/rcbench/reach_tables.h"
 
 namespace rcbench {
@@ -110,12 +111,6 @@ bool is_stopped(const Piece &piece)
 bool is_for_router(const Piece &piece)
 {
     return piece.verdict == Verdict::kAccept && piece.out == Side::kRouter;
-}
-
-bool has_tunnels(const packets::Network &network)
-{
-    return std::any_of(network.routes.begin(), network.routes.end(),
-                       [](const packets::Route &route) { return route.side == Side::kTunnel; });
 }
 
 class Tables {
@@ -229,140 +224,16 @@ int answer_idle(const ReachRequest &request, const bench::RouterFilter &filter)
 // ---- differences
 // --------------------------------------------------------------------------------------------
 
-class Changes {
-  public:
-    Changes(const Space &space, const bench::RouterFilter &before, const bench::RouterFilter &after,
-            bool json)
-        : space_(space), before_(before), after_(after), json_(json)
-    {
-    }
-
-    // True when something differs.
-    bool compare(Side side)
-    {
-        const packets::Difference opening = difference(packets::new_connections(space_, side));
-        packets::Difference running = difference(packets::running_data(space_, side));
-        leave_out(running, opening, side);
-        show(side, opening, "");
-        show(side, running, " within connections");
-        return !opening.empty() || !running.empty();
-    }
-
-    void finish(bool differs) const
-    {
-        if (json_) {
-            (void)fputs(bench::written(list_).c_str(), stdout);
-        } else if (!differs) {
-            printf("Nothing changes: the same connections get through to the same ends.\n");
-        }
-    }
-
-  private:
-    packets::Difference difference(const packets::Set &set) const
-    {
-        return packets::difference(space_, after_.network,
-                                   packets::flow(space_, before_.rules, before_.network, set),
-                                   packets::flow(space_, after_.rules, after_.network, set));
-    }
-
-    // Changes of data in connections that cannot be opened, or can only now, are no news.
-    void leave_out(packets::Difference &running, const packets::Difference &opening, Side side) const
-    {
-        const packets::Set state =
-            packets::Set::bits(packets::kStateBits, 2) &
-            packets::Set::bits(packets::kFlagBits, packets::kTextBits - packets::kFlagBits);
-        packets::Set known;
-        for (const Rows *rows : {&opening.opened, &opening.closed, &opening.moved}) {
-            for (const Row &row : *rows) {
-                known |= row.packets.without(state);
-            }
-        }
-        known &= packets::running_data(space_, side);
-        for (Rows *rows : {&running.opened, &running.closed, &running.moved}) {
-            std::erase_if(*rows, [&](const Row &row) { return (row.packets - known).empty(); });
-        }
-    }
-
-    void show(Side side, const packets::Difference &difference, const std::string &where)
-    {
-        show_rows(side, "opened", difference.opened, where);
-        show_rows(side, "closed", difference.closed, where);
-        show_rows(side, "moved", difference.moved, where);
-    }
-
-    void show_rows(Side side, const std::string &kind, const Rows &rows, const std::string &where)
-    {
-        if (rows.empty()) {
-            return;
-        }
-        if (!json_) {
-            printf("%s from %s%s\n",
-                   kind == "opened"   ? "Opened"
-                   : kind == "closed" ? "Closed"
-                                      : "Sent elsewhere",
-                   packets::side_name(side), where.c_str());
-            print_table_of(rows);
-            shown_ = true;
-        }
-        for (const Row &row : rows) {
-            confirm(side, kind, row, where);
-        }
-    }
-
-    // The example goes through both rule sets once more, step by step.
-    void confirm(Side side, const std::string &kind, const Row &row, const std::string &where)
-    {
-        const packets::Walk was = packets::walk(before_.rules, before_.network, row.example);
-        const packets::Walk now = packets::walk(after_.rules, after_.network, row.example);
-        const bool opens = was.verdict != Verdict::kAccept && now.verdict == Verdict::kAccept;
-        const bool closes = was.verdict == Verdict::kAccept && now.verdict != Verdict::kAccept;
-        const bool moves =
-            was.verdict == Verdict::kAccept && now.verdict == Verdict::kAccept && !(was.to == now.to);
-        if (!(kind == "opened" ? opens : kind == "closed" ? closes : moves)) {
-            throw forms::Failure(forms::kFailed,
-                                 "sets and steps disagree about " + packets::packet_text(row.example));
-        }
-        if (!json_) {
-            printf("  example: %s\n    before: %s; after: %s\n", packets::packet_text(row.example).c_str(),
-                   outcome(was, row.example).c_str(), outcome(now, row.example).c_str());
-            return;
-        }
-        bench::Json json = json_row(side, row);
-        json["change"] = kind;
-        json["within_connections"] = !where.empty();
-        json["before"] = outcome(was, row.example);
-        json["after"] = outcome(now, row.example);
-        list_.push_back(json);
-    }
-
-    static std::string outcome(const packets::Walk &walk, const packets::Packet &packet)
-    {
-        return walk.verdict == Verdict::kAccept
-                   ? "accept, to " + packets::endpoint_text(walk.to, packet.protocol)
-                   : packets::verdict_name(walk.verdict);
-    }
-
-    const Space &space_;
-    const bench::RouterFilter &before_;
-    const bench::RouterFilter &after_;
-    bool json_;
-    bool shown_ = false;
-    bench::Json list_ = bench::Json::array();
-};
-
 int answer_difference(const ReachRequest &request, const bench::RouterFilter &before,
                       const bench::RouterFilter &after)
 {
-    const Space space(packets::texts_of({&before.rules, &after.rules}));
-    Changes changes(space, before, after, request.json);
-    bool differs = false;
-    const bool tunnels = has_tunnels(before.network) || has_tunnels(after.network);
-    for (const Side side : {Side::kWan, Side::kLan, Side::kTunnel, Side::kRouter}) {
-        if (request.from ? *request.from == side : side != Side::kTunnel || tunnels) {
-            differs = changes.compare(side) || differs;
-        }
+    Changes changes(before, after, {.json = request.json});
+    const bool differs = changes.compare(request.from);
+    if (request.json) {
+        (void)fputs(bench::written(changes.list()).c_str(), stdout);
+    } else if (!differs) {
+        printf("Nothing changes: the same connections get through to the same ends.\n");
     }
-    changes.finish(differs);
     return differs ? forms::kNo : forms::kDone;
 }
 

@@ -114,11 +114,14 @@ const char *idle_reason(packets::Idle kind)
 
 }  // namespace
 
-void print_table_of(const std::vector<Row> &rows)
+void print_table_of(const std::vector<Row> &rows, bool causes)
 {
     std::vector<Cells> table = {{"PROTOCOL", "PORTS", "FROM", "SENT TO", "GETS TO", "WHEN", "BY"}};
     for (const Row &row : rows) {
         table.push_back(cells(row));
+    }
+    for (Cells &line : table) {
+        line.resize(causes ? line.size() : line.size() - 1);
     }
     print_table(table);
 }

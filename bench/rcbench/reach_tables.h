@@ -12,8 +12,8 @@ namespace rcbench {
 // A heading, one line a row, or "  nothing".
 void print_rows(const std::string &heading, const std::vector<packets::Row> &rows);
 
-// The lines alone.
-void print_table_of(const std::vector<packets::Row> &rows);
+// The lines alone; without what is behind the rules where that is not known.
+void print_table_of(const std::vector<packets::Row> &rows, bool causes = true);
 
 // One object: protocol, ports, from, to, when, unless, setting, record and what is behind them.
 bench::Json json_row(packets::Side side, const packets::Row &row);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <iterator>
 
 #include "bench/rcbench/runs.h"
