@@ -2,7 +2,11 @@
 # cmake follows them as the workstation does, and an absolute one starts at the workstation's root.
 if(NOT "$ENV{DESTDIR}" STREQUAL "")
   file(REAL_PATH "$ENV{DESTDIR}" root)
-  cmake_path(SET place NORMALIZE "${root}${CMAKE_INSTALL_PREFIX}/${RC_SBINDIR}")
+  set(place "${RC_SBINDIR}")
+  if(NOT IS_ABSOLUTE "${place}")
+    string(PREPEND place "${CMAKE_INSTALL_PREFIX}/")
+  endif()
+  cmake_path(SET place NORMALIZE "${root}${place}")
   if(EXISTS "${place}" OR IS_SYMLINK "${place}")
     file(REAL_PATH "${place}" real)
     string(FIND "${real}/" "${root}/" inside)

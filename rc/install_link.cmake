@@ -1,7 +1,7 @@
 # Links /sbin/rc to the program: some commands name it there. Never on the workstation itself, never outside
 # DESTDIR, and not where /sbin is the programs' own directory.
 #
-# RC_SBINDIR (set by the line before this script) is the programs' directory below the prefix. A link in the
+# RC_SBINDIR (set by the line before this script) is the programs' directory, below the prefix or by its whole path. A link in the
 # image is read as the router will read it: an absolute one starts at DESTDIR, not at the workstation's root.
 cmake_policy(VERSION 3.25)
 if("$ENV{DESTDIR}" STREQUAL "")
@@ -44,7 +44,10 @@ function(rc_place PATH RESULT)
   set(${RESULT} "${done}" PARENT_SCOPE)
 endfunction()
 
-rc_place("${CMAKE_INSTALL_PREFIX}/${RC_SBINDIR}" programs)
+if(NOT IS_ABSOLUTE "${RC_SBINDIR}")
+  string(PREPEND RC_SBINDIR "${CMAKE_INSTALL_PREFIX}/")
+endif()
+rc_place("${RC_SBINDIR}" programs)
 rc_place("/sbin" sbin)
 if(sbin STREQUAL "")
   message(FATAL_ERROR "cannot link /sbin/rc: the links at ${root}/sbin lead nowhere")
