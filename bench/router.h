@@ -67,8 +67,12 @@ struct Target {
     std::filesystem::path image;     // the bench/image directory
 };
 
-// A target for this workstation's processor: helpers, preload and image as built, or from the environment
-// variables BENCH_HELPERS, BENCH_PRELOAD and BENCH_IMAGE.
+// A file of the bench itself, named from the directory above that of the running program: "lib/rcbench/rc" is
+// /usr/lib/rcbench/rc for /usr/bin/rcbench. The build directory has the same names.
+std::filesystem::path own_file(const char *name);
+
+// A target for this workstation's processor: helpers, preload and image as built or installed, or from the
+// environment variables BENCH_HELPERS, BENCH_PRELOAD and BENCH_IMAGE.
 Target host_target(const std::filesystem::path &program);
 
 // The same for a program of another processor: the preloaded library of its own build

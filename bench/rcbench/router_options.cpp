@@ -165,8 +165,7 @@ std::filesystem::path program_of(const RouterRequest &request)
     if (!request.program.empty()) {
         return request.program;
     }
-    const std::filesystem::path own = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    return request.emulate ? own.parent_path().parent_path() / "mips/bin/rc" : own / "rc";
+    return bench::own_file(request.emulate ? "../mips/bin/rc" : "lib/rcbench/rc");
 }
 
 }  // namespace

@@ -41,13 +41,23 @@ const Platform &platform()
     return found;
 }
 
+fs::path own_file(const char *name)
+{
+    const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
+    return fs::weakly_canonical(programs.parent_path() / name);
+}
+
 Target host_target(const fs::path &program)
 {
+    const auto place = [](const char *variable, const char *name) {
+        const std::string other = from_environment(variable);
+        return other.empty() ? own_file(name) : fs::absolute(other);
+    };
     Target target;
     target.program = fs::absolute(program);
-    target.preload = fs::absolute(from_environment("BENCH_PRELOAD", BENCH_PRELOAD));
-    target.helpers = fs::absolute(from_environment("BENCH_HELPERS", BENCH_HELPERS));
-    target.image = fs::absolute(from_environment("BENCH_IMAGE", BENCH_IMAGE));
+    target.preload = place("BENCH_PRELOAD", "lib/rcbench/preload/libbench_preload.so");
+    target.helpers = place("BENCH_HELPERS", "lib/rcbench/inside");
+    target.image = place("BENCH_IMAGE", "share/rcbench/image");
     return target;
 }
 
