@@ -346,8 +346,8 @@ class Player {
         need(words, kind + 3);
         Talk talk = talk_of(words, 0);
         const bool has_port = words[kind + 2] == "port";
-        talk.to.port = has_port ? atoi(words.at(kind + 3).c_str()) : 80;
-        const std::string &wanted = words.at(kind + (has_port ? 4 : 2));
+        talk.to.port = has_port ? atoi(word(words, kind + 3).c_str()) : 80;
+        const std::string &wanted = word(words, kind + (has_port ? 4 : 2));
         talk.patience = wanted == "silent" ? kSilence : kPatience;
         const std::string text = fetch(talk, joined(words, kind + 1, kind + 2));
         require(wanted == "silent" ? text.empty() : text.find(wanted.substr(1)) != std::string::npos,
@@ -409,7 +409,7 @@ class Player {
     // N [to M] of K pass | N [to M] of K reach PLACE ADDRESS:PORT | N [to M] of K return
     void crowd(Talk &talk, const std::vector<std::string> &words, size_t at)
     {
-        const size_t of = words.at(at + 1) == "to" ? at + 3 : at + 1;
+        const size_t of = word(words, at + 1) == "to" ? at + 3 : at + 1;
         need(words, of + 3);
         const int least = atoi(words[at].c_str());
         const int most = atoi(words[of - 1].c_str());
@@ -477,10 +477,10 @@ class Player {
     Talk talk_of(const std::vector<std::string> &words, size_t first)
     {
         Talk talk;
-        talk.from = &place_of(words.at(first));
+        talk.from = &place_of(word(words, first));
         size_t at = first + 1;
-        if (words.at(at) == "from") {
-            const Destination source = destination(words.at(at + 1), 0);
+        if (word(words, at) == "from") {
+            const Destination source = destination(word(words, at + 1), 0);
             talk.source = source.address;
             talk.source_port = source.port;
             if (is_lan(*talk.from)) {
@@ -488,14 +488,14 @@ class Player {
             }
             at += 2;
         }
-        if (words.at(at) != "->") {
+        if (word(words, at) != "->") {
             throw Error("\"->\" is missing");
         }
-        talk.protocol = words.at(at + 2);
+        talk.protocol = word(words, at + 2);
         const bool is_http = talk.protocol == "http";
-        talk.to = destination(is_http && words[at + 1] == "internet" ? kWebServer : words.at(at + 1), 0);
+        talk.to = destination(is_http && words[at + 1] == "internet" ? kWebServer : word(words, at + 1), 0);
         if (talk.protocol == "tcp" || talk.protocol == "udp") {
-            talk.to.port = atoi(words.at(at + 3).c_str());
+            talk.to.port = atoi(word(words, at + 3).c_str());
         } else if (talk.protocol != "ping" && talk.protocol != "name" && !is_http) {
             throw Error("use: tcp, udp, ping, http or name, not " + talk.protocol);
         }
@@ -609,6 +609,12 @@ class Player {
         if (!holds) {
             throw Untrue(why);
         }
+    }
+
+    static const std::string &word(const std::vector<std::string> &words, size_t place)
+    {
+        need(words, place + 1);
+        return words[place];
     }
 
     static void need(const std::vector<std::string> &words, size_t count)

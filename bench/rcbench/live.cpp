@@ -194,9 +194,14 @@ int work(const LiveRequest &request, const Words &words)
     if (!lack.empty()) {
         throw forms::Failure(forms::kFailed, "no live network on this machine: " + lack);
     }
-    return live::in_own_namespaces([&] {
-        return story ? play_story(*story, choice, request.tells)
-                     : stay(choice, runs_of(words), request.stays);
+    return live::in_own_namespaces([&]() -> int {
+        try {
+            return story ? play_story(*story, choice, request.tells)
+                         : stay(choice, runs_of(words), request.stays);
+        } catch (const std::exception &problem) {
+            fprintf(stderr, "rcbench: %s\n", problem.what());
+            return forms::kFailed;
+        }
     });
 }
 
