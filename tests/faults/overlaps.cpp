@@ -29,6 +29,8 @@ std::vector<bench::Setting> few_settings(const bench::Target &target)
     return few;
 }
 
+constexpr int kBootEvery = 4;
+
 // Words of a group of runs; `init` only where the settings are also in the flash.
 std::vector<std::string> group_of(size_t size, std::mt19937 &random)
 {
@@ -45,7 +47,8 @@ std::vector<std::string> group_of(size_t size, std::mt19937 &random)
     return group;
 }
 
-// Each round begins with the same files and leaves its working copy in /.bench/rounds.
+// Each round begins with the same files and leaves its working copy in /.bench/rounds. Some begin without a
+// working copy, as the runs of a boot may that nothing has initialised: each makes one of the flash.
 std::string script_of(size_t size, int rounds)
 {
     std::mt19937 random(static_cast<unsigned>(size));
@@ -54,6 +57,9 @@ std::string script_of(size_t size, int rounds)
         // Some runs commit.
         script += "$cp /.bench/few /tmp/nvram; $cp /.bench/flash /dev/mtdblock/3\n";
         script += "/.bench/busybox rm -f /var/run/*\n";
+        if (round % kBootEvery == 0) {
+            script += "/.bench/busybox rm -f /tmp/nvram\n";
+        }
         for (const std::string &words : group_of(size, random)) {
             script += words + ">/dev/null 2>&1 &\n";
         }
