@@ -107,7 +107,7 @@ bool take_range(const Field &field, std::string_view &rest, Bits &bits)
         if (!number || *number <= 0) {
             return false;
         }
-        step = *number;
+        step = std::min(*number, field.high + 1);  // beyond the end already
     }
     // A range that runs backwards is no fault, and no time.
     for (int i = first; i <= last; i += step) {
