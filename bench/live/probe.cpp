@@ -70,7 +70,7 @@ Outcome talk_tcp(const Talk &talk)
 
 // ---- udp --------------------------------------------------------------------------------------------------
 
-Outcome answer_datagram(int server, int client)
+Outcome answer_datagram(int server, int client, int patience)
 {
     Outcome outcome;
     char bytes[64];
@@ -82,7 +82,7 @@ Outcome answer_datagram(int server, int client)
     outcome.seen_as = text_of(seen);
     const bool sent = got > 0 && sendto(server, bytes, static_cast<size_t>(got), 0,
                                         reinterpret_cast<sockaddr *>(&seen), length) == got;
-    if (sent && wait_readable(client, kPatience) && recv(client, bytes, sizeof bytes, 0) == got) {
+    if (sent && wait_readable(client, patience) && recv(client, bytes, sizeof bytes, 0) == got) {
         outcome.what = Outcome::kReached;
     }
     return outcome;
@@ -101,7 +101,7 @@ Outcome talk_udp(const Talk &talk)
         return {Outcome::kRefused, ""};
     }
     if (server >= 0 && wait_readable(server, talk.patience)) {
-        return answer_datagram(server, client);
+        return answer_datagram(server, client, talk.patience);
     }
     if (!wait_readable(client, server >= 0 ? 0 : talk.patience)) {
         return {Outcome::kSilent, ""};

@@ -376,7 +376,7 @@ class Player {
         if (isdigit(static_cast<unsigned char>(wanted[0])) != 0) {
             return crowd(talk, words, at);
         }
-        if (wanted == "reaches") {
+        if (wanted == "reaches" || wanted == "arrives") {
             listen_at(talk, words, at + 1);
         } else if (wanted == "passes" || wanted == "dark") {
             listen_there(talk);
@@ -384,7 +384,7 @@ class Player {
         if (at + 2 < words.size() && words[at + 1] == "during") {
             return meanwhile(talk, wanted, joined(words, at + 2, words.size()));
         }
-        talk.patience = wanted == "silent" ? kSilence : kPatience;
+        talk.patience = wanted == "silent" || wanted == "arrives" ? kSilence : kPatience;
         const auto segments = std::find(words.begin(), words.end(), "segments");
         if (segments != words.end()) {
             return announcement(talk, words, static_cast<size_t>(segments - words.begin()));
@@ -456,14 +456,12 @@ class Player {
 
     void judge(const Outcome &outcome, const std::string &wanted, const std::vector<std::string> &words)
     {
-        const std::map<std::string, Outcome::What> kWanted = {{"reaches", Outcome::kReached},
-                                                              {"passes", Outcome::kReached},
-                                                              {"answered", Outcome::kAnswered},
-                                                              {"refused", Outcome::kRefused},
-                                                              {"silent", Outcome::kSilent}};
+        const std::map<std::string, Outcome::What> kWanted = {
+            {"reaches", Outcome::kReached},   {"passes", Outcome::kReached},  {"arrives", Outcome::kOneWay},
+            {"answered", Outcome::kAnswered}, {"refused", Outcome::kRefused}, {"silent", Outcome::kSilent}};
         const auto row = kWanted.find(wanted);
         if (row == kWanted.end()) {
-            throw Error("use: reaches, passes, answered, refused or silent, not " + wanted);
+            throw Error("use: reaches, arrives, passes, answered, refused or silent, not " + wanted);
         }
         require(outcome.what == row->second, outcome_text(outcome));
         const auto as = std::find(words.begin(), words.end(), "as");
