@@ -82,8 +82,8 @@ Target host_target(const std::filesystem::path &program);
 Target emulated_target(const std::filesystem::path &program);
 
 // Makes ahead what all roots with this target share, in this process and in those forked from it: each makes
-// it for itself otherwise.
-void prepare(const Target &target);
+// it for itself otherwise. `program`: another one that runs will have, too.
+void prepare(const Target &target, const std::filesystem::path &program = {});
 
 // ---- what the router is like before the run -------------------------------------------------------------
 

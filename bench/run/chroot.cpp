@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -73,12 +74,25 @@ class Copies {
         const fs::file_time_type original = fs::last_write_time(outside);
         if (copy.place.empty() || copy.original != original ||
             fs::last_write_time(copy.place) != copy.written) {
-            copy.place = directory_ / (std::to_string(getpid()) + "." + std::to_string(++count_));
-            fs::copy_file(outside, copy.place);
+            copy.place = new_file();
+            ++count_;
+            fs::copy_file(outside, copy.place, fs::copy_options::overwrite_existing);
             copy.original = original;
             copy.written = fs::last_write_time(copy.place);
         }
         return copy.place;
+    }
+
+    // Processes forked from this one make copies here, too; of numbers that come again no name is made.
+    fs::path new_file() const
+    {
+        std::string name = directory_ / "copy.XXXXXX";
+        const int fd = mkstemp(name.data());
+        if (fd < 0) {
+            throw Error(system_error("make a copy in", directory_));
+        }
+        close(fd);
+        return name;
     }
 
     fs::path directory_;
@@ -171,12 +185,14 @@ std::shared_ptr<void> hold_copies()
     return copies();
 }
 
-void prepare(const Target &target)
+void prepare(const Target &target, const fs::path &program)
 {
+    Run run;
+    run.program = program;
     static std::shared_ptr<Copies> held;
     if (sandbox() == Sandbox::kChroot) {
         held = copies();
-        put_guests(*held, target, {}, held->directory() / std::to_string(held->count()));
+        put_guests(*held, target, run, held->directory() / std::to_string(held->count()));
     }
 }
 

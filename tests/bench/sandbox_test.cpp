@@ -2,6 +2,7 @@
 // in the sandbox that is used here, and once more as in a container.
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +16,19 @@
 #include "bench/router.h"
 #include "bench/run/watch.h"
 #include "tests/programs.h"
+#include "tests/running.h"
+
+namespace {
+
+pid_t pretended = 0;  // the process's number; 0: its true one
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" pid_t getpid() noexcept
+{
+    return pretended != 0 ? pretended : static_cast<pid_t>(syscall(SYS_getpid));
+}
 
 namespace {
 
@@ -55,24 +69,9 @@ class Bystander {
     pid_t process_;
 };
 
-struct Said {
-    int status = -1;
-    std::string text;
-};
-
-Said rcbench_with(const std::string &sandbox)
+Ran rcbench_with(const std::string &sandbox)
 {
-    const std::string command =
-        "BENCH_SANDBOX='" + sandbox + "' " RCBENCH_TOOL " --verbose --brief list 2>&1";
-    Said said;
-    FILE *pipe = popen(command.c_str(), "r");
-    char piece[4096];
-    size_t got = 0;
-    while ((got = fread(piece, 1, sizeof piece, pipe)) > 0) {
-        said.text.append(piece, got);
-    }
-    said.status = WEXITSTATUS(pclose(pipe));
-    return said;
+    return Folder().run("BENCH_SANDBOX='" + sandbox + "' " RCBENCH_TOOL " --verbose --brief list");
 }
 
 TEST(Bench, ARunThatStandsStillIsEnded)
@@ -158,21 +157,52 @@ TEST(Bench, ASandboxThatDoesNotEndIsKilledWithAllItStarted)
     EXPECT_EQ(count, 3);
 }
 
+// Than the one that is prepared.
+bool runs_another_program(const bench::Target &target)
+{
+    try {
+        bench::Root root(target, {});
+        bench::Run run;
+        run.words = {"rc", "printk", "start"};
+        run.program = std::filesystem::path(RCBENCH_TOOL).parent_path() / "rc";
+        return root.run(run).output.find("ap_name=printk action=start\n") != std::string::npos;
+    } catch (const std::exception &error) {
+        fprintf(stderr, "%s\n", error.what());
+        return false;
+    }
+}
+
+// The system gives the number of a process that has ended to another one.
+TEST(Bench, ProcessesOfTheSameNumberDoNotMeet)
+{
+    bench::Target target = bench::host_target("rc");
+    target.program = target.helpers / "bench_probe";
+    bench::prepare(target);
+    for (int i = 0; i < 2; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            pretended = 4711;
+            _exit(runs_another_program(target) ? 0 : 1);
+        }
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+}
+
 TEST(Bench, TheSandboxUsedIsNamed)
 {
-    const Said said = rcbench_with(bench::sandbox_name(bench::sandbox()));
+    const std::string name = bench::sandbox_name(bench::sandbox());
+    const Ran said = rcbench_with(name);
     EXPECT_EQ(said.status, 0);
-    EXPECT_NE(
-        said.text.find("rcbench: sandbox: " + std::string(bench::sandbox_name(bench::sandbox())) + "\n"),
-        std::string::npos)
-        << said.text;
+    EXPECT_NE(said.errors.find("rcbench: sandbox: " + name + "\n"), std::string::npos) << said.errors;
 }
 
 TEST(Bench, ASandboxThatDoesNotExistIsRefusedInOneLine)
 {
-    const Said said = rcbench_with("jail");
+    const Ran said = rcbench_with("jail");
     EXPECT_EQ(said.status, 3);
-    EXPECT_EQ(said.text, "rcbench: BENCH_SANDBOX=jail: no such sandbox; use namespaces, chroot or proot\n");
+    EXPECT_EQ(said.errors, "rcbench: BENCH_SANDBOX=jail: no such sandbox; use namespaces, chroot or proot\n");
 }
 
 }  // namespace

@@ -268,7 +268,7 @@ Programs make_programs(const Options &options)
     try {
         programs.target =
             options.emulate ? bench::emulated_target(options.program) : bench::host_target(options.program);
-        bench::prepare(programs.target);
+        bench::prepare(programs.target, fs::exists(programs.direct) ? programs.direct : fs::path());
     } catch (const std::exception &error) {
         refuse(error.what());
     }
