@@ -15,6 +15,12 @@ struct Ran {
     int status = -1;
     std::string output;
     std::string errors;
+
+    // Whether a line of the output is this one.
+    bool has(const std::string &line) const
+    {
+        return ("\n" + output).find("\n" + line + "\n") != std::string::npos;
+    }
 };
 
 // A folder of its own that goes with it.

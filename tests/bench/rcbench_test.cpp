@@ -1,12 +1,10 @@
 // rcbench as people use it: what it prints, what each option changes, and what it says to wrong words.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,6 +12,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/running.h"
 
 namespace {
 
@@ -37,51 +37,17 @@ Lines lines_of(const std::string &text)
     return lines;
 }
 
-struct Result {
-    int status = -1;
-    std::string output;
-    std::string errors;
-
-    bool has(const std::string &line) const
-    {
-        const Lines all = lines_of(output);
-        return std::find(all.begin(), all.end(), line) != all.end();
-    }
-};
-
 class Rcbench : public testing::Test {
   protected:
-    Rcbench() { folder_ = mkdtemp(name_); }
-    ~Rcbench() override { fs::remove_all(folder_); }
-
     // The words as a shell reads them.
-    Result run(const std::string &words) const
-    {
-        const std::string errors = folder_ + "/errors";
-        FILE *pipe = popen((RCBENCH_TOOL " " + words + " 2>" + errors).c_str(), "r");
-        Result result;
-        if (pipe == nullptr) {
-            return result;
-        }
-        char piece[4096];
-        size_t got = 0;
-        while ((got = fread(piece, 1, sizeof piece, pipe)) > 0) {
-            result.output.append(piece, got);
-        }
-        const int status = pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        result.errors = whole_file(errors);
-        return result;
-    }
+    Ran run(const std::string &words) const { return folder_.run(RCBENCH_TOOL " " + words); }
 
     std::string file(const std::string &name, const std::string &text) const
     {
-        std::ofstream(folder_ + "/" + name, std::ios::binary) << text;
-        return folder_ + "/" + name;
+        return folder_.file(name, text);
     }
 
-    char name_[40] = "/tmp/rcbench_test.XXXXXX";
-    std::string folder_;
+    Folder folder_;
 };
 
 // ---- words ----------------------------------------------------------------------------------------------
@@ -121,7 +87,7 @@ Lines subcommands(const std::string &help)
 
 TEST_F(Rcbench, TheManualNamesAllOptionsOfAllSubcommands)
 {
-    const Result whole = run("--help");
+    const Ran whole = run("--help");
     EXPECT_EQ(whole.status, 0);
     EXPECT_EQ(whole.errors, "");
     EXPECT_TRUE(whole.output.starts_with("usage: rcbench [OPTIONS] WORDS..."));
@@ -130,7 +96,7 @@ TEST_F(Rcbench, TheManualNamesAllOptionsOfAllSubcommands)
     const Lines names = subcommands(whole.output);
     EXPECT_GE(names.size(), 2U);
     for (const std::string &name : names) {
-        const Result one = run(name + " --help");
+        const Ran one = run(name + " --help");
         EXPECT_EQ(one.status, 0) << name;
         EXPECT_TRUE(one.output.starts_with("usage: rcbench " + name + " ")) << name;
         options.merge(options_in(one.output));
@@ -192,7 +158,7 @@ TEST_F(Rcbench, WrongWordsGiveOneLineThatHelpWouldCure)
         {"--pauses x start", "--pauses x: a number from 1 to 1000000 is needed"},
     };
     for (const auto &c : cases) {
-        const Result result = run(c.words);
+        const Ran result = run(c.words);
         EXPECT_EQ(result.status, 2) << c.words;
         EXPECT_EQ(result.output, "") << c.words;
         EXPECT_EQ(result.errors, "rcbench: " + c.why + "; see rcbench --help\n") << c.words;
@@ -201,7 +167,7 @@ TEST_F(Rcbench, WrongWordsGiveOneLineThatHelpWouldCure)
 
 TEST_F(Rcbench, OptionsComeBeforeTheWordsForRcAndAnywhereElseWhereThereAreNone)
 {
-    Result result = run("wan start --short");
+    Ran result = run("wan start --short");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(
@@ -241,12 +207,12 @@ TEST_F(Rcbench, InputThatCannotBeUsedGivesItsCauseAndStatus2)
         {"--program " + damaged + " start", "cannot run " + damaged + ": it is no program"},
     };
     for (const auto &c : cases) {
-        const Result result = run(c.words);
+        const Ran result = run(c.words);
         EXPECT_EQ(result.status, 2) << c.words;
         EXPECT_EQ(result.output, "") << c.words;
         EXPECT_EQ(result.errors, "rcbench: " + c.why + "\n") << c.words;
     }
-    const Result result = run("--settings " + damaged + " start");
+    const Ran result = run("--settings " + damaged + " start");
     EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.errors.starts_with("rcbench: cannot read " + damaged + ":2: ")) << result.errors;
 }
@@ -269,7 +235,7 @@ TEST_F(Rcbench, SettingsInFilesOfOtherKindsAreRefusedOrReadWhereThatIsCertain)
         EXPECT_EQ(run(option + wide + " start").status, 2);
         // A byte-order mark and line ends of another system hide no key.
         const std::string text = file("text", "\xef\xbb\xbflan_ipaddr=10.0.0.1\r\nlan_netmask=255.0.0.0\r\n");
-        const Result result = run("--brief " + option + text + " lan start");
+        const Ran result = run("--brief " + option + text + " lan start");
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.errors, "");
         EXPECT_NE(result.output.find("ifconfig br0 10.0.0.1 netmask 255.0.0.0 "), std::string::npos)
@@ -279,7 +245,7 @@ TEST_F(Rcbench, SettingsInFilesOfOtherKindsAreRefusedOrReadWhereThatIsCertain)
 
 TEST_F(Rcbench, JunkInMessagesIsEscapedAndCut)
 {
-    const Result result = run("--$(printf 'a\\033[31m\\007%0500d' 0) start");
+    const Ran result = run("--$(printf 'a\\033[31m\\007%0500d' 0) start");
     EXPECT_EQ(result.status, 2);
     EXPECT_TRUE(result.errors.starts_with("rcbench: unknown option \"--a\\x1b[31m\\x07000")) << result.errors;
     EXPECT_TRUE(result.errors.ends_with("0...\"; see rcbench --help\n")) << result.errors;
@@ -289,9 +255,10 @@ TEST_F(Rcbench, JunkInMessagesIsEscapedAndCut)
 TEST_F(Rcbench, WhatTheBenchCannotDoGivesStatus3)
 {
     (void)file("in_the_way", "");
-    const Result result = run("--keep " + folder_ + " start");
+    file("something", "");
+    const Ran result = run("--keep " + folder_.path() + " start");
     EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.errors, "rcbench: cannot keep the router in " + folder_ + ": it is not empty\n");
+    EXPECT_EQ(result.errors, "rcbench: cannot keep the router in " + folder_.path() + ": it is not empty\n");
     EXPECT_EQ(run("--keep /proc/no/directory start").errors,
               "rcbench: cannot keep the router in /proc/no/directory: No such file or directory\n");
 }
@@ -302,18 +269,16 @@ TEST_F(Rcbench, ADirectoryToKeepTheRouterInThatCannotBeWrittenToIsNamed)
     const std::string as_other = geteuid() == 0
                                      ? "setpriv --reuid=65534 --regid=65534 --clear-groups " RCBENCH_TOOL " "
                                      : RCBENCH_TOOL " ";
-    fs::create_directory(folder_ + "/locked");
-    fs::permissions(folder_, fs::perms(0755));
-    fs::permissions(folder_ + "/locked", fs::perms(0555));
-    if (system((as_other + "--version >/dev/null 2>&1").c_str()) != 0) {
+    fs::create_directory(folder_.path() + "/locked");
+    fs::permissions(folder_.path(), fs::perms(0755));
+    fs::permissions(folder_.path() + "/locked", fs::perms(0555));
+    if (folder_.run(as_other + "--version").status != 0) {
         GTEST_SKIP() << "needs a place that other users can run the program from";
     }
-    for (const std::string &place : {folder_ + "/locked", folder_ + "/locked/deeper"}) {
-        const std::string errors = folder_ + "/errors";
-        const int status = system((as_other + "--keep " + place + " lan start 2>" + errors).c_str());
-        EXPECT_EQ(WEXITSTATUS(status), 3);
-        EXPECT_EQ(whole_file(errors),
-                  "rcbench: cannot keep the router in " + place + ": Permission denied\n");
+    for (const std::string &place : {folder_.path() + "/locked", folder_.path() + "/locked/deeper"}) {
+        const Ran result = folder_.run(as_other + "--keep " + place + " lan start");
+        EXPECT_EQ(result.status, 3);
+        EXPECT_EQ(result.errors, "rcbench: cannot keep the router in " + place + ": Permission denied\n");
     }
 }
 
@@ -321,7 +286,7 @@ TEST_F(Rcbench, OutputThatCannotBeWrittenIsAnError)
 {
     for (const std::string &words : {std::string("timezone start"), std::string("--json timezone start"),
                                      std::string("rules"), std::string("--help")}) {
-        const Result result = run(words + " >/dev/full");
+        const Ran result = run(words + " >/dev/full");
         EXPECT_EQ(result.status, 3) << words;
         EXPECT_EQ(result.errors, "rcbench: cannot write standard output: No space left on device\n") << words;
         EXPECT_EQ(run(words + " >&-").status, 3) << words;
@@ -334,14 +299,14 @@ const std::string kEndless =
 
 TEST_F(Rcbench, ARunThatTheBenchCutsOffSaysSoFirstAndGivesStatus3)
 {
-    const Result result = run(kEndless);
+    const Ran result = run(kEndless);
     EXPECT_EQ(result.status, 3);
     EXPECT_TRUE(
         result.output.starts_with("$ rc wan start\n"
                                   "  cut off at the limit of pauses; --pauses sets it\n"))
         << result.output.substr(0, 200);
     EXPECT_TRUE(result.output.ends_with("  cut off at the limit of pauses; --pauses sets it\n"));
-    const Result json = run("--json " + kEndless);
+    const Ran json = run("--json " + kEndless);
     EXPECT_EQ(json.status, 3);
     EXPECT_EQ(nlohmann::json::parse(json.output, nullptr, false)[0]["limit"], "pauses");
     EXPECT_EQ(run("--diff --unset fw_nat " + kEndless).status, 3);
@@ -359,7 +324,7 @@ TEST_F(Rcbench, EveryLimitSaysWhichItIs)
         {"--limit 1 --file /sbin/ifconfig=" + busy, "cut off at the time limit; --limit sets it"},
     };
     for (const auto &c : cases) {
-        const Result result = run("--brief " + c.words + " lan start");
+        const Ran result = run("--brief " + c.words + " lan start");
         EXPECT_EQ(result.status, 3) << c.words;
         EXPECT_TRUE(result.output.starts_with("$ rc lan start\n  " + c.why + "\n"))
             << result.output.substr(0, 200);
@@ -369,7 +334,7 @@ TEST_F(Rcbench, EveryLimitSaysWhichItIs)
 
 TEST_F(Rcbench, WhatRepeatsIsFoldedUnlessAllIsWanted)
 {
-    const Result result = run(kEndless);
+    const Ran result = run(kEndless);
     EXPECT_TRUE(result.has("  ... these 4 lines 38 times"));
     EXPECT_LT(lines_of(result.output).size(), 40U);
     EXPECT_GT(lines_of(run("--full " + kEndless).output).size(), 160U);
@@ -377,7 +342,7 @@ TEST_F(Rcbench, WhatRepeatsIsFoldedUnlessAllIsWanted)
 
 TEST_F(Rcbench, SaysWhatWasNamedAndMetNothing)
 {
-    const Result result =
+    const Ran result =
         run("--brief --reply 'wlctl  up=x\\n' --reply 'nosuchtool=x' --reply 'wlctl pktcnt=' --remove "
             "/etc/no_such "
             "--remove /etc/resolv.conf --show /etc/no_file --show /etc/TZ wlan start");
@@ -415,20 +380,18 @@ TEST_F(Rcbench, AScenarioOfARunIsOneThatTheRunnerTakes)
           std::string("--blank init , printk start"), std::string("--unset lan_bipaddr lan start"),
           std::string("lan start , lan_ipaddr=192.168.7.1 lan restart"),
           std::string("--set 'wifi_psk_pwd=a\\n b' --remove /etc/hosts wlan start")}) {
-        const Result written = run("--scenario " + words);
+        const Ran written = run("--scenario " + words);
         EXPECT_EQ(written.status, 0) << words;
         const std::string name = file("made.scenario", written.output);
-        const std::string report = folder_ + "/report";
-        EXPECT_EQ(std::system((SCENARIO_TOOL " " + name + " >" + report + " 2>&1").c_str()), 0)
-            << words << "\n"
-            << whole_file(report);
+        const Ran report = folder_.run(SCENARIO_TOOL " " + name);
+        EXPECT_EQ(report.status, 0) << words << "\n" << report.output << report.errors;
     }
 }
 
 TEST_F(Rcbench, CompareFindsNoDifferenceBetweenAProgramAndItself)
 {
     const std::string rc = (fs::path(RCBENCH_TOOL).parent_path() / "rc").string();
-    Result result = run("compare " + rc + " " + rc + " timezone start , printk stop");
+    Ran result = run("compare " + rc + " " + rc + " timezone start , printk stop");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output.substr(result.output.size() - 12), "0 different\n");
     result = run("compare " + rc);
@@ -440,8 +403,8 @@ TEST_F(Rcbench, CompareShowsWhatAnotherProgramDoes)
 {
     const fs::path bin = fs::path(RCBENCH_TOOL).parent_path();
     const std::string settings = file("one", "lan_if=br0\n");
-    const Result result = run("compare --settings " + settings + " " + (bin / "rc").string() + " " +
-                              (bin.parent_path() / "bench/inside/bench_probe").string() + " print start");
+    const Ran result = run("compare --settings " + settings + " " + (bin / "rc").string() + " " +
+                           (bin.parent_path() / "bench/inside/bench_probe").string() + " print start");
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.output.starts_with("$ rc print start   (" + settings + ")\nCommands\n"));
     EXPECT_TRUE(result.has("1 runs compared, 1 different"));
@@ -449,7 +412,7 @@ TEST_F(Rcbench, CompareShowsWhatAnotherProgramDoes)
 
 TEST_F(Rcbench, TheShellsCompletionKnowsOptionsSettingsToolsAndServices)
 {
-    const Result script = run("completion bash");
+    const Ran script = run("completion bash");
     EXPECT_EQ(script.status, 0);
     const std::string path = file("completion", script.output);
     const struct {
@@ -468,11 +431,11 @@ TEST_F(Rcbench, TheShellsCompletionKnowsOptionsSettingsToolsAndServices)
     for (const auto &c : cases) {
         const std::string command = "bash -c '. " + path + "; COMP_WORDS=(" + c.typed +
                                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _rcbench; "
-                                    "printf \"%s\\n\" ${COMPREPLY[@]} | sort | tr \"\\n\" \" \"' >" +
-                                    path + ".out 2>/dev/null";
-        EXPECT_EQ(std::system(command.c_str()), 0);
+                                    "printf \"%s\\n\" ${COMPREPLY[@]} | sort | tr \"\\n\" \" \"'";
+        const Ran completed = folder_.run(command);
+        EXPECT_EQ(completed.status, 0);
         std::set<std::string> offered;
-        std::istringstream words(whole_file(path + ".out"));
+        std::istringstream words(completed.output);
         for (std::string word; words >> word;) {
             offered.insert(word);
         }
@@ -488,7 +451,7 @@ TEST_F(Rcbench, TheShellsCompletionKnowsOptionsSettingsToolsAndServices)
 
 TEST_F(Rcbench, AKeyThatNobodyKnowsIsNoted)
 {
-    const Result result = run("--brief --set fw_dmz_enabled=1 printk start , lan_id=br9 lan start");
+    const Ran result = run("--brief --set fw_dmz_enabled=1 printk start , lan_id=br9 lan start");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(
         result.errors,
@@ -511,7 +474,7 @@ TEST_F(Rcbench, TellsCommandsFilesAndSettingsInTheirOrder)
               "  /etc/TZ  (created, 23 bytes)\n"
               "    | EST5EDT,M3.2.0,M11.1.0\n");
     EXPECT_EQ(run("--set wifi_region=Israel --brief wlan start").output.find("Settings"), std::string::npos);
-    const Result changed = run("--set wifi_region=Israel --set wifi_channel=11 wlan start");
+    const Ran changed = run("--set wifi_region=Israel --set wifi_channel=11 wlan start");
     EXPECT_TRUE(changed.has("Settings"));
     EXPECT_TRUE(changed.has("  wifi_channel: \"11\" -> \"5\""));
     EXPECT_EQ(changed.output.find('\033'), std::string::npos);
@@ -526,7 +489,7 @@ TEST_F(Rcbench, ShortLeavesEchoesOutAndFoldsTools)
               "  run    /bin/echo CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00 > /etc/TZ\n"
               "  exit status 0\n"
               "  files written: /etc/TZ\n");
-    const Result radio = run("--short --set wifi_wep_on=3 wlan start");
+    const Ran radio = run("--short --set wifi_wep_on=3 wlan start");
     EXPECT_TRUE(radio.has("  run    /usr/sbin/wlctl wds none   ... and 6 more of wlctl"));
     EXPECT_TRUE(radio.has("  run    /usr/sbin/wlctl pktcnt &"));
     for (const std::string &line : lines_of(radio.output)) {
@@ -549,8 +512,8 @@ TEST_F(Rcbench, AllShowsYieldsAndTools)
 
 TEST_F(Rcbench, LongFilesAreWholeOnlyWhenAskedFor)
 {
-    const Result part = run("firewall create");
-    const Result whole = run("--full firewall create");
+    const Ran part = run("firewall create");
+    const Ran whole = run("--full firewall create");
     const std::string last = "    | iptables -t nat -A POSTROUTING -o ppp0 -j MASQUERADE";
     EXPECT_FALSE(part.has(last));
     EXPECT_NE(part.output.find(" more lines; --full shows them\n"), std::string::npos);
@@ -560,7 +523,7 @@ TEST_F(Rcbench, LongFilesAreWholeOnlyWhenAskedFor)
 
 TEST_F(Rcbench, ShowsFilesAfterTheLastRun)
 {
-    const Result result = run("--brief --show /etc/TZ --show /no/file timezone start");
+    const Ran result = run("--brief --show /etc/TZ --show /no/file timezone start");
     EXPECT_TRUE(result.output.ends_with(
         "  exit status 0\n  /etc/TZ\n    | CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00\n"
         "  /no/file  (not there)\n"));
@@ -583,7 +546,7 @@ TEST_F(Rcbench, SeveralRunsWorkOnOneRouter)
               "  run    /bin/echo EST5EDT,M3.2.0,M11.1.0 > /etc/TZ\n"
               "  exit status 0\n"
               "  files written: /etc/TZ\n");
-    const Result last = run("--last --brief --nested wan start , wan stop");
+    const Ran last = run("--last --brief --nested wan start , wan stop");
     EXPECT_TRUE(last.output.starts_with("$ rc wan stop\n"));
     EXPECT_TRUE(last.has("  run    /usr/sbin/atmctl operate vcc --delete 0.8.35"));
     // A word with "=" behind the first one is rc's.
@@ -592,10 +555,10 @@ TEST_F(Rcbench, SeveralRunsWorkOnOneRouter)
 
 TEST_F(Rcbench, RunsStartedByRcAreShownIndentedOrOnlyNamed)
 {
-    const Result named = run("--brief wan start");
+    const Ran named = run("--brief wan start");
     EXPECT_TRUE(named.has("  script /usr/sbin/rc service restart"));
     EXPECT_EQ(named.output.find("\n      "), std::string::npos);
-    const Result nested = run("--brief --nested wan start");
+    const Ran nested = run("--brief --nested wan start");
     EXPECT_TRUE(nested.has("  script /usr/sbin/rc service restart"));
     EXPECT_TRUE(nested.has("      out    ap_name=(null) action=restart"));
     EXPECT_TRUE(nested.has("      run    rc dnrd restart"));
@@ -623,7 +586,7 @@ TEST_F(Rcbench, SettingsComeFromDefaultsFilesAndOptions)
 
 TEST_F(Rcbench, ABlankRouterTakesItsSettingsFromTheDefaults)
 {
-    const Result result = run("--blank --set lan_if=br9 --unset lan_bipaddr init , lan start");
+    const Ran result = run("--blank --set lan_if=br9 --unset lan_bipaddr init , lan start");
     EXPECT_TRUE(result.has("  run    /bin/cp /etc/default /tmp/nvram\\n"));
     EXPECT_TRUE(result.has("  run    /sbin/ifconfig br9 192.168.0.1 netmask 255.255.255.0 broadcast\\x20"));
     EXPECT_FALSE(run("lan start").has("  run    /bin/cp /etc/default /tmp/nvram\\n"));
@@ -644,7 +607,7 @@ TEST_F(Rcbench, RepliesTakeTheUsualAnswersPlace)
         "  run    /usr/sbin/atmctl operate vcc --add 0.8.35 aal5 1 unknown --addq 0.8.35 64 0";
     EXPECT_TRUE(run("wan start").has(add));
     EXPECT_FALSE(run("--reply 'adslctl info=Idle\\n' wan start").has(add));
-    const Result turns =
+    const Ran turns =
         run("--reply 'adslctl info=Idle\\n' --reply 'adslctl info=Showtime\\n' --last wan start , wan start");
     EXPECT_TRUE(turns.has(add));
     EXPECT_TRUE(turns.output.starts_with("$ rc wan start\n"));
@@ -675,7 +638,7 @@ TEST_F(Rcbench, TheClockStandsWhereItIsSet)
 
 TEST_F(Rcbench, TheRoutersDirectoryIsKeptWhereAsked)
 {
-    const fs::path kept = folder_ + "/router";
+    const fs::path kept = folder_.path() + "/router";
     EXPECT_EQ(run("--keep " + kept.string() + " timezone start").status, 0);
     EXPECT_EQ(whole_file(kept / "etc/TZ"), "CET-1CEST-2,M3.5.0/02:00:00,M10.5.0/03:00:00\n");
     EXPECT_TRUE(fs::exists(kept / "tmp/nvram"));
@@ -684,7 +647,7 @@ TEST_F(Rcbench, TheRoutersDirectoryIsKeptWhereAsked)
 TEST_F(Rcbench, TheTargetsProgramDoesTheSame)
 {
     const fs::path target = fs::path(RCBENCH_TOOL).parent_path() / "../../mips/bin/rc";
-    const Result result = run("--emulate timezone start");
+    const Ran result = run("--emulate timezone start");
     if (!fs::exists(target)) {
         EXPECT_EQ(result.status, 2);
         EXPECT_NE(result.errors.find("build the target's with cmake --preset mips"), std::string::npos);
@@ -714,9 +677,9 @@ TEST_F(Rcbench, DiffShowsWhatASettingChanges)
     EXPECT_EQ(run("--diff --set fw_time_zone=-5b printk start").output,
               "$ rc printk start\nNo difference.\n");
     // A file that one run leaves alone is compared as it was.
-    const Result off = run("--diff --set dhcp_server_enable=0 --file /etc/udhcpd.conf=/dev/null dhcpd start");
+    const Ran off = run("--diff --set dhcp_server_enable=0 --file /etc/udhcpd.conf=/dev/null dhcpd start");
     EXPECT_TRUE(off.has("  -server\t\t192.168.0.1"));
-    const Result brief = run("--diff --brief --unset fw_time_zone timezone start");
+    const Ran brief = run("--diff --brief --unset fw_time_zone timezone start");
     EXPECT_TRUE(brief.has("Commands"));
     EXPECT_FALSE(brief.has("/etc/TZ"));
     // Records as what they mean, or byte by byte.
@@ -727,7 +690,7 @@ TEST_F(Rcbench, DiffShowsWhatASettingChanges)
 
 TEST_F(Rcbench, RulesAreShownByChainWithTheirSettings)
 {
-    const Result rules = run("rules");
+    const Ran rules = run("rules");
     EXPECT_EQ(rules.status, 0);
     EXPECT_TRUE(rules.output.starts_with("nat PREROUTING\n"));
     EXPECT_TRUE(rules.has("  fw_nat                 -o ppp0 -j MASQUERADE"));
@@ -745,7 +708,7 @@ TEST_F(Rcbench, RulesAreShownByChainWithTheirSettings)
 
 TEST_F(Rcbench, JsonHasOneObjectARunWithEveryByte)
 {
-    const Result one = run(
+    const Ran one = run(
         "--json --set 'wifi_psk_pwd=\\x01\\x7f\\xffa\\n\"b\\\\' --nested wan start , wlan start , wan foo");
     EXPECT_EQ(one.status, 0);
     const auto runs = nlohmann::json::parse(one.output, nullptr, false);
@@ -765,7 +728,7 @@ TEST_F(Rcbench, JsonHasOneObjectARunWithEveryByte)
 
 TEST_F(Rcbench, JsonHasTheNumbersOfEachKindOfEvent)
 {
-    const Result last = run("--json --last printk start , printk stop");
+    const Ran last = run("--json --last printk start , printk stop");
     const auto runs = nlohmann::json::parse(last.output, nullptr, false);
     ASSERT_TRUE(runs.is_array() && runs.size() == 1U);
     const nlohmann::json klog = {{"kind", "klog"}, {"depth", 0}, {"action", 7}};

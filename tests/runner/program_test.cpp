@@ -1,55 +1,29 @@
 // The runner as a program: what it says of scenarios that pass, fail or are wrong, and its exit status.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <string>
 
+#include "tests/running.h"
+
 namespace {
-
-struct Result {
-    int status;
-    std::string output;  // errors included
-};
-
-Result run_command(const std::string &command)
-{
-    Result result = {-1, ""};
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        return result;
-    }
-    char piece[4096];
-    size_t got = 0;
-    while ((got = fread(piece, 1, sizeof piece, pipe)) > 0) {
-        result.output.append(piece, got);
-    }
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
 
 class RunnerProgram : public testing::Test {
   protected:
-    RunnerProgram() { folder_ = mkdtemp(name_); }
-    ~RunnerProgram() override { std::filesystem::remove_all(folder_); }
-
     std::string file(const std::string &name, const std::string &text) const
     {
-        const std::string path = folder_ + "/" + name;
-        FILE *out = fopen(path.c_str(), "w");
-        if (out != nullptr) {
-            fputs(text.c_str(), out);
-            fclose(out);
-        }
-        return path;
+        return folder_.file(name, text);
     }
-    static Result run(const std::string &words) { return run_command(SCENARIO_TOOL " " + words); }
 
-    char name_[40] = "/tmp/runner_test.XXXXXX";
-    std::string folder_;
+    // What it says of files that are wrong follows its output.
+    Ran run(const std::string &words) const
+    {
+        Ran ran = folder_.run(SCENARIO_TOOL " " + words);
+        ran.output += ran.errors;
+        return ran;
+    }
+
+    Folder folder_;
 };
 
 const char *const kPassing = "# messages off\nrun printk start\ntrace\n| frame printk start\n| klog 6\n";
@@ -59,7 +33,7 @@ const char *const kFailing =
 
 TEST_F(RunnerProgram, PassesWhatIsAsExpected)
 {
-    const Result result = run(file("good.scenario", kPassing));
+    const Ran result = run(file("good.scenario", kPassing));
     EXPECT_EQ(result.output, "1 passed, 0 failed\n");
     EXPECT_EQ(result.status, 0);
 }
@@ -67,7 +41,7 @@ TEST_F(RunnerProgram, PassesWhatIsAsExpected)
 TEST_F(RunnerProgram, ShowsEveryDifferenceAndHowToRunItAgain)
 {
     const std::string path = file("bad.scenario", kFailing);
-    const Result result = run(path);
+    const Ran result = run(path);
     EXPECT_EQ(result.output, "FAILED " + path + "\n# messages off, badly\n" + path +
                                  ":3: run printk start\n" + path +
                                  ":7: exit: expected 3, actual 0\n"
@@ -83,7 +57,7 @@ TEST_F(RunnerProgram, ShowsEveryDifferenceAndHowToRunItAgain)
 TEST_F(RunnerProgram, RepeatsOptionsInTheCommandToRunAgain)
 {
     const std::string path = file("it is bad.scenario", kFailing);
-    const Result result = run("-j 1 '" + path + "'");
+    const Ran result = run("-j 1 '" + path + "'");
     EXPECT_NE(result.output.find("again: " SCENARIO_TOOL " -j 1 '" + path + "'\n"), std::string::npos)
         << result.output;
 }
@@ -93,7 +67,7 @@ TEST_F(RunnerProgram, RunsManyAndReportsInTheirOrder)
     const std::string good = file("good.scenario", kPassing);
     const std::string bad = file("bad.scenario", kFailing);
     const std::string worse = file("worse.scenario", kFailing);
-    const Result result = run(bad + " " + good + " " + worse + " " + good);
+    const Ran result = run(bad + " " + good + " " + worse + " " + good);
     EXPECT_LT(result.output.find("FAILED " + bad), result.output.find("FAILED " + worse));
     EXPECT_NE(result.output.find("\n2 passed, 2 failed\n"), std::string::npos) << result.output;
     EXPECT_EQ(result.status, 1);
@@ -103,7 +77,7 @@ TEST_F(RunnerProgram, StopsAtTheFirstFailure)
 {
     const std::string good = file("good.scenario", kPassing);
     const std::string bad = file("bad.scenario", kFailing);
-    const Result result = run("-j 1 --stop " + good + " " + bad + " " + good + " " + bad);
+    const Ran result = run("-j 1 --stop " + good + " " + bad + " " + good + " " + bad);
     EXPECT_NE(result.output.find("again: " SCENARIO_TOOL " -j 1 --stop " + bad + "\n1 passed, 1 failed\n"),
               std::string::npos)
         << result.output;
@@ -116,7 +90,7 @@ TEST_F(RunnerProgram, ComparesWholeFiles)
     const std::string path = file("x.scenario",
                                   "# the zone\nset fw_time_zone=-8\nset time_daylight=1\nrun timezone start\n"
                                   "expect-bytes /etc/TZ PST8PDT\nexpect /etc/TZ\n| PST8PDT\n|\n");
-    const Result result = run(path);
+    const Ran result = run(path);
     EXPECT_NE(result.output.find("-PST8PDT  (no line end)\n+PST8PDT\n"), std::string::npos) << result.output;
     EXPECT_NE(result.output.find(" PST8PDT\n-\n"), std::string::npos) << result.output;
     EXPECT_EQ(result.status, 1);
@@ -127,7 +101,7 @@ TEST_F(RunnerProgram, RefusesWrongScenariosBeforeItRunsAny)
     const std::string good = file("good.scenario", kPassing);
     const std::string unknown = file("unknown.scenario", "# t\nrunn lan\n");
     const std::string idle = file("idle.scenario", "# t\nrun lan start\n");
-    const Result result = run(good + " " + unknown + " " + idle);
+    const Ran result = run(good + " " + unknown + " " + idle);
     EXPECT_EQ(result.output, "scenario: " + unknown + ":2: unknown directive \"runn\"\nscenario: " + idle +
                                  ":2: nothing is expected of this run\n");
     EXPECT_EQ(result.status, 2);
@@ -137,8 +111,8 @@ TEST_F(RunnerProgram, RefusesWrongWords)
 {
     EXPECT_EQ(run("").output, "scenario: no scenario file is given; see scenario --help\n");
     EXPECT_EQ(run("").status, 2);
-    EXPECT_EQ(run(folder_ + "/none.scenario").output,
-              "scenario: cannot read " + folder_ + "/none.scenario: No such file or directory\n");
+    EXPECT_EQ(run(folder_.path() + "/none.scenario").output,
+              "scenario: cannot read " + folder_.path() + "/none.scenario: No such file or directory\n");
     EXPECT_EQ(run("--program /no/rc " + file("x.scenario", kPassing)).output,
               "scenario: cannot read /no/rc: No such file or directory\n");
     EXPECT_EQ(run("-j 0 x").output, "scenario: -j takes a number from 1 to 1024, not \"0\"\n");
@@ -150,7 +124,7 @@ TEST_F(RunnerProgram, PrintsWhatHappensAsAScenario)
     const std::string path = file("x.scenario",
                                   "# the zone\nset fw_time_zone=-8\nset time_daylight=1\n"
                                   "default time_zone=X\nrun timezone start\nrun wan\n");
-    const Result result = run("--print " + path);
+    const Ran result = run("--print " + path);
     EXPECT_EQ(result.output,
               "run timezone start\ntrace\n| frame timezone start\n| SYSTEM /bin/echo PST8PDT > /etc/TZ\n"
               "| out /bin/echo PST8PDT > /etc/TZ\nexpect /etc/TZ\n| PST8PDT\n\nrun wan\ntrace\nexit 255\n");
@@ -164,7 +138,7 @@ TEST_F(RunnerProgram, WhatItPrintsPasses)
                                   "run \"\" \"a b\"\ndirect nvram_set k \"v w\\n\"\n");
     const std::string setup = "# again\nset a=\\x01 b\\x20\nbytes /tmp/q x\n";
     const std::string again = file("again.scenario", setup + run("--print " + path).output);
-    const Result result = run(again);
+    const Ran result = run(again);
     EXPECT_EQ(result.output, "1 passed, 0 failed\n");
 }
 
@@ -176,7 +150,7 @@ const char *const kThree =
 TEST_F(RunnerProgram, GivesAResultForEveryCase)
 {
     const std::string path = file("x.scenario", kThree);
-    const Result result = run("-j 1 " + path);
+    const Ran result = run("-j 1 " + path);
     EXPECT_NE(result.output.find("FAILED " + path + " --case seven\n# messages\n"), std::string::npos)
         << result.output;
     EXPECT_NE(
@@ -200,7 +174,7 @@ TEST_F(RunnerProgram, RunsOneCaseAgain)
 {
     const std::string path = file("x.scenario", kThree);
     EXPECT_EQ(run(path + " --case on").output, "1 passed, 0 failed\n");
-    const Result again = run("--case eight " + path);
+    const Ran again = run("--case eight " + path);
     EXPECT_NE(again.output.find("again: " SCENARIO_TOOL " " + path + " --case eight\n0 passed, 1 failed\n"),
               std::string::npos)
         << again.output;
@@ -211,7 +185,7 @@ TEST_F(RunnerProgram, RunsOneCaseAgain)
 TEST_F(RunnerProgram, ShowsEveryCaseInFull)
 {
     const std::string path = file("x.scenario", kThree);
-    const Result result = run("--expand " + path);
+    const Ran result = run("--expand " + path);
     const std::string start = "run printk start\ntrace\n| frame printk start\n| klog ";
     EXPECT_EQ(result.output, "# messages\n# " + path + " --case on\n" + start + "6\n\n# messages\n# " + path +
                                  " --case seven\nset a=7\n" + start + "7\n\n# messages\n# " + path +
@@ -221,15 +195,16 @@ TEST_F(RunnerProgram, ShowsEveryCaseInFull)
 
 TEST_F(RunnerProgram, TakesTheScenariosOfADirectory)
 {
-    std::filesystem::create_directory(folder_ + "/more");
+    std::filesystem::create_directory(folder_.path() + "/more");
     file("more/b.scenario", kFailing);
     file("more/a.scenario", kPassing);
     file("more/text", "not a scenario");
     file("c.scenario", kPassing);
-    const Result result = run(folder_);
+    const Ran result = run(folder_.path());
     EXPECT_NE(result.output.find("\n2 passed, 1 failed\n"), std::string::npos) << result.output;
-    std::filesystem::create_directory(folder_ + "/none");
-    EXPECT_EQ(run(folder_ + "/none").output, "scenario: no *.scenario in " + folder_ + "/none\n");
+    std::filesystem::create_directory(folder_.path() + "/none");
+    EXPECT_EQ(run(folder_.path() + "/none").output,
+              "scenario: no *.scenario in " + folder_.path() + "/none\n");
 }
 
 }  // namespace
