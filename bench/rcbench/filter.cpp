@@ -62,6 +62,27 @@ void put_origins(bench::RouterFilter &filter, const bench::RulesFile &file)
 
 }  // namespace
 
+forms::Option from_option(const std::shared_ptr<FilterRequest> &request, const char *help)
+{
+    return {.name = "from", .argument = "SIDE", .help = help, .take = [request](const std::string &side) {
+                request->from = side_of("--from", side);
+            }};
+}
+
+forms::Option quick_option(const std::shared_ptr<FilterRequest> &request)
+{
+    return {.name = "quick",
+            .help =
+                "without the settings behind rules, which are found by running rc many times; all rules "
+                "are the framework's then",
+            .take = [request](const std::string &) { request->quick = true; }};
+}
+
+forms::Option json_option(const std::shared_ptr<FilterRequest> &request, const char *help)
+{
+    return {.name = "json", .help = help, .take = [request](const std::string &) { request->json = true; }};
+}
+
 bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
 {
     const bench::Setup setup = setup_of(request, target, with_changes);

@@ -1,6 +1,8 @@
 // The packet filter of the router that a command line describes, for questions about packets.
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +11,19 @@
 #include "bench/show/json.h"
 
 namespace rcbench {
+
+// What every question about packets is asked with.
+struct FilterRequest {
+    std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
+    std::optional<packets::Side> from;
+    bool json = false;
+    bool quick = false;
+};
+
+// Those that have another help for each question have it given.
+forms::Option from_option(const std::shared_ptr<FilterRequest> &request, const char *help);
+forms::Option quick_option(const std::shared_ptr<FilterRequest> &request);
+forms::Option json_option(const std::shared_ptr<FilterRequest> &request, const char *help);
 
 // Runs rc's firewall and routes, with or without the changed settings, and returns what the kernel then
 // holds. Lines that the filter tool refuses because of the settings are noted.

@@ -14,31 +14,16 @@ using packets::PacketText;
 using packets::Verdict;
 using packets::Walk;
 
-struct PacketRequest {
-    std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
-    std::optional<packets::Side> from;
-    bool json = false;
-    bool quick = false;
-};
-
-Options packet_options(const std::shared_ptr<PacketRequest> &r)
+Options packet_options(const std::shared_ptr<FilterRequest> &request)
 {
-    using Text = const std::string &;
-    // clang-format off
     return {
         {.help = "The packet"},
-        {.name = "from", .argument = "SIDE",
-         .help = "where it comes from: wan, lan, tunnel or router; without it the side of its source, or wan",
-         .take = [r](Text side) { r->from = side_of("--from", side); }},
-        {.name = "quick",
-         .help = "without the settings behind rules, which are found by running rc many times; all rules "
-                 "are the framework's then",
-         .take = [r](Text) { r->quick = true; }},
-        {.name = "json",
-         .help = "for machines: a list with one object a packet",
-         .take = [r](Text) { r->json = true; }},
+        from_option(
+            request,
+            "where it comes from: wan, lan, tunnel or router; without it the side of its source, or wan"),
+        quick_option(request),
+        json_option(request, "for machines: a list with one object a packet"),
     };
-    // clang-format on
 }
 
 // ---- questions
@@ -206,7 +191,7 @@ bench::Json json_answer(const PacketText &asked, const Walk &walk)
     return json;
 }
 
-int work(PacketRequest &request, const Words &words)
+int work(const FilterRequest &request, const Words &words)
 {
     const std::vector<std::string> texts = packet_texts(words);
     const bench::Target target = target_of(*request.router);
@@ -254,7 +239,7 @@ payload=TEXT (up to the end). @FILE takes packets from a file, one a line, and -
 
 Command make_packet()
 {
-    const auto request = std::make_shared<PacketRequest>();
+    const auto request = std::make_shared<FilterRequest>();
     return {{.name = "rcbench packet",
              .usage = {"[OPTIONS] 'tcp 198.51.100.7 -> 203.0.113.10:443'...", "[OPTIONS] @FILE"},
              .about = kAbout,

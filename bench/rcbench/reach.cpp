@@ -26,10 +26,7 @@ using Pieces = std::vector<Piece>;
 using Rows = std::vector<Row>;
 
 struct ReachRequest {
-    std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
-    std::optional<Side> from;
-    bool json = false;
-    bool quick = false;
+    std::shared_ptr<FilterRequest> filter = std::make_shared<FilterRequest>();
     bool diff = false;
     bool idle = false;
     std::vector<Sentence> sentences;
@@ -57,9 +54,7 @@ Options reach_options(const std::shared_ptr<ReachRequest> &r)
     // clang-format off
     return {
         {.help = "The question"},
-        {.name = "from", .argument = "SIDE",
-         .help = "only what comes from there: wan, lan, tunnel or router",
-         .take = [r](Text side) { r->from = side_of("--from", side); }},
+        from_option(r->filter, "only what comes from there: wan, lan, tunnel or router"),
         {.name = "diff",
          .help = "what the --set and --unset options open, close and send elsewhere",
          .take = [r](Text) { r->diff = true; }},
@@ -75,13 +70,8 @@ Options reach_options(const std::shared_ptr<ReachRequest> &r)
         {.name = "idle",
          .help = "rules that are shadowed, redundant or never match, with the lines that cover them",
          .take = [r](Text) { r->idle = true; }},
-        {.name = "quick",
-         .help = "without the settings behind rules, which are found by running rc many times; all rules "
-                 "are the framework's then",
-         .take = [r](Text) { r->quick = true; }},
-        {.name = "json",
-         .help = "for machines: a list with one object a row",
-         .take = [r](Text) { r->json = true; }},
+        quick_option(r->filter),
+        json_option(r->filter, "for machines: a list with one object a row"),
     };
     // clang-format on
 }
@@ -191,10 +181,10 @@ class Tables {
 int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter)
 {
     const Space space(packets::texts_of({&filter.rules}));
-    const std::vector<Table> tables = Tables(space, filter, request.json).all(request.from);
+    const std::vector<Table> tables = Tables(space, filter, request.filter->json).all(request.filter->from);
     bench::Json json = bench::Json::array();
     for (const Table &table : tables) {
-        if (request.json) {
+        if (request.filter->json) {
             for (const Row &row : table.rows) {
                 json.push_back(json_row(table.side, row));
             }
@@ -203,7 +193,7 @@ int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter
             print_rows(table.heading, table.rows);
         }
     }
-    if (request.json) {
+    if (request.filter->json) {
         (void)fputs(bench::written(json).c_str(), stdout);
     }
     return forms::kDone;
@@ -213,7 +203,7 @@ int answer_idle(const ReachRequest &request, const bench::RouterFilter &filter)
 {
     const Space space(packets::texts_of({&filter.rules}));
     const std::vector<packets::IdleLine> lines = packets::idle_lines(space, filter.rules, filter.network);
-    if (request.json) {
+    if (request.filter->json) {
         (void)fputs(bench::written(json_idle_lines(lines)).c_str(), stdout);
     } else {
         print_idle_lines(lines);
@@ -227,9 +217,9 @@ int answer_idle(const ReachRequest &request, const bench::RouterFilter &filter)
 int answer_difference(const ReachRequest &request, const bench::RouterFilter &before,
                       const bench::RouterFilter &after)
 {
-    Changes changes(before, after, {.json = request.json});
-    const bool differs = changes.compare(request.from);
-    if (request.json) {
+    Changes changes(before, after, {.json = request.filter->json});
+    const bool differs = changes.compare(request.filter->from);
+    if (request.filter->json) {
         (void)fputs(bench::written(changes.list()).c_str(), stdout);
     } else if (!differs) {
         printf("Nothing changes: the same connections get through to the same ends.\n");
@@ -317,13 +307,13 @@ int answer_promises(const ReachRequest &request, const bench::RouterFilter &filt
         }
         promise.exempted = exempted;
         all_hold = all_hold && promise.holds;
-        if (request.json) {
+        if (request.filter->json) {
             json.push_back(json_promise(sentence, promise));
         } else {
             print_promise(sentence, promise);
         }
     }
-    if (request.json) {
+    if (request.filter->json) {
         (void)fputs(bench::written(json).c_str(), stdout);
     }
     return all_hold ? forms::kDone : forms::kNo;
@@ -353,10 +343,10 @@ void check_request(const ReachRequest &request, const Words &words)
             return std::any_of(sentence.unless.begin(), sentence.unless.end(),
                                [](const packets::Condition &condition) { return condition.by; });
         });
-    if (request.quick && asks_for_causes) {
+    if (request.filter->quick && asks_for_causes) {
         throw forms::usage_error("\"by KEY\" asks for the settings behind rules: leave out --quick");
     }
-    if (request.diff && request.router->set.empty() && request.router->unset.empty()) {
+    if (request.diff && request.filter->router->set.empty() && request.filter->router->unset.empty()) {
         throw forms::usage_error("--diff needs a --set or --unset to compare with");
     }
 }
@@ -364,12 +354,12 @@ void check_request(const ReachRequest &request, const Words &words)
 int work(const ReachRequest &request, const Words &words)
 {
     check_request(request, words);
-    const RouterRequest &router = *request.router;
+    const RouterRequest &router = *request.filter->router;
     const bench::Target target = target_of(router);
     note_unknown_keys(router, {});
     const auto filter_with = [&](bool changes) {
         bench::RouterFilter filter = filter_of(router, target, changes);
-        if (!request.quick) {
+        if (!request.filter->quick) {
             find_causes(filter, router, target, changes);
         }
         return filter;
@@ -414,7 +404,7 @@ Command make_reach()
              .usage = {"[OPTIONS] [--from SIDE]", "[OPTIONS] --diff --set KEY=VALUE...",
                        "[OPTIONS] --never SENTENCE --always SENTENCE --promises FILE", "[OPTIONS] --idle"},
              .about = kAbout,
-             .options = joined({router_options(request->router), reach_options(request)}),
+             .options = joined({router_options(request->filter->router), reach_options(request)}),
              .more = kMore,
              .no = "--diff found differences, a promise is broken"},
             [request](const Words &words) { return work(*request, words); }};
