@@ -147,15 +147,17 @@ class Laboratory {
     const std::string &text() const { return text_; }
     const Lines &lines() const { return lines_; }
 
-    // The settings that rc could read: of the working copy, then those that the defaults alone have.
-    std::vector<Setting> settings() const
+    // The settings that rc reads for its rules, found by what it does: with an empty working copy each
+    // default that it reads becomes part of that. One that is not read changes nothing by itself. Should rc
+    // write other rules that way, all settings that it could read.
+    std::vector<Setting> settings()
     {
-        std::vector<Setting> all = copy_.value_or(std::vector<Setting>());
-        for (const Setting &entry : defaults_) {
-            if (std::none_of(all.begin(), all.end(),
-                             [&](const Setting &other) { return other.key == entry.key; })) {
-                all.push_back(entry);
-            }
+        std::vector<Setting> all = known_settings();
+        root_.write("/etc/default", store_bytes(all));
+        root_.write("/tmp/nvram", store_bytes({}));
+        if (written() == text_) {
+            const std::vector<Setting> read = root_.settings().value_or(std::vector<Setting>());
+            std::erase_if(all, [&](const Setting &entry) { return !has_key(read, entry.key); });
         }
         return all;
     }
@@ -178,6 +180,24 @@ class Laboratory {
     }
 
   private:
+    static bool has_key(const std::vector<Setting> &settings, const std::string &key)
+    {
+        return std::any_of(settings.begin(), settings.end(),
+                           [&](const Setting &setting) { return setting.key == key; });
+    }
+
+    // Those of the working copy, then those that the defaults alone have.
+    std::vector<Setting> known_settings() const
+    {
+        std::vector<Setting> all = copy_.value_or(std::vector<Setting>());
+        for (const Setting &entry : defaults_) {
+            if (!has_key(all, entry.key)) {
+                all.push_back(entry);
+            }
+        }
+        return all;
+    }
+
     std::string written()
     {
         (void)root_.rc("firewall create", like_);

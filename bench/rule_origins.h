@@ -1,9 +1,9 @@
 // Which setting is behind each line of the packet filter's rules file, found by changing the settings.
 //
-// Every setting is taken away in turn (one that says 0 is set to 1), then given another text; each time rc
-// writes its rules anew, and the lines that are gone or read differently are that setting's. Of a list, the
-// records are told apart the same way. Nothing here knows what any setting means, so the answer is the
-// program's own, whichever program that is.
+// Every setting that rc reads is taken away in turn (one that says 0 is set to 1), then given another text;
+// each time rc writes its rules anew, and the lines that are gone or read differently are that setting's. Of
+// a list, the records are told apart the same way. Nothing here knows what any setting means, so the answer
+// is the program's own, whichever program that is.
 #pragma once
 
 #include <cstddef>
