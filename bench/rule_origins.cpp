@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <optional>
 
 namespace bench {
 
 namespace {
 
 constexpr char kRecordEnd = '\x01';
-constexpr size_t kGroup = 16;  // settings that are tried together at first
 
 using Lines = std::vector<std::string>;
 
@@ -212,12 +212,6 @@ class Laboratory {
     Lines lines_;
 };
 
-// The two ways to try a setting.
-enum class Way {
-    kOff,    // taken away; one that says 0 is set to 1, because without it much is as with 0
-    kOther,  // with another text: its last character, a number where it is one, is the next one
-};
-
 std::string other_text(std::string value)
 {
     if (!value.empty()) {
@@ -231,26 +225,33 @@ bool is_list(const Setting &setting)
     return setting.value.find(kRecordEnd) != std::string::npos;
 }
 
-// Changes the entry of a setting, which rc reads as `setting` has it.
-void turn(std::vector<Setting> &entries, const Setting &setting, Way way)
+// Gives an entry another value, none to take it away; one that is not there stays away.
+void turn(std::vector<Setting> &entries, const std::string &key, const std::optional<std::string> &value)
 {
-    const auto entry = std::find_if(entries.begin(), entries.end(),
-                                    [&](const Setting &other) { return other.key == setting.key; });
+    const auto entry =
+        std::find_if(entries.begin(), entries.end(), [&](const Setting &other) { return other.key == key; });
     if (entry == entries.end()) {
         return;
     }
-    if (way == Way::kOther) {
-        entry->value = is_list(setting) ? setting.value : other_text(setting.value);
-    } else if (setting.value == "0") {
-        entry->value = "1";
+    if (value) {
+        entry->value = *value;
     } else {
         entries.erase(entry);
     }
 }
 
-bool any_loss(const std::vector<Loss> &losses)
+// The values that a setting is tried with. It is taken away, or, because without it much is as with 0, one
+// that says 0 is set to 1. Then it has another text: its last character, a number where it is one, is the
+// next one.
+std::vector<std::optional<std::string>> trials_of(const Setting &setting)
 {
-    return std::any_of(losses.begin(), losses.end(), [](Loss loss) { return loss != Loss::kNone; });
+    if (setting.value == "0") {
+        return {"1"};
+    }
+    if (setting.value.empty() || is_list(setting)) {
+        return {std::nullopt};
+    }
+    return {std::nullopt, other_text(setting.value)};
 }
 
 // What one setting takes with it.
@@ -259,47 +260,29 @@ struct Influence {
     std::vector<Loss> losses;
 };
 
-std::vector<Loss> losses_without(Laboratory &laboratory, const std::vector<Setting> &settings, size_t begin,
-                                 size_t end, Way way)
+std::vector<Loss> losses_without(Laboratory &laboratory, const Setting &setting)
 {
-    return laboratory.losses([&](std::vector<Setting> &entries) {
-        for (size_t i = begin; i < end; ++i) {
-            turn(entries, settings[i], way);
-        }
-    });
-}
-
-// The settings among [begin, end) that lines depend on; groups that change nothing are not looked into.
-// NOLINTNEXTLINE(misc-no-recursion): halves of a group are groups
-void find_influences(Laboratory &laboratory, const std::vector<Setting> &settings, size_t begin, size_t end,
-                     std::vector<Influence> &influences)
-{
-    std::vector<Loss> losses = losses_without(laboratory, settings, begin, end, Way::kOff);
-    const bool single = end - begin == 1;
-    if (single || !any_loss(losses)) {
-        const std::vector<Loss> others = losses_without(laboratory, settings, begin, end, Way::kOther);
+    std::vector<Loss> losses(laboratory.lines().size(), Loss::kNone);
+    for (const std::optional<std::string> &value : trials_of(setting)) {
+        const std::vector<Loss> more =
+            laboratory.losses([&](std::vector<Setting> &entries) { turn(entries, setting.key, value); });
         for (size_t i = 0; i < losses.size(); ++i) {
-            losses[i] = std::max(losses[i], others[i]);
+            losses[i] = std::max(losses[i], more[i]);
         }
     }
-    if (!any_loss(losses)) {
-        return;
-    }
-    if (single) {
-        influences.push_back({settings[begin], losses});
-        return;
-    }
-    const size_t half = begin + (end - begin) / 2;
-    find_influences(laboratory, settings, begin, half, influences);
-    find_influences(laboratory, settings, half, end, influences);
+    return losses;
 }
 
+// The settings that lines depend on.
 std::vector<Influence> influences_in(Laboratory &laboratory)
 {
-    const std::vector<Setting> settings = laboratory.settings();
     std::vector<Influence> influences;
-    for (size_t begin = 0; begin < settings.size(); begin += kGroup) {
-        find_influences(laboratory, settings, begin, std::min(begin + kGroup, settings.size()), influences);
+    for (const Setting &setting : laboratory.settings()) {
+        Influence influence = {setting, losses_without(laboratory, setting)};
+        if (std::any_of(influence.losses.begin(), influence.losses.end(),
+                        [](Loss loss) { return loss != Loss::kNone; })) {
+            influences.push_back(std::move(influence));
+        }
     }
     return influences;
 }
