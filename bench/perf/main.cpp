@@ -22,7 +22,7 @@ struct Group {
 
 constexpr Group kGroups[] = {
     {"rules", perf::rule_build}, {"settings", perf::settings}, {"starting", perf::starting},
-    {"memory", perf::memory},    {"lint", perf::linting},
+    {"memory", perf::memory},    {"lint", perf::linting},      {"packets", perf::packets},
 };
 
 struct Wish {
@@ -49,8 +49,8 @@ forms::Program program(Wish &wish)
         .usage = {"[OPTIONS] [GROUP...]"},
         .about = R"(
 Measures rc and prints one table: figure, what it is measured against in the same run, ratio, goal. GROUP is
-rules, settings, starting, memory or lint; without one all are run. Goals that are not met do not change the exit
-status.
+rules, settings, starting, memory, lint or packets; without one all are run. Goals that are not met do not
+change the exit status.
 )",
         .options =
             {

@@ -28,4 +28,10 @@ void memory(const bench::Target &target, const Effort &effort, std::vector<Figur
 // The linter on a large file of settings.
 void linting(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
 
+// rcbench packet and reach on many access rules, beyond the run of rc itself.
+void packets(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures);
+
+// The image's settings with so many outbound rules of one line, which name services of the image.
+std::vector<bench::Setting> image_with_rules(const bench::Target &target, int count);
+
 }  // namespace perf

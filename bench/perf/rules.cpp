@@ -264,6 +264,11 @@ void compare_script(Case &one, const Script &script, const Effort &effort, std::
 
 }  // namespace
 
+std::vector<bench::Setting> image_with_rules(const bench::Target &target, int count)
+{
+    return with_rules(bench::image_settings(target.image), count, Services::kImage);
+}
+
 void rule_build(const bench::Target &target, const Effort &effort, std::vector<Figure> &figures)
 {
     Case smallest(target, kSmallest);
