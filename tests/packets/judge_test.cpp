@@ -22,7 +22,8 @@ class Judge : public testing::Test {
         const kernel::Judgement judgement =
             kernel::judge("*filter\nCOMMIT\n*nat\nCOMMIT\n*mangle\nCOMMIT\n", network(), {});
         if (!judgement.error.empty()) {
-            GTEST_SKIP() << "needs a kernel to ask, with network namespaces and iptables (legacy): " << judgement.error;
+            GTEST_SKIP() << "needs a kernel to ask, with network namespaces and iptables (legacy): "
+                         << judgement.error;
         }
     }
 };
@@ -68,6 +69,24 @@ bool can_be_sent(const packets::Packet &packet)
 {
     return packets::has_ports(packet.protocol) ||
            (packet.protocol == packets::kIcmp && packet.icmp_type == 8);
+}
+
+TEST_F(Judge, AgreesWithWhatRandomChangesOpenAndClose)
+{
+    agreement::Dice dice(817);
+    agreement::Router router;
+    agreement::Judged judged;
+    for (int i = 0; i < 4; ++i) {
+        const std::vector<bench::Setting> settings = agreement::judged_settings(dice);
+        const std::vector<bench::Setting> changed = agreement::changed_settings(settings, dice);
+        agreement::ask_kernel_about_change(router.filter(settings), router.filter(changed), 3, judged);
+        ASSERT_EQ(judged.error, "");
+    }
+    EXPECT_EQ(judged.disagreements, std::vector<std::string>());
+    EXPECT_GE(judged.packets, 5U);
+    EXPECT_GT(judged.opened, 0U);
+    EXPECT_GT(judged.closed, 0U);
+    EXPECT_GT(judged.moved, 0U);
 }
 
 // A DMZ host, a port opened and pings: each row's packet goes through the kernel before and after.

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "bench/packets/reach.h"
 #include "bench/packets/restore.h"
 #include "tests/packets/kernel.h"
 
@@ -92,6 +93,73 @@ bool same(const kernel::Arrival &one, const kernel::Arrival &other)
            one.destination == other.destination;
 }
 
+// One example of a change, and what is said of it.
+struct Example {
+    enum What { kOpened, kClosed, kMoved } what;
+    Packet packet;
+};
+
+std::vector<Example> examples_of(const bench::RouterFilter &before, const bench::RouterFilter &after,
+                                 Side from)
+{
+    const packets::Space space(packets::texts_of({&before.rules, &after.rules}));
+    const packets::Set asked = packets::new_connections(space, from);
+    const packets::Difference difference =
+        packets::difference(space, after.network, packets::flow(space, before.rules, before.network, asked),
+                            packets::flow(space, after.rules, after.network, asked));
+    std::vector<Example> examples;
+    for (const auto &[rows, what] :
+         {std::pair(&difference.opened, Example::kOpened), std::pair(&difference.closed, Example::kClosed),
+          std::pair(&difference.moved, Example::kMoved)}) {
+        for (const packets::Row &row : *rows) {
+            examples.push_back({what, row.example});
+        }
+    }
+    return examples;
+}
+
+bool can_be_sent(const Packet &packet)
+{
+    return packets::has_ports(packet.protocol) ||
+           (packet.protocol == packets::kIcmp && packet.icmp_type == 8);
+}
+
+bool is_as_said(Example::What what, const kernel::Arrival &before, const kernel::Arrival &after)
+{
+    const bool came_before = before.where != kernel::Where::kNowhere;
+    const bool comes_after = after.where != kernel::Where::kNowhere;
+    return came_before == (what != Example::kOpened) && comes_after == (what != Example::kClosed) &&
+           (what != Example::kMoved || before.where != after.where ||
+            before.destination != after.destination);
+}
+
+// Where a packet ends by the kernel; the first error is kept.
+kernel::Arrival arrival(const bench::RouterFilter &filter, const Packet &packet, std::string &error)
+{
+    const packets::Restore restore =
+        packets::restore_file(filter.rules, filter.network, packet.circumstances);
+    const kernel::Judgement judgement = kernel::judge(restore.text, filter.network, {packet});
+    error = error.empty() ? judgement.error : error;
+    return judgement.arrivals.empty() ? kernel::Arrival() : judgement.arrivals[0];
+}
+
+void ask_about(const Example &example, const bench::RouterFilter &before, const bench::RouterFilter &after,
+               Judged &judged)
+{
+    const char *const names[] = {"opened", "closed", "sent elsewhere"};
+    const kernel::Arrival was = arrival(before, example.packet, judged.error);
+    const kernel::Arrival is = arrival(after, example.packet, judged.error);
+    ++judged.packets;
+    ++(example.what == Example::kOpened   ? judged.opened
+       : example.what == Example::kClosed ? judged.closed
+                                          : judged.moved);
+    if (!is_as_said(example.what, was, is)) {
+        judged.disagreements.push_back(
+            std::string(names[example.what]) + " from " + packets::side_name(example.packet.from) + ": " +
+            packets::packet_text(example.packet) + ": kernel before " + place(was) + ", after " + place(is));
+    }
+}
+
 }  // namespace
 
 std::vector<bench::Setting> judged_settings(Dice &dice)
@@ -144,6 +212,37 @@ void ask_kernel(const bench::RouterFilter &filter, size_t packets, Dice &dice, J
                                            packets::packet_text(sent[i]) + ": model " +
                                            place(expected(walks[i], sent[i])) + " by " + walks[i].reason +
                                            "; kernel " + place(arrival));
+        }
+    }
+}
+
+std::vector<bench::Setting> changed_settings(const std::vector<bench::Setting> &settings, Dice &dice)
+{
+    std::vector<bench::Setting> others = judged_settings(dice);
+    std::erase_if(others, [](const bench::Setting &setting) { return !setting.key.starts_with("fw_"); });
+    std::vector<bench::Setting> changed = settings;
+    const size_t count = 1 + dice.roll(6);
+    for (size_t i = 0; i < count && !others.empty(); ++i) {
+        bench::set_entry(changed, dice.pick(others));
+    }
+    return changed;
+}
+
+void ask_kernel_about_change(const bench::RouterFilter &before, const bench::RouterFilter &after,
+                             size_t examples, Judged &judged)
+{
+    ++judged.rule_sets;
+    for (const Side from : {Side::kWan, Side::kLan}) {
+        size_t asked = 0;
+        for (const Example &example : examples_of(before, after, from)) {
+            const bool is_judged =
+                can_be_sent(example.packet) &&
+                can_be_judged(example.packet, packets::walk(before.rules, before.network, example.packet)) &&
+                can_be_judged(example.packet, packets::walk(after.rules, after.network, example.packet));
+            if (is_judged && judged.error.empty() && asked < examples) {
+                ++asked;
+                ask_about(example, before, after, judged);
+            }
         }
     }
 }

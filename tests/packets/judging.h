@@ -12,7 +12,10 @@ namespace agreement {
 struct Judged {
     std::string error;  // no judge here
     size_t rule_sets = 0;
-    size_t packets = 0;
+    size_t packets = 0;  // or examples of changes, each of which goes through the kernel twice
+    size_t opened = 0;
+    size_t closed = 0;
+    size_t moved = 0;
     size_t local = 0;                       // arrived at the router
     size_t forwarded = 0;                   // left on the other side, or the same
     size_t lines = 0;                       // rules loaded
@@ -24,5 +27,12 @@ struct Judged {
 std::vector<bench::Setting> judged_settings(Dice &dice);
 
 void ask_kernel(const bench::RouterFilter &filter, size_t packets, Dice &dice, Judged &judged);
+
+// Some of those settings with one to six of the filter's own replaced by those of others.
+std::vector<bench::Setting> changed_settings(const std::vector<bench::Setting> &settings, Dice &dice);
+
+// Examples of what a change opens, closes and sends elsewhere, at most so many, before and after it.
+void ask_kernel_about_change(const bench::RouterFilter &before, const bench::RouterFilter &after,
+                             size_t examples, Judged &judged);
 
 }  // namespace agreement
