@@ -52,6 +52,17 @@ void note_unmet_removals(const RouterRequest &request, const bench::Target &targ
     }
 }
 
+// rc answers another verb with its usage; a slip is worth a guess.
+void note_slip_in_verb(const WishedRun &run)
+{
+    const std::string verb = run.words.size() == 3 ? run.words[2] : "";
+    const std::vector<std::string> verbs = {"start", "stop", "restart", "create"};
+    const std::string guess = forms::did_you_mean(verb, verbs);
+    if (!guess.empty() && std::find(verbs.begin(), verbs.end(), verb) == verbs.end()) {
+        forms::note(forms::shown(verb) + " is no verb of rc" + guess);
+    }
+}
+
 void note_unknown_services(const std::vector<WishedRun> &runs)
 {
     std::vector<std::string> names = first_words();
@@ -63,6 +74,8 @@ void note_unknown_services(const std::vector<WishedRun> &runs)
             }
             forms::note(forms::shown(word) + " is no service or verb of rc" +
                         forms::did_you_mean(word, names));
+        } else {
+            note_slip_in_verb(run);
         }
     }
 }

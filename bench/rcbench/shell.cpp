@@ -9,6 +9,7 @@
 #include "bench/rcbench/router_options.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
+#include "forms/nearest.h"
 
 namespace rcbench {
 
@@ -104,7 +105,8 @@ int work(const ShellRequest &request, const Words &keys)
 {
     for (const std::string &key : keys) {
         if (forms::find_description(key) == nullptr) {
-            throw forms::usage_error(forms::shown(key) + " is no setting");
+            throw forms::usage_error(forms::shown(key) + " is no setting" +
+                                     forms::did_you_mean(key, measured_keys({})));
         }
     }
     RouterRequest router;

@@ -367,6 +367,12 @@ TEST_F(Rcbench, SlipsInNamesGetAGuess)
         "rcbench: note: fw_dmz_enabel is not among the default settings (did you mean fw_dmz_enable?)\n");
     EXPECT_EQ(run("--brief --set zzzzzzzz=1 printk start").errors,
               "rcbench: note: zzzzzzzz is not among the default settings\n");
+    EXPECT_EQ(run("--brief printk strat").errors,
+              "rcbench: note: strat is no verb of rc (did you mean start?)\n");
+    EXPECT_EQ(run("--brief printk reload").errors, "");
+    EXPECT_EQ(
+        run("shell fw_dmz_enabel").errors,
+        "rcbench: fw_dmz_enabel is no setting (did you mean fw_dmz_enable?); see rcbench shell --help\n");
     const std::string settings = file("slip", "lan_ip=192.168.0.1\n");
     EXPECT_EQ(run("--brief --settings " + settings + " printk start").errors,
               "rcbench: note: lan_ip is not among the default settings (did you mean lan_if?)\n");
@@ -408,45 +414,6 @@ TEST_F(Rcbench, CompareShowsWhatAnotherProgramDoes)
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.output.starts_with("$ rc print start   (" + settings + ")\nCommands\n"));
     EXPECT_TRUE(result.has("1 runs compared, 1 different"));
-}
-
-TEST_F(Rcbench, TheShellsCompletionKnowsOptionsSettingsToolsAndServices)
-{
-    const Ran script = run("completion bash");
-    EXPECT_EQ(script.status, 0);
-    const std::string path = file("completion", script.output);
-    const struct {
-        std::string typed;  // the words of a line; the last one is being typed
-        std::string offered;
-    } cases[] = {
-        {"rcbench --sho", "--short --show"},
-        {"rcbench rules --sh", "--short"},
-        {"rcbench --set fw_dmz", "fw_dmz_enable= fw_dmz="},
-        {"rcbench --reply ipse", "ipsec"},
-        {"rcbench ru", "run rules"},
-        {"rcbench firew", "firewall"},
-        {"rcbench --short firewall re", "restart"},
-        {"rcbench run --short wan st", "start stop"},
-    };
-    for (const auto &c : cases) {
-        const std::string command = "bash -c '. " + path + "; COMP_WORDS=(" + c.typed +
-                                    "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _rcbench; "
-                                    "printf \"%s\\n\" ${COMPREPLY[@]} | sort | tr \"\\n\" \" \"'";
-        const Ran completed = folder_.run(command);
-        EXPECT_EQ(completed.status, 0);
-        std::set<std::string> offered;
-        std::istringstream words(completed.output);
-        for (std::string word; words >> word;) {
-            offered.insert(word);
-        }
-        std::set<std::string> expected;
-        std::istringstream wanted(c.offered);
-        for (std::string word; wanted >> word;) {
-            expected.insert(word);
-        }
-        EXPECT_EQ(offered, expected) << c.typed;
-    }
-    EXPECT_EQ(run("completion fish").status, 2);
 }
 
 TEST_F(Rcbench, AKeyThatNobodyKnowsIsNoted)
