@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "tests/contract/project.h"
+#include "tests/contract/services.h"
 
 namespace {
 
@@ -22,11 +23,15 @@ constexpr const char *kHelp =
     "  --check-reference FILE   fail when FILE is not what --settings-reference prints\n"
     "  --settings-readers       print bench/image/settings/readers instead: who reads and sets each setting\n"
     "  --check-readers FILE     fail when FILE is not what --settings-readers prints\n"
+    "  --services               name instead what each service of the tables lacks in tests, manual, "
+    "documents\n"
+    "                           and bench\n"
     "  --help                   this text\n";
 
 struct Options {
     bool print_reference = false;
     bool print_readers = false;
+    bool services = false;
     std::string reference;
     std::string readers;
     std::string root = ".";
@@ -45,6 +50,7 @@ Options read_options(int argc, char **argv)
         {"check-reference", required_argument, nullptr, 'c'},
         {"settings-readers", no_argument, nullptr, 'r'},
         {"check-readers", required_argument, nullptr, 'e'},
+        {"services", no_argument, nullptr, 'v'},
         {"help", no_argument, nullptr, 'h'},
         {nullptr, 0, nullptr, 0},
     };
@@ -58,6 +64,8 @@ Options read_options(int argc, char **argv)
             options.print_readers = true;
         } else if (option == 'e') {
             options.readers = optarg;
+        } else if (option == 'v') {
+            options.services = true;
         } else if (option == 'h') {
             fputs(kHelp, stdout);
             exit(0);
@@ -131,6 +139,10 @@ int main(int argc, char **argv)
     if (!options.readers.empty()) {
         return check_reference(options.readers, settings_readers(project));
     }
-    check_project(project, problems);
+    if (options.services) {
+        check_services(options.root, project, problems);
+    } else {
+        check_project(project, problems);
+    }
     return report(problems);
 }

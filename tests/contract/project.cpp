@@ -14,20 +14,6 @@ namespace {
 
 constexpr const char *kAreas[] = {"system", "lan", "wan", "firewall", "aux", "wireless", "vpn"};
 
-std::string read_text(const fs::path &path)
-{
-    std::string text;
-    if (FILE *file = fopen(path.c_str(), "r"); file != nullptr) {
-        char piece[65536];
-        size_t got = 0;
-        while ((got = fread(piece, 1, sizeof piece, file)) > 0) {
-            text.append(piece, got);
-        }
-        fclose(file);
-    }
-    return text;
-}
-
 // All sources or headers below rc/, in the order of their names.
 std::vector<fs::path> files_below(const fs::path &folder, const char *extension)
 {
@@ -47,7 +33,7 @@ Shared read_headers(const fs::path &root)
 {
     Shared shared;
     for (const fs::path &header : files_below(root / "rc", ".h")) {
-        const std::string text = read_text(header);
+        const std::string text = text_of_file(header);
         shared.macros.merge(read_macros(text));
         shared.constants.merge(read_constants(read_tokens(text, {})));
     }
@@ -58,7 +44,7 @@ Service read_service(const fs::path &root, const fs::path &file, const Shared &s
                      std::vector<Problem> &problems)
 {
     Service service;
-    const std::string source = read_text(file);
+    const std::string source = text_of_file(file);
     service.path = file.lexically_relative(root).string();
     service.uses = read_uses(source, shared);
     service.contract = read_contract(service.path, source, problems);
@@ -311,6 +297,20 @@ std::string services_text(const Project &project)
 
 }  // namespace
 
+std::string text_of_file(const fs::path &path)
+{
+    std::string text;
+    if (FILE *file = fopen(path.c_str(), "r"); file != nullptr) {
+        char piece[65536];
+        size_t got = 0;
+        while ((got = fread(piece, 1, sizeof piece, file)) > 0) {
+            text.append(piece, got);
+        }
+        fclose(file);
+    }
+    return text;
+}
+
 forms::Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems)
 {
     std::vector<forms::Fault> faults;
@@ -332,7 +332,7 @@ Project read_project(const fs::path &root, std::vector<Problem> &problems)
     for (const char *name : kAreas) {
         const fs::path path = folder / (std::string(name) + ".settings");
         if (fs::exists(root / path)) {
-            project.areas.push_back(read_area(path.string(), read_text(root / path), problems));
+            project.areas.push_back(read_area(path.string(), text_of_file(root / path), problems));
         }
     }
     for (const fs::path &file : files_below(root / folder, ".settings")) {

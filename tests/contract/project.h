@@ -19,6 +19,9 @@ struct Project {
     std::vector<forms::Area> areas;
 };
 
+// A whole file, empty where it cannot be read.
+std::string text_of_file(const std::filesystem::path &path);
+
 // Reads one settings file; what is wrong with its form becomes a problem.
 forms::Area read_area(const std::string &path, std::string_view text, std::vector<Problem> &problems);
 
