@@ -23,7 +23,7 @@ constexpr Way kRunFilled = {SIZE_MAX, false, false};
 constexpr Way kSystem = {kCommandSize - 1, false, true};
 constexpr Way kMySystem = {kCommandSize - 1, true, false};
 
-int run_values(const Way &way, const char *format, va_list values)
+__attribute__((format(printf, 2, 0))) int run_values(const Way &way, const char *format, va_list values)
 {
     std::string command;
     append_values(command, format, values);

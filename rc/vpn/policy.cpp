@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <iterator>
 #include <string>
 #include <string_view>
@@ -85,11 +86,16 @@ consteval std::array<Place, kFields + 1> places_by_source()
 
 constexpr std::array<Place, kFields + 1> kPlaces = places_by_source();
 
+constexpr const Place &place_of(int field)
+{
+    return kPlaces[static_cast<size_t>(field)];
+}
+
 consteval bool every_field_has_a_place()
 {
     for (int field = 1; field <= kFields; ++field) {
         const bool typed = field == kTypedEncryptionKey || field == kTypedAuthenticationKey;
-        if ((kPlaces[field].width == 0) != typed) {
+        if ((place_of(field).width == 0) != typed) {
             return false;
         }
     }
@@ -121,7 +127,7 @@ bool read_field(Scan &in, int number, VpnPolicy &policy, TypedKeys &keys)
     if (number == kTypedAuthenticationKey) {
         return scan_text(in, keys.auth, kFieldEnd);
     }
-    const Place &field = kPlaces[number];
+    const Place &field = place_of(number);
     unsigned char *place = reinterpret_cast<unsigned char *>(&policy) + field.offset;
     if (field.kind == VpnKind::kText) {
         return scan_text(in, reinterpret_cast<char *>(place), field.width, kFieldEnd);

@@ -34,6 +34,7 @@ constexpr const char *kHelp =
     "  --direct FILE    the driver of single operations (rc-direct beside rc)\n"
     "  --preload FILE   the library preloaded into both (../lib/libbench_preload.so beside rc)\n"
     "  --emulate        rc is a program of the router's processor\n"
+    "  --system-view    with the real /proc/self, for a program whose sanitizer looks there\n"
     "  -j N             that many cases at once (the number of processors)\n"
     "  --help           this text\n";
 
@@ -42,6 +43,7 @@ struct Options {
     fs::path direct;
     fs::path preload;
     bool emulate = false;
+    bool system_view = false;
     bool expand = false;
     std::string only;  // the name of a case
     JobOptions jobs{0, false, false, ""};
@@ -80,6 +82,9 @@ void read_option(int option, Options &options)
             break;
         case 'e':
             options.emulate = true;
+            break;
+        case 'v':
+            options.system_view = true;
             break;
         case 's':
             options.jobs.print = true;
@@ -139,17 +144,12 @@ std::string again_words(const Options &options, char **argv, int words)
 Options read_options(int argc, char **argv)
 {
     static const option kLong[] = {
-        {"program", required_argument, nullptr, 'p'},
-        {"direct", required_argument, nullptr, 'd'},
-        {"preload", required_argument, nullptr, 'l'},
-        {"emulate", no_argument, nullptr, 'e'},
-        {"print", no_argument, nullptr, 's'},
-        {"expand", no_argument, nullptr, 'x'},
-        {"case", required_argument, nullptr, 'c'},
-        {"jobs", required_argument, nullptr, 'j'},
-        {"stop", no_argument, nullptr, 'f'},
-        {"help", no_argument, nullptr, 'h'},
-        {nullptr, 0, nullptr, 0},
+        {"program", required_argument, nullptr, 'p'}, {"direct", required_argument, nullptr, 'd'},
+        {"preload", required_argument, nullptr, 'l'}, {"emulate", no_argument, nullptr, 'e'},
+        {"system-view", no_argument, nullptr, 'v'},   {"print", no_argument, nullptr, 's'},
+        {"expand", no_argument, nullptr, 'x'},        {"case", required_argument, nullptr, 'c'},
+        {"jobs", required_argument, nullptr, 'j'},    {"stop", no_argument, nullptr, 'f'},
+        {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0},
     };
     Options options;
     for (int option = 0; (option = getopt_long(argc, argv, "j:h", kLong, nullptr)) != -1;) {
@@ -265,6 +265,7 @@ Programs make_programs(const Options &options)
     }
     Programs programs;
     programs.direct = options.direct;
+    programs.system_view = options.system_view;
     try {
         programs.target =
             options.emulate ? bench::emulated_target(options.program) : bench::host_target(options.program);

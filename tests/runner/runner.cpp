@@ -73,6 +73,7 @@ bench::Run bench_run(const Programs &programs, const Setup &setup, const Run &ru
     if (run.kind == RunKind::direct) {
         made.program = programs.direct;
     }
+    made.system_view = programs.system_view;
     made.nested = setup.nested;
     if (setup.clock) {
         made.clock = clock_seconds(*setup.clock);

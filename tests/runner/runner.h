@@ -11,6 +11,7 @@
 struct Programs {
     bench::Target target;
     std::filesystem::path direct;  // the driver of operations that no command reaches
+    bool system_view = false;      // they see the real /proc/self
 };
 
 // True when everything is as expected; else `report` tells, run by run, what differs and which line expects
