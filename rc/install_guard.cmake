@@ -1,14 +1,14 @@
 # Runs before anything is installed: refuses an image whose own links would lead the installation out of it.
 # cmake follows them as the workstation does, and an absolute one starts at the workstation's root.
 if(NOT "$ENV{DESTDIR}" STREQUAL "")
-  file(REAL_PATH "$ENV{DESTDIR}" root)
+  get_filename_component(root "$ENV{DESTDIR}" REALPATH)
   set(place "${RC_SBINDIR}")
   if(NOT IS_ABSOLUTE "${place}")
     string(PREPEND place "${CMAKE_INSTALL_PREFIX}/")
   endif()
-  cmake_path(SET place NORMALIZE "${root}${place}")
+  get_filename_component(place "${root}${place}" ABSOLUTE)
   if(EXISTS "${place}" OR IS_SYMLINK "${place}")
-    file(REAL_PATH "${place}" real)
+    get_filename_component(real "${place}" REALPATH)
     string(FIND "${real}/" "${root}/" inside)
     if(NOT inside EQUAL 0)
       message(FATAL_ERROR "cannot install rc: ${place} leads out of the image, to ${real}; make that link relative")

@@ -3,12 +3,12 @@
 #
 # RC_SBINDIR (set by the line before this script) is the programs' directory, below the prefix or by its whole path. A link in the
 # image is read as the router will read it: an absolute one starts at DESTDIR, not at the workstation's root.
-cmake_policy(VERSION 3.25)
+cmake_policy(VERSION 3.18)
 if("$ENV{DESTDIR}" STREQUAL "")
   message(STATUS "No link /sbin/rc: DESTDIR is not set")
   return()
 endif()
-file(REAL_PATH "$ENV{DESTDIR}" root)
+get_filename_component(root "$ENV{DESTDIR}" REALPATH)
 
 # Where PATH of the image is, with its links followed inside the image; empty when they turn in a circle.
 function(rc_place PATH RESULT)
@@ -21,8 +21,7 @@ function(rc_place PATH RESULT)
       continue()
     endif()
     if(name STREQUAL "..")
-      cmake_path(GET done PARENT_PATH done)
-      string(REGEX REPLACE "/$" "" done "${done}")
+      string(REGEX REPLACE "/[^/]*$" "" done "${done}")
       continue()
     endif()
     if(NOT IS_SYMLINK "${root}${done}/${name}")
