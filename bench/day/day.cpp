@@ -62,6 +62,14 @@ std::string moment_text(int64_t seconds)
     return date_text(local) + " " + time_text(local).substr(0, 5);
 }
 
+// A job that had no effect, from its first time in a stretch of quiet minutes to its last.
+struct Quiet {
+    std::string what;
+    int64_t begin = 0;
+    int64_t end = 0;
+    size_t times = 1;
+};
+
 class Player {
   public:
     Player(const bench::Target &target, const bench::Setup &setup, const Wish &wish,
@@ -157,25 +165,22 @@ class Player {
 
     void add_quiet(const std::string &what, int64_t at)
     {
-        if (quiet_.empty()) {
-            quiet_begin_ = at;
-        }
-        quiet_end_ = at;
-        const auto there =
-            std::find_if(quiet_.begin(), quiet_.end(), [&](const auto &row) { return row.first == what; });
+        const auto there = std::find_if(quiet_.begin(), quiet_.end(),
+                                        [&](const Quiet &quiet) { return quiet.what == what; });
         if (there == quiet_.end()) {
-            quiet_.emplace_back(what, 1);
+            quiet_.push_back({what, at, at, 1});
         } else {
-            there->second++;
+            there->end = at;
+            there->times++;
         }
     }
 
     void end_quiet()
     {
-        for (const auto &[what, times] : quiet_) {
-            const std::string begin = stamp(quiet_begin_);
-            const bool many = quiet_end_ != quiet_begin_;
-            day_.rows.push_back({begin, many ? stamp(quiet_end_) : "", "quiet", what, times, 0, {}});
+        for (const Quiet &quiet : quiet_) {
+            const std::string begin = stamp(quiet.begin);
+            const std::string end = quiet.end == quiet.begin ? "" : stamp(quiet.end);
+            day_.rows.push_back({begin, end, "quiet", quiet.what, quiet.times, 0, {}});
         }
         quiet_.clear();
     }
@@ -345,9 +350,7 @@ class Player {
     std::string address_ = "203.0.113.10";
     std::string crontab_text_;
     Crontab crontab_;
-    std::vector<std::pair<std::string, size_t>> quiet_;
-    int64_t quiet_begin_ = 0;
-    int64_t quiet_end_ = 0;
+    std::vector<Quiet> quiet_;
 };
 
 bool is_address(const std::string &text)

@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "bench/rcbench/pages.h"
 #include "bench/rcbench/reach_changes.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/show/changes.h"
+#include "bench/show/json.h"
 #include "forms/files.h"
 
 namespace rcbench {
@@ -19,6 +21,8 @@ using forms::usage_error;
 struct CompareRequest {
     std::vector<std::string> files;
     bool nested = false;
+    bool json = false;
+    bool secrets = false;
     bench::Style style;
 };
 
@@ -42,6 +46,12 @@ Options compare_options(const std::shared_ptr<CompareRequest> &r)
          .help = "runs of rc that rc starts really run",
          .take = [r](Text) { r->nested = true; }},
         {.help = "What is shown"},
+        {.name = "json",
+         .help = "for machines: one object with the runs that differ",
+         .take = [r](Text) { r->json = true; }},
+        {.name = "secrets",
+         .help = "JSON with keys and passwords, which are masked otherwise",
+         .take = [r](Text) { r->secrets = true; }},
         {.name = "short",
          .help = "for a first look: less of everything",
          .take = [r](Text) { r->style.quick = true; }},
@@ -104,6 +114,9 @@ struct Comparison {
     size_t runs = 0;
     size_t different = 0;
     bool cut = false;
+    bool as_json = false;
+    bench::Json json = bench::Json::array();
+    bench::Json reachable = bench::Json::array();
 };
 
 // A router of one of the two programs, and what it did there.
@@ -122,18 +135,51 @@ struct Ran {
     std::vector<bench::Trace> traces;
 };
 
+void add_json(Comparison &comparison, const Sample &sample, const WishedRun &run, const bench::Trace &before,
+              const bench::Trace &after)
+{
+    const page::Secrets secrets = secrets_of(sample.router, comparison.before, {run});
+    comparison.json.push_back({{"router", sample.name},
+                               {"before", bench::json_report(run.words, secrets.masked(before))},
+                               {"after", bench::json_report(run.words, secrets.masked(after))}});
+}
+
 // Programs that do the same let the same through; only after other commands or files is it worth the time.
-void compare_packets(const Ran &before, const Ran &after, const bench::Style &style)
+void compare_packets(Comparison &comparison, const Sample &sample, const Ran &before, const Ran &after)
 {
     try {
         const bench::RouterFilter was =
             bench::router_filter(before.root, before.setup.interfaces, before.traces);
         const bench::RouterFilter is = bench::router_filter(after.root, after.setup.interfaces, after.traces);
-        (void)Changes(was, is, {.causes = false, .heading = "reachable packets, ", .style = style})
-            .compare({});
+        Changes changes(was, is,
+                        {.json = comparison.as_json,
+                         .causes = false,
+                         .heading = "reachable packets, ",
+                         .style = comparison.style});
+        if (changes.compare({}) && comparison.as_json) {
+            comparison.reachable.push_back({{"router", sample.name}, {"changes", changes.list()}});
+        }
     } catch (const packets::Error &error) {
-        printf("Reachable packets cannot be compared: %s\n", forms::shown(error.what()).c_str());
+        const std::string why = "Reachable packets cannot be compared: " + forms::shown(error.what());
+        if (comparison.as_json) {
+            forms::note(why);
+        } else {
+            printf("%s\n", why.c_str());
+        }
     }
+}
+
+void show_difference(Comparison &comparison, const Sample &sample, const WishedRun &run,
+                     const bench::Trace &before, const bench::Trace &after)
+{
+    comparison.different++;
+    if (comparison.as_json) {
+        add_json(comparison, sample, run, before, after);
+        return;
+    }
+    printf("%s$ %s   (%s)\n", comparison.different == 1 ? "" : "\n", bench::command_words(run.words).c_str(),
+           sample.name.c_str());
+    (void)bench::print_difference(stdout, before, after, comparison.style);
 }
 
 void compare(Comparison &comparison, const Sample &sample, const Plan &plan)
@@ -144,17 +190,13 @@ void compare(Comparison &comparison, const Sample &sample, const Plan &plan)
     for (size_t i = 0; i < plan.size(); ++i) {
         comparison.runs++;
         comparison.cut |= before.traces[i].timed_out || after.traces[i].timed_out;
-        if (!bench::differs(before.traces[i], after.traces[i])) {
-            continue;
+        if (bench::differs(before.traces[i], after.traces[i])) {
+            show_difference(comparison, sample, plan[i], before.traces[i], after.traces[i]);
+            any = true;
         }
-        printf("%s$ %s   (%s)\n", comparison.different == 0 ? "" : "\n",
-               bench::command_words(plan[i].words).c_str(), sample.name.c_str());
-        comparison.different++;
-        (void)bench::print_difference(stdout, before.traces[i], after.traces[i], comparison.style);
-        any = true;
     }
     if (any && !comparison.style.brief) {
-        compare_packets(before, after, comparison.style);
+        compare_packets(comparison, sample, before, after);
     }
 }
 
@@ -164,13 +206,21 @@ int work(const CompareRequest &request, Words words)
         throw usage_error("compare needs two rc programs");
     }
     Comparison comparison = {target_of_program(words[0]), target_of_program(words[1]), fitted(request.style)};
+    comparison.as_json = request.json;
     words.erase(words.begin(), words.begin() + 2);
     const std::vector<Plan> plans = words.empty() ? usual_plans() : std::vector<Plan>{read_runs(words)};
     for (Sample &sample : samples_of(request, comparison.before.image)) {
         sample.router.nested = request.nested;
+        sample.router.secrets = request.secrets;
         for (const Plan &plan : plans) {
             compare(comparison, sample, plan);
         }
+    }
+    if (request.json) {
+        const bench::Json all = {
+            {"runs", comparison.runs}, {"different", comparison.json}, {"reachable", comparison.reachable}};
+        (void)fputs(bench::written(all).c_str(), stdout);
+        return comparison.cut ? forms::kFailed : comparison.different != 0 ? forms::kNo : forms::kDone;
     }
     printf("%s%s runs compared, %s different\n", comparison.different == 0 ? "" : "\n",
            bench::grouped(comparison.runs).c_str(), bench::grouped(comparison.different).c_str());

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "bench/rcbench/pages.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/show/json.h"
@@ -130,6 +131,45 @@ void print_day(const day::Day &day)
     }
 }
 
+std::string joined(const std::vector<std::string> &texts)
+{
+    std::string all;
+    for (const std::string &one : texts) {
+        all += (all.empty() ? "" : "\n") + one;
+    }
+    return all;
+}
+
+void write_day(const RouterRequest &router, const day::Day &day)
+{
+    std::vector<std::vector<std::string>> rows;
+    for (const day::Row &row : day.rows) {
+        const std::string end = row.end.empty() ? "" : " to " + row.end;
+        rows.push_back(
+            {row.begin + end, row.cause, row.what, std::to_string(row.times), joined(row.effects)});
+    }
+    std::vector<std::vector<std::string>> spans;
+    for (const day::Span &span : day.spans) {
+        spans.push_back({span.what, span.begin, span.end.empty() ? "the end" : span.end});
+    }
+    const std::string zone = day.zone.empty() ? "UTC" : day.zone;
+    write_page(router, "A day of the router", day.begin + " to " + day.end + ", time zone " + zone,
+               {{"spans", "Internet and schedule", page::table({"What", "From", "To"}, spans)},
+                {"rows", "What happened", page::table({"Time", "Cause", "What", "Times", "Changes"}, rows)}});
+}
+
+// What a job's command or an event holds may be a secret.
+day::Day masked(day::Day day, const page::Secrets &secrets)
+{
+    for (day::Row &row : day.rows) {
+        row.what = secrets.masked(row.what);
+        for (std::string &effect : row.effects) {
+            effect = secrets.masked(effect);
+        }
+    }
+    return day;
+}
+
 bench::Json json_day(const day::Day &day)
 {
     bench::Json rows = bench::Json::array();
@@ -159,6 +199,20 @@ bench::Json json_day(const day::Day &day)
             {"spans", spans}};
 }
 
+// What the events set.
+WishedRun settings_of(const day::Wish &wish)
+{
+    WishedRun run;
+    for (const day::Event &event : wish.events) {
+        const size_t equals = event.what.find('=');
+        if (event.what.starts_with("set ") && equals != std::string::npos) {
+            run.changes.push_back(
+                {event.what.substr(4, equals - 4), bench::unescape(event.what.substr(equals + 1))});
+        }
+    }
+    return run;
+}
+
 int work(const DayRequest &request, const Words &words)
 {
     if (!words.empty()) {
@@ -170,7 +224,8 @@ int work(const DayRequest &request, const Words &words)
     const bench::Target target = target_of(router);
     note_unknown_keys(router, {});
     const bool watched = isatty(STDERR_FILENO) != 0;
-    const day::Day day =
+    const page::Secrets secrets = secrets_of(router, target, {settings_of(wish)});
+    const day::Day played =
         day::play(target, setup_of(router, target, true), wish, [&](const std::string &time) {
             if (watched) {
                 (void)fprintf(stderr, "\r%s ", time.c_str());
@@ -179,7 +234,10 @@ int work(const DayRequest &request, const Words &words)
     if (watched) {
         (void)fputs("\r\033[K", stderr);
     }
-    if (request.json) {
+    const day::Day day = masked(played, secrets);
+    if (router.html) {
+        write_day(router, day);
+    } else if (request.json) {
         (void)fputs(bench::written(json_day(day)).c_str(), stdout);
     } else {
         print_day(day);

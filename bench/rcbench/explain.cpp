@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "bench/rcbench/command.h"
+#include "bench/show/json.h"
 #include "forms/check.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
@@ -57,15 +59,16 @@ constexpr Message kMessages[] = {
     {"socket creating failed", "the system gave no socket to ask for an interface's address", "the kernel"},
 };
 
-bool explain_message(const std::string &word)
+const Message *find_message(const std::string &word)
 {
     const auto *found = std::find_if(std::begin(kMessages), std::end(kMessages),
                                      [&](const Message &one) { return word == one.text; });
-    if (found == std::end(kMessages)) {
-        return false;
-    }
-    printf("%s: %s\n  look at: %s\n", found->text, found->meaning, found->look);
-    return true;
+    return found == std::end(kMessages) ? nullptr : found;
+}
+
+void explain_message(const Message &message)
+{
+    printf("%s: %s\n  look at: %s\n", message.text, message.meaning, message.look);
 }
 
 void print_lines(const std::vector<std::string> &lines)
@@ -131,34 +134,15 @@ void explain_setting(const Description &setting)
     print_row("see also", related);
 }
 
-// KEY=VALUE: what is wrong with it, and a list's records field by field.
-int explain_value(const Description &setting, const std::string &text, forms::Secrets secrets)
-{
-    std::string value;
-    std::string why;
-    if (!forms::unescape(text, value, why)) {
-        throw forms::Failure(forms::kUnusable, setting.key + ": " + why);
-    }
-    print_lines(forms::record_lines(setting, value, secrets));
-    const std::string wrong = forms::refusal_text(setting, value);
-    printf("%s\n", wrong.empty() ? (setting.key + " is fine").c_str() : wrong.c_str());
-    return wrong.empty() ? forms::kDone : forms::kNo;
-}
+// What a word is about: one of these.
+struct Subject {
+    const Description *setting = nullptr;
+    std::optional<std::string> value;  // with a setting: KEY=VALUE
+    const Message *message = nullptr;
+    std::string file;
+};
 
-// A file of the router's, by what it holds.
-int explain_file(const std::string &path, forms::Secrets secrets)
-{
-    const std::string bytes = forms::read_input(path, forms::kFlashLimit);
-    const std::vector<std::string> lines = forms::readable_lines(path, bytes, secrets);
-    if (lines.empty()) {
-        throw forms::Failure(forms::kUnusable, forms::shown(forms::input_name(path)) +
-                                                   " is no lease file, vpn.conf, flash image or store");
-    }
-    print_lines(lines);
-    return forms::kDone;
-}
-
-int unknown(const std::string &word)
+[[noreturn]] void refuse_unknown(const std::string &word)
 {
     std::vector<std::string> names;
     for (const Description *one : forms::all_descriptions()) {
@@ -171,33 +155,176 @@ int unknown(const std::string &word)
                                          forms::did_you_mean(word.substr(0, word.find('=')), names));
 }
 
-int explain(const std::string &word, forms::Secrets secrets)
+std::string value_of(const Description &setting, const std::string &text)
 {
+    std::string value;
+    std::string why;
+    if (!forms::unescape(text, value, why)) {
+        throw forms::Failure(forms::kUnusable, setting.key + ": " + why);
+    }
+    return value;
+}
+
+Subject subject_of(const std::string &word)
+{
+    Subject subject;
     const size_t equals = word.find('=');
-    const Description *setting = forms::find_description(word.substr(0, equals));
-    if (setting != nullptr && equals != std::string::npos) {
-        return explain_value(*setting, word.substr(equals + 1), secrets);
+    subject.setting = forms::find_description(word.substr(0, equals));
+    if (subject.setting != nullptr && equals != std::string::npos) {
+        subject.value = value_of(*subject.setting, word.substr(equals + 1));
     }
-    if (setting != nullptr) {
-        explain_setting(*setting);
-        return forms::kDone;
-    }
-    if (explain_message(word)) {
-        return forms::kDone;
+    subject.message = subject.setting == nullptr ? find_message(word) : nullptr;
+    if (subject.setting != nullptr || subject.message != nullptr) {
+        return subject;
     }
     const bool is_file =
         word == "-" || word.find('/') != std::string::npos || access(word.c_str(), F_OK) == 0;
-    return is_file ? explain_file(word, secrets) : unknown(word);
+    if (!is_file) {
+        refuse_unknown(word);
+    }
+    subject.file = word;
+    return subject;
 }
 
-int work(const Words &words, forms::Secrets secrets)
+// What a file of the router's holds.
+std::vector<std::string> file_lines(const std::string &path, forms::Secrets secrets)
+{
+    const std::string bytes = forms::read_input(path, forms::kFlashLimit);
+    std::vector<std::string> lines = forms::readable_lines(path, bytes, secrets);
+    if (lines.empty()) {
+        throw forms::Failure(forms::kUnusable, forms::shown(forms::input_name(path)) +
+                                                   " is no lease file, vpn.conf, flash image or store");
+    }
+    return lines;
+}
+
+// KEY=VALUE: what is wrong with it, and a list's records field by field.
+void explain_value(const Description &setting, const std::string &value, forms::Secrets secrets)
+{
+    print_lines(forms::record_lines(setting, value, secrets));
+    const std::string wrong = forms::refusal_text(setting, value);
+    printf("%s\n", wrong.empty() ? (setting.key + " is fine").c_str() : wrong.c_str());
+}
+
+bool is_wrong(const Subject &subject)
+{
+    return subject.value && !forms::refusal_text(*subject.setting, *subject.value).empty();
+}
+
+void explain(const Subject &subject, forms::Secrets secrets)
+{
+    if (subject.value) {
+        explain_value(*subject.setting, *subject.value, secrets);
+    } else if (subject.setting != nullptr) {
+        explain_setting(*subject.setting);
+    } else if (subject.message != nullptr) {
+        explain_message(*subject.message);
+    } else {
+        print_lines(file_lines(subject.file, secrets));
+    }
+}
+
+// ---- for machines
+
+bench::Json json_lines(const std::vector<std::string> &lines)
+{
+    bench::Json list = bench::Json::array();
+    for (const std::string &line : lines) {
+        list.push_back(bench::json_text(line));
+    }
+    return list;
+}
+
+bench::Json json_or_null(const std::string &text)
+{
+    return text.empty() ? bench::Json(nullptr) : bench::json_text(text);
+}
+
+bench::Json json_setting(const Description &setting)
+{
+    bench::Json values = bench::Json::array();
+    for (const forms::Choice &choice : setting.choices) {
+        values.push_back({{"value", choice.word}, {"meaning", json_or_null(choice.meaning)}});
+    }
+    bench::Json fields = bench::Json::array();
+    for (const forms::Field &field : setting.fields) {
+        fields.push_back({{"name", field.name},
+                          {"type", field.type_text},
+                          {"secret", field.is_secret},
+                          {"meaning", field.meaning}});
+    }
+    bench::Json readers = bench::Json::array();
+    for (const forms::Reader &one : forms::readers_of(setting.key)) {
+        readers.push_back({{"use", one.use},
+                           {"service", one.service},
+                           {"source", one.source},
+                           {"writes", json_or_null(one.writes)},
+                           {"runs", json_or_null(one.runs)}});
+    }
+    const std::string &phrase = setting.wrong.phrase;
+    return {{"kind", "setting"},
+            {"key", setting.key},
+            {"meaning", setting.meaning},
+            {"type", setting.type_text},
+            {"secret", setting.is_secret},
+            {"default", bench::json_text(setting.value)},
+            {"values", values},
+            {"empty", setting.empty ? bench::json_text(*setting.empty) : bench::Json(nullptr)},
+            {"fields", fields},
+            {"else", json_or_null(phrase.empty() ? setting.advice : forms::phrase_of_any(phrase))},
+            {"readers", readers},
+            {"set_by", json_or_null(setting.set_by)},
+            {"apply", json_or_null(setting.apply)},
+            {"see_also", json_lines(setting.related)}};
+}
+
+bench::Json json_subject(const Subject &subject, forms::Secrets secrets)
+{
+    if (subject.value) {
+        const std::string wrong = forms::refusal_text(*subject.setting, *subject.value);
+        return {{"kind", "value"},
+                {"key", subject.setting->key},
+                {"fine", wrong.empty()},
+                {"problem", json_or_null(wrong)},
+                {"lines", json_lines(forms::record_lines(*subject.setting, *subject.value, secrets))}};
+    }
+    if (subject.setting != nullptr) {
+        return json_setting(*subject.setting);
+    }
+    if (subject.message != nullptr) {
+        return {{"kind", "message"},
+                {"text", subject.message->text},
+                {"meaning", subject.message->meaning},
+                {"look", subject.message->look}};
+    }
+    return {{"kind", "file"},
+            {"file", bench::json_text(subject.file)},
+            {"lines", json_lines(file_lines(subject.file, secrets))}};
+}
+
+struct ExplainRequest {
+    forms::Secrets secrets = forms::Secrets::kMasked;
+    bool json = false;
+};
+
+int work(const ExplainRequest &request, const Words &words)
 {
     if (words.empty()) {
         throw forms::usage_error("explain needs a setting, KEY=VALUE, a number, a message of rc's or a file");
     }
     int status = forms::kDone;
+    bench::Json list = bench::Json::array();
     for (const std::string &word : words) {
-        status = std::max(status, explain(word, secrets));
+        const Subject subject = subject_of(word);
+        if (request.json) {
+            list.push_back(json_subject(subject, request.secrets));
+        } else {
+            explain(subject, request.secrets);
+        }
+        status = is_wrong(subject) ? forms::kNo : status;
+    }
+    if (request.json) {
+        (void)fputs(bench::written(list).c_str(), stdout);
     }
     return status;
 }
@@ -213,15 +340,19 @@ image or a settings store, it shows what it holds.
 
 Command make_explain()
 {
-    const auto secrets = std::make_shared<forms::Secrets>(forms::Secrets::kMasked);
-    return {{.name = "rcbench explain",
-             .usage = {"[--secrets] KEY[=VALUE]...", "-NUMBER", "MESSAGE", "[--secrets] FILE"},
-             .about = kAbout,
-             .options = {{.name = "secrets",
-                          .help = "show passwords and keys, which are masked else",
-                          .take = [secrets](const std::string &) { *secrets = forms::Secrets::kShown; }}},
-             .no = "a value is wrong, or a word is unknown"},
-            [secrets](const Words &words) { return work(words, *secrets); }};
+    const auto request = std::make_shared<ExplainRequest>();
+    return {
+        {.name = "rcbench explain",
+         .usage = {"[OPTIONS] KEY[=VALUE]...", "-NUMBER", "MESSAGE", "[OPTIONS] FILE"},
+         .about = kAbout,
+         .options = {{.name = "json",
+                      .help = "for machines: a list with one object a word",
+                      .take = [request](const std::string &) { request->json = true; }},
+                     {.name = "secrets",
+                      .help = "show passwords and keys, which are masked else",
+                      .take = [request](const std::string &) { request->secrets = forms::Secrets::kShown; }}},
+         .no = "a value is wrong, or a word is unknown"},
+        [request](const Words &words) { return work(*request, words); }};
 }
 
 }  // namespace rcbench

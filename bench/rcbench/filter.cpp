@@ -83,17 +83,11 @@ forms::Option json_option(const std::shared_ptr<FilterRequest> &request, const c
     return {.name = "json", .help = help, .take = [request](const std::string &) { request->json = true; }};
 }
 
-bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
+bench::RouterFilter filter_of_runs(const bench::Root &root, const std::vector<bench::Interface> &interfaces,
+                                   const std::vector<bench::Trace> &traces)
 {
-    const bench::Setup setup = setup_of(request, target, with_changes);
-    bench::Root root(target, setup);
-    std::vector<bench::Trace> traces;
-    for (const char *service : {"firewall", "route"}) {
-        std::optional<int64_t> clock = request.clock;
-        traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}, clock));
-    }
     try {
-        bench::RouterFilter filter = bench::router_filter(root, setup.interfaces, traces);
+        bench::RouterFilter filter = bench::router_filter(root, interfaces, traces);
         for (const packets::Refusal &refusal : filter.rules.refused) {
             if (!is_routine(refusal)) {
                 forms::note("the filter tool refuses \"" + forms::shown(refusal.text) +
@@ -104,6 +98,18 @@ bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target 
     } catch (const packets::Error &error) {
         throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
     }
+}
+
+bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes)
+{
+    const bench::Setup setup = setup_of(request, target, with_changes);
+    bench::Root root(target, setup);
+    std::vector<bench::Trace> traces;
+    for (const char *service : {"firewall", "route"}) {
+        std::optional<int64_t> clock = request.clock;
+        traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}, clock));
+    }
+    return filter_of_runs(root, setup.interfaces, traces);
 }
 
 void find_causes(bench::RouterFilter &filter, const RouterRequest &request, const bench::Target &target,

@@ -29,6 +29,10 @@ forms::Option json_option(const std::shared_ptr<FilterRequest> &request, const c
 // holds. Lines that the filter tool refuses because of the settings are noted.
 bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target &target, bool with_changes);
 
+// The same of a root in which these runs were, and which has these interfaces.
+bench::RouterFilter filter_of_runs(const bench::Root &root, const std::vector<bench::Interface> &interfaces,
+                                   const std::vector<bench::Trace> &traces);
+
 // Puts what is behind each rule into it, which takes many runs of rc.
 void find_causes(bench::RouterFilter &filter, const RouterRequest &request, const bench::Target &target,
                  bool with_changes);

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "bench/live/story.h"
+#include "bench/rcbench/pages.h"
 #include "bench/rcbench/router_options.h"
+#include "bench/show/json.h"
 #include "forms/escapes.h"
 
 namespace rcbench {
@@ -22,6 +25,7 @@ struct LiveRequest {
     int pauses = 20;
     bool stays = false;
     bool tells = false;
+    bool json = false;
 };
 
 int divisor_of(const std::string &text)
@@ -65,6 +69,16 @@ Options live_options(const std::shared_ptr<LiveRequest> &r)
         {.name = "stay",
          .help = "says how to enter each place, and stays until Ctrl-C",
          .take = [r](Text) { r->stays = true; }},
+        {.help = "What is shown"},
+        {.name = "json",
+         .help = "for machines: one object",
+         .take = [r](Text) { r->json = true; }},
+        {.name = "html", .argument = "FILE",
+         .help = "a page for a browser in place of text",
+         .take = [r](Text file) { r->router.html = file; }},
+        {.name = "secrets",
+         .help = "pages and JSON with keys and passwords, which are masked otherwise",
+         .take = [r](Text) { r->router.secrets = true; }},
     };
     // clang-format on
 }
@@ -136,18 +150,81 @@ void say_what_is_missing()
     }
 }
 
-int stay(const live::RouterChoice &choice, const std::vector<std::string> &runs, bool stays)
+struct LiveRun {
+    std::string words;
+    std::string output;
+};
+
+// What is shown of runs in a router that is up.
+struct LiveReport {
+    std::string address;  // of the Internet connection; empty: there is none
+    std::vector<LiveRun> runs;
+};
+
+bool is_text(const LiveRequest &request)
+{
+    return !request.json && !request.router.html;
+}
+
+page::Secrets secrets_of(const LiveRequest &request, const live::RouterChoice &choice)
+{
+    page::Secrets secrets;
+    if (!request.router.secrets) {
+        secrets.add(choice.settings);
+    }
+    return secrets;
+}
+
+std::string online_text(const std::string &address)
+{
+    return address.empty() ? "The router is up, without an Internet connection."
+                           : "The router is up, its Internet address is " + address + ".";
+}
+
+void show_report(const LiveRequest &request, const LiveReport &report)
+{
+    if (request.json) {
+        bench::Json runs = bench::Json::array();
+        for (const LiveRun &run : report.runs) {
+            runs.push_back(
+                {{"words", bench::json_text(run.words)}, {"output", bench::json_text(run.output)}});
+        }
+        const bench::Json address =
+            report.address.empty() ? bench::Json(nullptr) : bench::Json(report.address);
+        (void)fputs(bench::written({{"address", address}, {"runs", runs}}).c_str(), stdout);
+    }
+    if (request.router.html) {
+        std::vector<page::Chapter> chapters;
+        for (const LiveRun &run : report.runs) {
+            chapters.push_back({"run" + std::to_string(chapters.size() + 1), "rc " + run.words,
+                                "<pre>" + page::text(run.output) + "</pre>\n"});
+        }
+        write_page(request.router, "A router in a network of its own", online_text(report.address), chapters);
+    }
+}
+
+int stay(const LiveRequest &request, const live::RouterChoice &choice, const std::vector<std::string> &runs)
 {
     live::House house(choice);
     house.boot();
-    const bool online = house.wait_online(90);
-    printf("The router is up%s.\n", online ? (", its Internet address is " + house.wan_address()).c_str()
-                                           : ", without an Internet connection");
-    say_what_is_missing();
-    for (const std::string &words : runs) {
-        printf("$ rc %s\n%s", words.c_str(), house.run_rc(words).c_str());
+    LiveReport report;
+    if (house.wait_online(90)) {
+        report.address = house.wan_address();
     }
-    if (!stays) {
+    if (is_text(request)) {
+        puts(online_text(report.address).c_str());
+        say_what_is_missing();
+    }
+    const page::Secrets secrets = secrets_of(request, choice);
+    for (const std::string &words : runs) {
+        const std::string output = house.run_rc(words);
+        if (is_text(request)) {
+            printf("$ rc %s\n%s", words.c_str(), output.c_str());
+        }
+        report.runs.push_back({words, secrets.masked(output)});
+    }
+    show_report(request, report);
+    if (!request.stays) {
         return forms::kDone;
     }
     say_where(house.network());
@@ -157,15 +234,47 @@ int stay(const live::RouterChoice &choice, const std::vector<std::string> &runs,
     }
 }
 
-int play_story(const live::Story &story, const live::RouterChoice &choice, bool tells)
+// Every step with what became of it: the first that does not hold ends the story. `untrue`: "FILE:LINE: ...".
+void write_story(const LiveRequest &request, const live::Story &story, const page::Secrets &secrets,
+                 const std::string &untrue)
 {
-    const std::string untrue = live::play(story, choice, tells);
-    if (untrue.empty()) {
-        printf("%s: %s\n", story.title.c_str(), "holds");
-        return forms::kDone;
+    const size_t colon = untrue.find(':', story.file.size());
+    const size_t line = untrue.empty() ? 0 : strtoul(untrue.c_str() + colon + 1, nullptr, 10);
+    std::vector<std::vector<std::string>> rows;
+    for (const live::Step &step : story.steps) {
+        const std::string became = line == 0 || step.line < line ? "holds"
+                                   : step.line == line           ? secrets.masked(untrue)
+                                                                 : "not reached";
+        rows.push_back({std::to_string(step.line), secrets.masked(step.text), became});
     }
-    fprintf(stderr, "%s\n", untrue.c_str());
-    return forms::kNo;
+    write_page(request.router, story.title,
+               untrue.empty() ? "Every sentence holds." : "A sentence does not hold.",
+               {{"steps", story.file, page::table({"Line", "Step", "What became of it"}, rows)}});
+}
+
+int play_story(const LiveRequest &request, const live::Story &story, const live::RouterChoice &choice)
+{
+    const std::string untrue = live::play(story, choice, request.tells);
+    page::Secrets secrets = secrets_of(request, choice);
+    if (!request.router.secrets) {
+        secrets.add(story.settings);
+    }
+    if (request.router.html) {
+        write_story(request, story, secrets, untrue);
+    } else if (request.json) {
+        const bench::Json problem =
+            untrue.empty() ? bench::Json(nullptr) : bench::json_text(secrets.masked(untrue));
+        (void)fputs(
+            bench::written(
+                {{"title", bench::json_text(story.title)}, {"holds", untrue.empty()}, {"problem", problem}})
+                .c_str(),
+            stdout);
+    } else if (untrue.empty()) {
+        printf("%s: %s\n", story.title.c_str(), "holds");
+    } else {
+        (void)fprintf(stderr, "%s\n", untrue.c_str());
+    }
+    return untrue.empty() ? forms::kDone : forms::kNo;
 }
 
 std::optional<live::Story> story_of(const std::string &file)
@@ -188,6 +297,9 @@ int work(const LiveRequest &request, const Words &words)
     if (request.tells && request.steps.empty()) {
         throw usage_error("--tell goes with --steps");
     }
+    if (!is_text(request) && (request.stays || request.tells || (request.json && request.router.html))) {
+        throw usage_error("--json and --html go neither together nor with --stay or --tell");
+    }
     const live::RouterChoice choice = choice_of(request);
     const std::optional<live::Story> story = story_of(request.steps);
     const std::string lack = live::what_is_missing();
@@ -196,8 +308,7 @@ int work(const LiveRequest &request, const Words &words)
     }
     return live::in_own_namespaces([&]() -> int {
         try {
-            return story ? play_story(*story, choice, request.tells)
-                         : stay(choice, runs_of(words), request.stays);
+            return story ? play_story(request, *story, choice) : stay(request, choice, runs_of(words));
         } catch (const std::exception &problem) {
             fprintf(stderr, "rcbench: %s\n", problem.what());
             return forms::kFailed;

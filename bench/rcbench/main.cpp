@@ -48,10 +48,12 @@ int work(Words words)
     if (row != nullptr) {
         words.erase(words.begin());
     }
-    // A number of the VPN's looks like an option and is none.
-    if (row != nullptr && row->make == make_explain && !words.empty() && words[0].size() > 1 &&
-        words[0][0] == '-' && words[0][1] >= '0' && words[0][1] <= '9') {
-        words.insert(words.begin(), "--");
+    if (row != nullptr && row->make == make_explain) {
+        // A number of the VPN's looks like an option and is none.
+        const auto number = std::find_if(words.begin(), words.end(), [](const std::string &word) {
+            return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
+        });
+        words.insert(number, number == words.end() ? 0 : 1, "--");
     }
     const Command command = row == nullptr ? whole_program() : row->make();
     return command.work(forms::read_options(command.program, words));

@@ -1,9 +1,11 @@
 // rcbench packet: whether a packet gets through the packet filter, and by which rules.
 
 #include <cstdio>
+#include <map>
 
 #include "bench/packets/walk.h"
 #include "bench/rcbench/filter.h"
+#include "bench/rcbench/pages.h"
 
 namespace rcbench {
 
@@ -14,15 +16,24 @@ using packets::PacketText;
 using packets::Verdict;
 using packets::Walk;
 
-Options packet_options(const std::shared_ptr<FilterRequest> &request)
+struct PacketRequest {
+    std::shared_ptr<FilterRequest> filter = std::make_shared<FilterRequest>();
+    std::optional<std::string> svg;
+};
+
+Options packet_options(const std::shared_ptr<PacketRequest> &r)
 {
     return {
         {.help = "The packet"},
         from_option(
-            request,
+            r->filter,
             "where it comes from: wan, lan, tunnel or router; without it the side of its source, or wan"),
-        quick_option(request),
-        json_option(request, "for machines: a list with one object a packet"),
+        quick_option(r->filter),
+        json_option(r->filter, "for machines: a list with one object a packet"),
+        {.name = "svg",
+         .argument = "FILE",
+         .help = "a picture of one packet's way through the chains, in place of text",
+         .take = [r](const std::string &file) { r->svg = file; }},
     };
 }
 
@@ -191,9 +202,58 @@ bench::Json json_answer(const PacketText &asked, const Walk &walk)
     return json;
 }
 
-int work(const FilterRequest &request, const Words &words)
+// The rules that matched on the way, each as the picture names it.
+std::vector<std::string> way_of(const packets::RuleSet &rules, const Walk &walk)
 {
+    std::map<const packets::Rule *, std::string> names;
+    for (const packets::Table *table : {&rules.nat, &rules.filter}) {
+        for (const packets::Chain &chain : table->chains) {
+            for (const packets::Rule &rule : chain.rules) {
+                names[&rule] = table->name + " " + chain.name + " " + rule.text;
+            }
+        }
+    }
+    std::vector<std::string> way;
+    for (const packets::Step &step : walk.steps) {
+        if (const auto found = names.find(step.rule); found != names.end()) {
+            way.push_back(found->second);
+        }
+    }
+    return way;
+}
+
+void write_way(const PacketRequest &request, const bench::RouterFilter &filter, const PacketText &asked,
+               const Walk &walk)
+{
+    const bench::FilterChains chains = chains_of(filter.rules);
+    const std::vector<std::string> way = way_of(filter.rules, walk);
+    if (request.svg) {
+        write_picture(*request.svg, page::chains_picture(chains, page::met_chains(chains, way)));
+    }
+    if (!request.filter->router->html) {
+        return;
+    }
+    std::vector<std::vector<std::string>> rows;
+    for (const packets::Step &step : walk.steps) {
+        rows.push_back(
+            {packets::hook_name(step.hook), step.chain, step.rule->text, origin_text(step.rule->origin)});
+    }
+    rows.push_back({"decided by", "", walk.reason, origin_text(walk.origin)});
+    const std::string packet =
+        std::string(packets::side_name(asked.packet.from)) + ": " + packets::packet_text(asked.packet);
+    write_page(*request.filter->router, packet, verdict_text(walk, asked.packet),
+               {{"way", "Its way", page::table({"Where", "Chain", "Rule", "Because of"}, rows)},
+                page::filter_chapter(chains, way)});
+}
+
+int work(const PacketRequest &asked_for, const Words &words)
+{
+    const FilterRequest &request = *asked_for.filter;
     const std::vector<std::string> texts = packet_texts(words);
+    const bool drawn = request.router->html || asked_for.svg;
+    if (drawn && (request.json || texts.size() != 1)) {
+        throw forms::usage_error("--html and --svg show the way of one packet, and not with --json");
+    }
     const bench::Target target = target_of(*request.router);
     note_unknown_keys(*request.router, {});
     bench::RouterFilter filter = filter_of(*request.router, target, true);
@@ -206,7 +266,9 @@ int work(const FilterRequest &request, const Words &words)
     for (const PacketText &asked : all) {
         const Walk walk = packets::walk(filter.rules, filter.network, asked.packet);
         all_accepted = all_accepted && walk.verdict == Verdict::kAccept;
-        if (request.json) {
+        if (drawn) {
+            write_way(asked_for, filter, asked, walk);
+        } else if (request.json) {
             answers.push_back(json_answer(asked, walk));
         } else {
             printf("%s", &asked == &all.front() ? "" : "\n");
@@ -239,11 +301,11 @@ payload=TEXT (up to the end). @FILE takes packets from a file, one a line, and -
 
 Command make_packet()
 {
-    const auto request = std::make_shared<FilterRequest>();
+    const auto request = std::make_shared<PacketRequest>();
     return {{.name = "rcbench packet",
              .usage = {"[OPTIONS] 'tcp 198.51.100.7 -> 203.0.113.10:443'...", "[OPTIONS] @FILE"},
              .about = kAbout,
-             .options = joined({router_options(request->router), packet_options(request)}),
+             .options = joined({router_options(request->filter->router), packet_options(request)}),
              .more = kMore,
              .no = "a packet is not accepted"},
             [request](const Words &words) { return work(*request, words); }};

@@ -8,6 +8,8 @@
 
 #include "bench/packets/walk.h"
 #include "bench/rcbench/filter.h"
+#include "bench/rcbench/pages.h"
+#include "bench/rcbench/passing.h"
 #include "bench/rcbench/reach_changes.h"
 #include "bench/rcbench/reach_tables.h"
 
@@ -18,7 +20,6 @@ namespace {
 using packets::Piece;
 using packets::Row;
 using packets::Sentence;
-using packets::Side;
 using packets::Space;
 using packets::Verdict;
 
@@ -77,113 +78,20 @@ Options reach_options(const std::shared_ptr<ReachRequest> &r)
 }
 
 // ---- tables
-// -------------------------------------------------------------------------------------------------
-
-struct Table {
-    std::string heading;
-    Side side;
-    Rows rows;
-};
-
-using Wanted = bool (*)(const Piece &);
-
-bool is_let_in(const Piece &piece)
-{
-    return piece.verdict == Verdict::kAccept;
-}
-
-// Not what the kernel's routing drops whatever the rules are.
-bool is_stopped(const Piece &piece)
-{
-    return piece.verdict != Verdict::kAccept && !piece.reason.starts_with("routing: ");
-}
-
-bool is_for_router(const Piece &piece)
-{
-    return piece.verdict == Verdict::kAccept && piece.out == Side::kRouter;
-}
-
-class Tables {
-  public:
-    // `examples`: each row with a packet.
-    Tables(const Space &space, const bench::RouterFilter &filter, bool examples)
-        : space_(space), filter_(filter), examples_(examples)
-    {
-    }
-
-    std::vector<Table> all(std::optional<Side> from)
-    {
-        if (!from || *from == Side::kWan) {
-            add("Let in from the Internet", Side::kWan, is_let_in);
-        }
-        if (from ? *from == Side::kTunnel : has_tunnels(filter_.network)) {
-            add("Let in from a tunnel", Side::kTunnel, is_let_in);
-        }
-        if (!from || *from == Side::kLan) {
-            add_lan();
-        }
-        if (from == Side::kRouter) {
-            add("Sent by the router itself", Side::kRouter, is_let_in);
-        }
-        return std::move(tables_);
-    }
-
-  private:
-    Pieces pieces_of(const packets::Set &set) const
-    {
-        return packets::flow(space_, filter_.rules, filter_.network, set);
-    }
-
-    Rows rows(Pieces pieces, Wanted wanted) const
-    {
-        std::erase_if(pieces, [&](const Piece &piece) { return !wanted(piece); });
-        return packets::rows_of(space_, filter_.network, pieces, examples_);
-    }
-
-    void add(const std::string &heading, Side side, Wanted wanted)
-    {
-        tables_.push_back({heading, side, rows(pieces_of(packets::new_connections(space_, side)), wanted)});
-    }
-
-    void add_lan()
-    {
-        const Pieces pieces = pieces_of(packets::new_connections(space_, Side::kLan));
-        tables_.push_back({"The router's own ports, from the LAN", Side::kLan, rows(pieces, is_for_router)});
-        tables_.push_back({"Kept from LAN hosts", Side::kLan, rows(pieces, is_stopped)});
-        tables_.push_back({"Kept from LAN hosts within connections", Side::kLan, by_payload()});
-    }
-
-    // What is stopped for what it carries: data that would pass if it carried nothing that rules look for.
-    Rows by_payload() const
-    {
-        const size_t texts = space_.texts().size();
-        if (texts == 0) {
-            return {};
-        }
-        Pieces pieces = pieces_of(packets::running_data(space_, Side::kLan));
-        packets::Set mute = packets::accepted(pieces);
-        for (size_t i = 0; i < texts; ++i) {
-            mute &= packets::Set::bit(packets::kTextBits + static_cast<int>(i), false);
-        }
-        mute = mute.without(packets::Set::bits(packets::kTextBits, static_cast<int>(texts)));
-        for (Piece &piece : pieces) {
-            piece.packets &= mute;
-        }
-        return rows(std::move(pieces), is_stopped);
-    }
-
-    const Space &space_;
-    const bench::RouterFilter &filter_;
-    bool examples_;
-    std::vector<Table> tables_;
-};
 
 int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter)
 {
     const Space space(packets::texts_of({&filter.rules}));
-    const std::vector<Table> tables = Tables(space, filter, request.filter->json).all(request.filter->from);
+    if (request.filter->router->html) {
+        write_page(*request.filter->router, "What gets through",
+                   "Every connection that the packet filter of this router lets through.",
+                   passing_chapters(filter, request.filter->from));
+        return forms::kDone;
+    }
+    const std::vector<PassingTable> tables =
+        passing_tables(space, filter, request.filter->from, request.filter->json);
     bench::Json json = bench::Json::array();
-    for (const Table &table : tables) {
+    for (const PassingTable &table : tables) {
         if (request.filter->json) {
             for (const Row &row : table.rows) {
                 json.push_back(json_row(table.side, row));
@@ -354,6 +262,10 @@ void check_request(const ReachRequest &request, const Words &words)
 int work(const ReachRequest &request, const Words &words)
 {
     check_request(request, words);
+    if (request.filter->router->html &&
+        (request.filter->json || request.diff || request.idle || !request.sentences.empty())) {
+        throw forms::usage_error("--html cannot be combined with --json or a question");
+    }
     const RouterRequest &router = *request.filter->router;
     const bench::Target target = target_of(router);
     note_unknown_keys(router, {});

@@ -114,12 +114,18 @@ const char *idle_reason(packets::Idle kind)
 
 }  // namespace
 
-void print_table_of(const std::vector<Row> &rows, bool causes)
+std::vector<Cells> table_of(const std::vector<Row> &rows)
 {
     std::vector<Cells> table = {{"PROTOCOL", "PORTS", "FROM", "SENT TO", "GETS TO", "WHEN", "BY"}};
     for (const Row &row : rows) {
         table.push_back(cells(row));
     }
+    return table;
+}
+
+void print_table_of(const std::vector<Row> &rows, bool causes)
+{
+    std::vector<Cells> table = table_of(rows);
     for (Cells &line : table) {
         line.resize(causes ? line.size() : line.size() - 1);
     }

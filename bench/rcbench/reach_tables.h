@@ -15,6 +15,9 @@ void print_rows(const std::string &heading, const std::vector<packets::Row> &row
 // The lines alone; without what is behind the rules where that is not known.
 void print_table_of(const std::vector<packets::Row> &rows, bool causes = true);
 
+// The head and rows of the table.
+std::vector<std::vector<std::string>> table_of(const std::vector<packets::Row> &rows);
+
 // One object: protocol, ports, from, to, when, unless, setting, record and what is behind them.
 bench::Json json_row(packets::Side side, const packets::Row &row);
 

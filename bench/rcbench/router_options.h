@@ -26,6 +26,8 @@ struct RouterRequest {
     bool emulate = false;
     bool verbose = false;
     std::string program;
+    std::optional<std::string> html;  // the page's file, in place of text
+    bool secrets = false;             // shown in pages and JSON
     double limit = bench::Run().limit;
     int most_pauses = bench::Run().most_pauses;
     int most_output = bench::Run().most_output;

@@ -1,10 +1,14 @@
 // rcbench rules: the packet filter by chain, and what changed settings change in it.
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 
+#include "bench/rcbench/pages.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/show/filter.h"
+#include "bench/show/json.h"
 
 namespace rcbench {
 
@@ -15,6 +19,8 @@ using forms::usage_error;
 struct RulesRequest {
     std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
     bool diff = false;
+    bool json = false;
+    std::optional<std::string> svg;
     bench::Style style;
 };
 
@@ -27,6 +33,12 @@ Options rules_options(const std::shared_ptr<RulesRequest> &r)
         {.name = "diff",
          .help = "what the --set and --unset options change in the rules",
          .take = [r](Text) { r->diff = true; }},
+        {.name = "json",
+         .help = "for machines: a list with one object a chain",
+         .take = [r](Text) { r->json = true; }},
+        {.name = "svg", .argument = "FILE",
+         .help = "a picture of the chains, in place of text",
+         .take = [r](Text file) { r->svg = file; }},
         {.name = "short",
          .help = "with --diff only the rules that come and go",
          .take = [r](Text) { r->style.quick = true; }},
@@ -34,10 +46,46 @@ Options rules_options(const std::shared_ptr<RulesRequest> &r)
     // clang-format on
 }
 
+bench::Json json_chains(const bench::FilterChains &chains)
+{
+    bench::Json list = bench::Json::array();
+    for (const bench::FilterChain &chain : chains) {
+        bench::Json rules = bench::Json::array();
+        for (const bench::FilterRule &rule : chain.rules) {
+            const bench::RuleOrigin &origin = rule.origin;
+            rules.push_back(
+                {{"text", bench::json_text(rule.text)},
+                 {"settings", origin.settings},
+                 {"record", origin.record == 0 ? bench::Json(nullptr) : bench::Json(origin.record)}});
+        }
+        list.push_back(
+            {{"table", chain.table},
+             {"chain", bench::json_text(chain.name)},
+             {"policy", chain.policy.empty() ? bench::Json(nullptr) : bench::json_text(chain.policy)},
+             {"rules", rules}});
+    }
+    return list;
+}
+
 bench::FilterChains chains_of(const RouterRequest &router, const bench::Target &target, bool with_changes)
 {
     return bench::filter_chains(
         bench::rules_with_origins(target, setup_of(router, target, with_changes), run_like(router)));
+}
+
+void show_chains(const RulesRequest &request, const bench::FilterChains &chains)
+{
+    if (request.router->html) {
+        write_page(*request.router, "rc's packet filter",
+                   "Chain by chain in the kernel's order, with the settings behind each rule.",
+                   {page::filter_chapter(chains, {})});
+    } else if (request.svg) {
+        write_picture(*request.svg, page::chains_picture(chains, {}));
+    } else if (request.json) {
+        (void)fputs(bench::written(json_chains(chains)).c_str(), stdout);
+    } else {
+        bench::print_filter(stdout, chains);
+    }
 }
 
 int work(RulesRequest &request, const Words &words)
@@ -49,12 +97,17 @@ int work(RulesRequest &request, const Words &words)
     if (request.diff && router.set.empty() && router.unset.empty()) {
         throw usage_error("--diff needs a --set or --unset to compare with");
     }
+    const std::array<bool, 4> shapes = {request.diff, request.json, request.svg.has_value(),
+                                        router.html.has_value()};
+    if (std::count(shapes.begin(), shapes.end(), true) > 1) {
+        throw usage_error("only one of --diff, --json, --svg and --html can be asked for");
+    }
     request.style = fitted(request.style);
     const bench::Target target = target_of(router);
     note_unknown_keys(router, {});
     const bench::FilterChains chains = chains_of(router, target, true);
     if (!request.diff) {
-        bench::print_filter(stdout, chains);
+        show_chains(request, chains);
         return forms::kDone;
     }
     const bool differs =

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "bench/rcbench/filter.h"
+#include "bench/rcbench/pages.h"
 #include "bench/rcbench/runs.h"
 #include "bench/rcbench/style.h"
 #include "bench/rcbench/watch.h"
@@ -25,6 +27,7 @@ struct RunRequest {
     bool last = false;
     bool json = false;
     bool scenario = false;
+    std::optional<std::string> svg;
     std::optional<std::string> keep;
     std::optional<std::string> watched;
     std::vector<std::string> shown;
@@ -72,6 +75,9 @@ Options run_options(const std::shared_ptr<RunRequest> &r)
         {.name = "scenario",
          .help = "the router, the runs and all they did as a scenario for the tests",
          .take = [r](Text) { r->scenario = true; }},
+        {.name = "svg", .argument = "FILE",
+         .help = "a picture of where the time goes, in place of text",
+         .take = [r](Text file) { r->svg = file; }},
         {.name = "keep", .argument = "DIRECTORY",
          .help = "leave the router's directory there",
          .take = [r](Text directory) { r->keep = directory; }},
@@ -87,6 +93,11 @@ void refuse_contradictions(const RunRequest &request)
     }
     if (request.json && (request.diff || !request.shown.empty())) {
         throw usage_error("--json cannot be combined with --diff or --show");
+    }
+    if ((request.router->html || request.svg) &&
+        (request.json || request.diff || request.watched || request.scenario || !request.shown.empty())) {
+        throw usage_error(
+            "--html and --svg cannot be combined with --json, --diff, --watch, --scenario or --show");
     }
     if (request.scenario && (request.json || request.diff || request.last || !request.shown.empty())) {
         throw usage_error("--scenario cannot be combined with --json, --diff, --last or --show");
@@ -132,12 +143,85 @@ bool is_wanted(const RunRequest &request, size_t number)
     return !request.last || number + 1 == request.runs.size();
 }
 
-void print_json(const RunRequest &request, const std::vector<bench::Trace> &traces)
+// The packet filter as these runs left it, with what is behind its rules; none when they loaded none.
+std::optional<bench::RouterFilter> filter_after(const RouterRequest &request, const bench::Target &target,
+                                                const bench::Root &root,
+                                                const std::vector<bench::Trace> &traces)
+{
+    RouterRequest router = request;
+    router.settings = root.settings();
+    router.set.clear();
+    router.unset.clear();
+    router.blank = false;
+    if (!router.settings) {
+        return std::nullopt;
+    }
+    try {
+        bench::RouterFilter filter = filter_of_runs(root, setup_of(router, target, true).interfaces, traces);
+        if (filter.batch.empty()) {
+            return std::nullopt;
+        }
+        find_causes(filter, router, target, true);
+        return filter;
+    } catch (const forms::Failure &failure) {
+        forms::note(std::string("the page is without the packet filter: ") + failure.what());
+        return std::nullopt;
+    }
+}
+
+void write_run_page(const RunRequest &request, const std::vector<WishedRun> &runs,
+                    const std::vector<bench::Trace> &traces, const std::optional<bench::RouterFilter> &filter)
+{
+    std::vector<std::vector<std::string>> words;
+    std::vector<page::Chapter> runs_told;
+    for (size_t i = 0; i < traces.size(); ++i) {
+        words.push_back(runs[i].words);
+        for (const page::Chapter &chapter : page::run_chapters(i + 1, words[i], traces[i])) {
+            runs_told.push_back(chapter);
+        }
+    }
+    std::vector<page::Chapter> chapters = {page::time_chapter(words, traces)};
+    chapters.insert(chapters.end(), runs_told.begin(), runs_told.end());
+    if (filter) {
+        chapters.push_back(page::filter_chapter(chains_of(filter->rules), {}));
+        const std::vector<page::Chapter> passing = passing_chapters(*filter);
+        chapters.insert(chapters.end(), passing.begin(), passing.end());
+    }
+    write_page(*request.router, bench::command_words(words.back()),
+               "What rc does: its commands, pauses, output, settings and files, and the packet filter then.",
+               chapters);
+}
+
+// The page, and the picture of the time by itself.
+void print_page(const RunRequest &request, const bench::Target &target, const bench::Root &root,
+                const std::vector<bench::Trace> &all)
+{
+    const page::Secrets secrets = secrets_of(*request.router, target, request.runs);
+    std::vector<WishedRun> runs;
+    std::vector<std::vector<std::string>> words;
+    std::vector<bench::Trace> traces;
+    for (size_t i = 0; i < all.size(); ++i) {
+        if (is_wanted(request, i)) {
+            runs.push_back(request.runs[i]);
+            words.push_back(runs.back().words);
+            traces.push_back(secrets.masked(all[i]));
+        }
+    }
+    if (request.svg) {
+        write_picture(*request.svg, page::time_picture(words, traces));
+    }
+    if (request.router->html) {
+        write_run_page(request, runs, traces, filter_after(*request.router, target, root, all));
+    }
+}
+
+void print_json(const RunRequest &request, const page::Secrets &secrets,
+                const std::vector<bench::Trace> &traces)
 {
     bench::Json list = bench::Json::array();
     for (size_t i = 0; i < traces.size(); ++i) {
         if (is_wanted(request, i)) {
-            list.push_back(bench::json_report(request.runs[i].words, traces[i]));
+            list.push_back(bench::json_report(request.runs[i].words, secrets.masked(traces[i])));
         }
     }
     fputs(bench::written(list).c_str(), stdout);
@@ -156,12 +240,14 @@ int run_all(const RunRequest &request, const bench::Target &target, bench::Root 
     std::optional<int64_t> clock = request.router->clock;
     for (size_t i = 0; i < request.runs.size(); ++i) {
         traces.push_back(run_in(root, *request.router, request.runs[i], clock));
-        if (!request.json && is_wanted(request, i)) {
+        if (!request.json && !request.router->html && !request.svg && is_wanted(request, i)) {
             print_run(request, i, traces.back());
         }
     }
     if (request.json) {
-        print_json(request, traces);
+        print_json(request, secrets_of(*request.router, target, request.runs), traces);
+    } else if (request.router->html || request.svg) {
+        print_page(request, target, root, traces);
     }
     for (const std::string &path : request.shown) {
         const std::optional<std::string> content = root.read(path);

@@ -7,6 +7,7 @@
 
 #include "bench/rcbench/exposure.h"
 #include "bench/rcbench/router_options.h"
+#include "bench/show/json.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
 #include "forms/nearest.h"
@@ -18,6 +19,7 @@ namespace {
 struct ShellRequest {
     std::string program;
     bool is_table = false;
+    bool json = false;
     bool shows_progress = false;
 };
 
@@ -29,6 +31,9 @@ Options shell_options(const std::shared_ptr<ShellRequest> &r)
         {.name = "table",
          .help = "the places in the form of bench/image/settings/exposure",
          .take = [r](Text) { r->is_table = true; }},
+        {.name = "json",
+         .help = "for machines: a list with one object a setting",
+         .take = [r](Text) { r->json = true; }},
         {.name = "progress",
          .help = "say on standard error what is being tried",
          .take = [r](Text) { r->shows_progress = true; }},
@@ -62,6 +67,11 @@ bool is_seen(const ShellUse &use, const std::string &key)
            std::any_of(use.files.begin(), use.files.end(), is_it);
 }
 
+bool is_number(const ShellUse &use, const std::string &key)
+{
+    return std::count(use.numbers.begin(), use.numbers.end(), key) != 0;
+}
+
 std::string refused(const std::string &key, const ShellUse &use)
 {
     bool is_bare = false;
@@ -84,8 +94,58 @@ void print_setting(const ShellUse &use, const std::string &key)
         printf("  refuse  %s\n", characters.c_str());
     }
     if (!is_seen(use, key)) {
-        const bool counts = std::count(use.numbers.begin(), use.numbers.end(), key) != 0;
-        printf("  %s\n", counts ? "only as a number" : "nowhere");
+        printf("  %s\n", is_number(use, key) ? "only as a number" : "nowhere");
+    }
+}
+
+bench::Json json_field(const std::string &field)
+{
+    return field.empty() ? bench::Json(nullptr) : bench::Json(field);
+}
+
+bench::Json json_setting(const ShellUse &use, const std::string &key)
+{
+    bench::Json commands = bench::Json::array();
+    for (const forms::Exposure &one : use.exposures) {
+        if (one.key == key) {
+            commands.push_back({{"quoting", forms::quoting_name(one.quoting)},
+                                {"run", one.words},
+                                {"field", json_field(one.field)},
+                                {"command", bench::json_text(one.command)}});
+        }
+    }
+    bench::Json files = bench::Json::array();
+    for (const FileUse &one : use.files) {
+        if (one.key == key) {
+            files.push_back({{"path", one.path},
+                             {"run", one.words},
+                             {"field", json_field(one.field)},
+                             {"line", bench::json_text(one.line)}});
+        }
+    }
+    const std::string characters = refused(key, use);
+    return {{"key", key},
+            {"commands", commands},
+            {"files", files},
+            {"refuse", characters.empty() ? bench::Json(nullptr) : bench::json_text(characters)},
+            {"number", !is_seen(use, key) && is_number(use, key)}};
+}
+
+void print_settings(const ShellRequest &request, const ShellUse &use, const Words &keys)
+{
+    bench::Json list = bench::Json::array();
+    for (const forms::Description *one : forms::all_descriptions()) {
+        if (!keys.empty() && std::count(keys.begin(), keys.end(), one->key) == 0) {
+            continue;
+        }
+        if (request.json) {
+            list.push_back(json_setting(use, one->key));
+        } else {
+            print_setting(use, one->key);
+        }
+    }
+    if (request.json) {
+        (void)fputs(bench::written(list).c_str(), stdout);
     }
 }
 
@@ -103,6 +163,9 @@ std::vector<std::string> measured_keys(const Words &keys)
 
 int work(const ShellRequest &request, const Words &keys)
 {
+    if (request.is_table && request.json) {
+        throw forms::usage_error("only one of --table and --json can be asked for");
+    }
     for (const std::string &key : keys) {
         if (forms::find_description(key) == nullptr) {
             throw forms::usage_error(forms::shown(key) + " is no setting" +
@@ -120,11 +183,7 @@ int work(const ShellRequest &request, const Words &keys)
         fputs(forms::exposures_text(use.exposures, measured_keys(keys)).c_str(), stdout);
         return forms::kDone;
     }
-    for (const forms::Description *one : forms::all_descriptions()) {
-        if (keys.empty() || std::count(keys.begin(), keys.end(), one->key) != 0) {
-            print_setting(use, one->key);
-        }
-    }
+    print_settings(request, use, keys);
     return forms::kDone;
 }
 

@@ -675,8 +675,9 @@ TEST_F(Rcbench, RulesAreShownByChainWithTheirSettings)
 
 TEST_F(Rcbench, JsonHasOneObjectARunWithEveryByte)
 {
-    const Ran one = run(
-        "--json --set 'wifi_psk_pwd=\\x01\\x7f\\xffa\\n\"b\\\\' --nested wan start , wlan start , wan foo");
+    const Ran one =
+        run("--json --secrets --set 'wifi_psk_pwd=\\x01\\x7f\\xffa\\n\"b\\\\' --nested wan start , wlan "
+            "start , wan foo");
     EXPECT_EQ(one.status, 0);
     const auto runs = nlohmann::json::parse(one.output, nullptr, false);
     ASSERT_TRUE(runs.is_array() && runs.size() == 3U);

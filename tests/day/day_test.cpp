@@ -99,6 +99,13 @@ TEST(Day, MinutesInWhichNothingChangesAreFolded)
                                 "13:31:00 to 14:09:00 quiet /usr/sbin/rc check_conn start x39"}));
 }
 
+TEST(Day, EachFoldedJobHasItsOwnTimes)
+{
+    const day::Day day = play(at(3, 2, 11, 55), 1, {{"wan_mode", "dhcpc"}, {"mail_sendlog", "0"}});
+    EXPECT_EQ(told(day), (Lines{"11:51:00 to 12:54:00 quiet /usr/sbin/rc check_conn start x64",
+                                "12:00:00 quiet /usr/sbin/rc ddns start"}));
+}
+
 TEST(Day, ABadScheduleStopsEverythingThatCronDoes)
 {
     const day::Day day = play(at(3, 2, 11, 0), 2, {{"fw_schedule", "0111110:8:30-24:0\1"}});
