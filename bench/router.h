@@ -101,6 +101,13 @@ struct Interface {
     std::string hardware = {};  // "00:11:22:33:44:55"; empty: 02:00:00:00:00:01 and up, in order
 };
 
+// Whether a run can have an interface of this name: one that Linux takes as it is, and that is not always
+// there.
+bool can_name_interface(const std::string &name);
+
+// Whether Linux gives an interface this address: dotted, and neither 0.0.0.0 nor a group's.
+bool can_be_interface_address(const std::string &text);
+
 using forms::Effect;
 using forms::Reply;
 

@@ -1,8 +1,5 @@
 #include "bench/rcbench/router_options.h"
 
-#include <arpa/inet.h>
-#include <net/if.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -82,13 +79,13 @@ bench::Interface interface(const std::string &argument)
     const size_t slash = pair.right.find('/');
     const int bits = network_bits(argument, slash == std::string::npos ? "24" : pair.right.substr(slash + 1));
     const std::string address = pair.right.substr(0, slash);
-    in_addr parsed = {};
-    if (!address.empty() && inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
-        throw usage_error("--interface " + shown(argument) + ": no IPv4 address");
+    if (!address.empty() && !bench::can_be_interface_address(address)) {
+        throw usage_error("--interface " + shown(argument) + ": no IPv4 address of an interface");
     }
-    if (pair.left.size() >= IFNAMSIZ || pair.left.find_first_of(" /") != std::string::npos) {
-        throw usage_error("--interface " + shown(argument) +
-                          ": a name has at most 15 characters, no space and no \"/\"");
+    if (!bench::can_name_interface(pair.left)) {
+        throw usage_error(
+            "--interface " + shown(argument) +
+            ": a name has 1 to 15 characters, no space, \"/\", \":\", \"%\" or \";\", and is not \"lo\"");
     }
     return {pair.left, address, bits, ""};
 }
@@ -123,19 +120,19 @@ void add_interface(const std::string &name, const std::string &address, bench::S
             return;
         }
     }
-    if (!name.empty() && name.size() < IFNAMSIZ) {
+    if (bench::can_name_interface(name)) {
         setup.interfaces.push_back({name, address, 24, ""});
     }
 }
 
 // The interfaces a router in operation has, where the request names none of that name. The Internet one is
-// that of the settings, and that which the connection mode will use.
+// that of the settings, and that which the connection mode will use. Names and addresses that the router's
+// kernel would refuse are left out, as they are there.
 void add_usual_interfaces(const std::vector<bench::Setting> &settings, bench::Setup &setup)
 {
     constexpr const char *kWanAddress = "203.0.113.10";
-    in_addr parsed = {};
     const std::string lan = value_of(settings, "lan_ipaddr");
-    if (inet_pton(AF_INET, lan.c_str(), &parsed) == 1) {
+    if (bench::can_be_interface_address(lan)) {
         add_interface(value_of(settings, "lan_if"), lan, setup);
     }
     add_interface(value_of(settings, "wan_ifname"), kWanAddress, setup);

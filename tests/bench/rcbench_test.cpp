@@ -141,13 +141,16 @@ TEST_F(Rcbench, WrongWordsGiveOneLineThatHelpWouldCure)
         {"--show etc/x start", "--show etc/x: a path of the router begins with \"/\""},
         {"--reply ps start", "--reply ps: no \"=\" in it"},
         {"--interface eth9 start", "--interface eth9: no \"=\" in it"},
-        {"--interface eth9=1.2.3 start", "--interface eth9=1.2.3: no IPv4 address"},
+        {"--interface eth9=1.2.3 start", "--interface eth9=1.2.3: no IPv4 address of an interface"},
+        {"--interface eth9=224.0.0.1 start", "--interface eth9=224.0.0.1: no IPv4 address of an interface"},
         {"--interface eth9=1.2.3.4/33 start",
          "--interface eth9=1.2.3.4/33: the network bits are a number from 0 to 32"},
         {"--interface eth9=1.2.3.4/4294967297 start",
          "--interface eth9=1.2.3.4/4294967297: the network bits are a number from 0 to 32"},
         {"--interface 'eth 9=1.2.3.4' start",
-         "--interface eth 9=1.2.3.4: a name has at most 15 characters, no space and no \"/\""},
+         "--interface eth 9=1.2.3.4: a name has 1 to 15 characters, no space, \"/\", \":\", \"%\" or \";\", "
+         "and is not "
+         "\"lo\""},
         {"--clock noon start", "--clock noon: not a time like '2026-03-06 08:29:00'"},
         {"--diff start", "--diff needs a --set or --unset to compare with"},
         {"--diff --json --set a=1 start", "--json cannot be combined with --diff or --show"},
@@ -162,6 +165,24 @@ TEST_F(Rcbench, WrongWordsGiveOneLineThatHelpWouldCure)
         EXPECT_EQ(result.status, 2) << c.words;
         EXPECT_EQ(result.output, "") << c.words;
         EXPECT_EQ(result.errors, "rcbench: " + c.why + "; see rcbench --help\n") << c.words;
+    }
+}
+
+// What the router's kernel would refuse, too, is no reason not to show what rc does with it.
+TEST_F(Rcbench, NamesAndAddressesThatNoInterfaceCanHaveAreTakenAsSettings)
+{
+    for (const std::string value : {"", "lo", ".", "..", "a b", "a/b", "a:b", "a%d", "a%", "x;y", "peer1",
+                                    "\\x08;:", "\\xA0", "sixteen_letters_"}) {
+        const Ran ran =
+            run("--brief --set 'wan_ifname=" + value + "' --set 'lan_if=" + value + "' printk start");
+        EXPECT_EQ(ran.status, 0) << value;
+        EXPECT_EQ(ran.errors, "") << value;
+    }
+    for (const std::string value :
+         {"", "0.0.0.0", "127.0.0.1", "224.0.0.1", "240.0.0.1", "255.255.255.255", "1.2.3"}) {
+        const Ran ran = run("--brief --set lan_ipaddr=" + value + " printk start");
+        EXPECT_EQ(ran.status, 0) << value;
+        EXPECT_EQ(ran.errors, "") << value;
     }
 }
 

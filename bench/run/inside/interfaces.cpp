@@ -75,7 +75,8 @@ int send_request(Request &request)
     return error;
 }
 
-// A pair of connected interfaces: `name` for the run, the other end ("peerN") stays down.
+// A pair of connected interfaces: `name` for the run, the other end (".peerN", which no settings name) stays
+// down.
 int make_pair(const char *name, const char *peer)
 {
     Request request;
@@ -151,7 +152,7 @@ bool set_address(int fd, const char *name, const char *address, int bits)
 
 bool make_interface(const char *text)
 {
-    static int number = 0;
+    static unsigned short number = 0;
     char name[IFNAMSIZ];
     char address[32];
     char hardware[32];
@@ -161,7 +162,7 @@ bool make_interface(const char *text)
         return false;
     }
     char peer[IFNAMSIZ];
-    snprintf(peer, sizeof peer, "peer%d", ++number);
+    snprintf(peer, sizeof peer, ".peer%hu", ++number);
     const int error = make_pair(name, peer);
     if (error != 0) {
         fprintf(stderr, "bench_init: cannot make interface %s: %s\n", name, strerror(error));
