@@ -67,6 +67,9 @@ void take_tunnel(packets::Network &network, const Words &words)
         return;
     }
     const int bits = slash == std::string::npos ? 32 : atoi(text.c_str() + slash + 1);
+    if (bits < 0 || bits > 32) {
+        return;
+    }
     network.routes.push_back({packets::net_of(net, bits), packets::Side::kTunnel});
 }
 
