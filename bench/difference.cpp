@@ -48,15 +48,15 @@ std::vector<Change> find_changes(const Lines &expected, const Lines &actual, con
     while (i < expected.size() || j < actual.size()) {
         if (i < expected.size() && j < actual.size() && expected[i] == actual[j]) {
             changes.push_back({' ', &expected_shown[i], i, j});
-            i++;
-            j++;
+            ++i;
+            ++j;
         } else if (i < expected.size() &&
                    (j == actual.size() || common.at(i + 1, j) >= common.at(i, j + 1))) {
             changes.push_back({'-', &expected_shown[i], i, j});
-            i++;
+            ++i;
         } else {
             changes.push_back({'+', &actual_shown[j], i, j});
-            j++;
+            ++j;
         }
     }
     return changes;
@@ -67,7 +67,7 @@ std::string hunk_text(const std::vector<Change> &changes, size_t begin, size_t e
     size_t expected_count = 0;
     size_t actual_count = 0;
     std::string lines;
-    for (size_t i = begin; i < end; i++) {
+    for (size_t i = begin; i < end; ++i) {
         expected_count += changes[i].mark != '+' ? 1 : 0;
         actual_count += changes[i].mark != '-' ? 1 : 0;
         lines += changes[i].mark + *changes[i].line + "\n";
@@ -92,14 +92,14 @@ std::string unified_difference(const Lines &expected, const Lines &actual, const
     size_t at = 0;
     while (true) {
         while (at < changes.size() && changes[at].mark == ' ') {
-            at++;
+            ++at;
         }
         if (at == changes.size()) {
             return text;
         }
         const size_t begin = at - std::min(at, kContext);
         size_t end = at;  // one past the last change of this hunk
-        for (; at < changes.size() && at - end <= 2 * kContext; at++) {
+        for (; at < changes.size() && at - end <= 2 * kContext; ++at) {
             end = changes[at].mark != ' ' ? at + 1 : end;
         }
         text += hunk_text(changes, begin, std::min(changes.size(), end + kContext));

@@ -64,7 +64,7 @@ bool is_control(char c)
 std::string escape(std::string_view text)
 {
     std::string out;
-    for (size_t i = 0; i < text.size(); i++) {
+    for (size_t i = 0; i < text.size(); ++i) {
         const char c = text[i];
         const bool is_last = i + 1 == text.size();
         if (c == '\n') {

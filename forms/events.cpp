@@ -140,7 +140,7 @@ size_t join_command(const std::vector<std::string> &plain, size_t at, std::strin
 std::string event_line(const Event &event)
 {
     std::string line;
-    for (int i = 0; i < event.depth; i++) {
+    for (int i = 0; i < event.depth; ++i) {
         line += "> ";
     }
     switch (event.kind) {

@@ -85,7 +85,7 @@ int open_input(const std::string &path, BlockDevices devices)
 // Where the symbolic links from `path` on lead; the last file need not exist.
 std::string follow_links(std::string path)
 {
-    for (int steps = 0; steps < 40; steps++) {
+    for (int steps = 0; steps < 40; ++steps) {
         char text[PATH_MAX];
         const ssize_t length = readlink(path.c_str(), text, sizeof text);
         if (length < 0) {

@@ -20,7 +20,7 @@ std::string hardware_text(const unsigned char (&bytes)[16])
     const bool is_ethernet =
         std::all_of(bytes + kEthernetBytes, std::end(bytes), [](int byte) { return byte == 0; });
     std::string text;
-    for (size_t i = 0; i < (is_ethernet ? kEthernetBytes : sizeof bytes); i++) {
+    for (size_t i = 0; i < (is_ethernet ? kEthernetBytes : sizeof bytes); ++i) {
         char byte[4];
         (void)snprintf(byte, sizeof byte, i == 0 ? "%02x" : ":%02x", bytes[i]);
         text += byte;

@@ -12,8 +12,8 @@ constexpr size_t kLongest = 64;  // longer words are no slips
 size_t distance(std::string_view left, std::string_view right)
 {
     std::vector<std::vector<size_t>> least(left.size() + 1, std::vector<size_t>(right.size() + 1));
-    for (size_t i = 0; i <= left.size(); i++) {
-        for (size_t j = 0; j <= right.size(); j++) {
+    for (size_t i = 0; i <= left.size(); ++i) {
+        for (size_t j = 0; j <= right.size(); ++j) {
             if (i == 0 || j == 0) {
                 least[i][j] = i + j;
                 continue;

@@ -44,7 +44,7 @@ void fill(std::string &out, std::string_view text, size_t column, size_t indent)
             column = indent;
         } else if (!is_first) {
             out += ' ';
-            column++;
+            ++column;
         }
         out += text.substr(0, end);
         column += end;
@@ -292,7 +292,7 @@ std::vector<std::string> read_options(const Program &program, const std::vector<
 {
     help_name = program.name;
     Words words;
-    for (size_t at = 0; at < arguments.size(); at++) {
+    for (size_t at = 0; at < arguments.size(); ++at) {
         const std::string &word = arguments[at];
         const bool ends =
             word == "--" || (program.place == OptionPlace::kBeforeWords && !word.starts_with('-'));

@@ -109,7 +109,7 @@ bool read_replies(std::string_view text, std::vector<Reply> &replies, std::vecto
     Reader reader{replies, effects};
     fault = {};
     while (!text.empty()) {
-        fault.line++;
+        ++fault.line;
         if (!read_line(take_line(text), reader, fault.why)) {
             return false;
         }

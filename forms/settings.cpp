@@ -29,7 +29,7 @@ std::string_view what_else(std::string_view text)
 bool has_foreign_line_ends(std::string_view text)
 {
     size_t ends = 0;
-    for (size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos; at++, ends++) {
+    for (size_t at = 0; (at = text.find('\n', at)) != std::string_view::npos; ++at, ++ends) {
         if (at == 0 || text[at - 1] != '\r') {
             return false;
         }
@@ -89,7 +89,7 @@ bool read_settings(std::string_view text, std::vector<Setting> &settings, Fault 
     const bool foreign = has_foreign_line_ends(text);
     std::map<std::string, size_t> lines;  // key -> line it is on
     while (!text.empty()) {
-        fault.line++;
+        ++fault.line;
         std::string_view line = take_line(text);
         line.remove_suffix(foreign && line.ends_with('\r') ? 1 : 0);
         if (is_skipped(line)) {

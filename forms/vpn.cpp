@@ -100,13 +100,13 @@ void add_rows(const std::vector<Row> &rows, std::vector<std::string> &lines)
 {
     std::vector<size_t> widths(rows[0].size());
     for (const Row &row : rows) {
-        for (size_t i = 0; i < row.size(); i++) {
+        for (size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], row[i].size());
         }
     }
     for (const Row &row : rows) {
         std::string line;
-        for (size_t i = 0; i < row.size(); i++) {
+        for (size_t i = 0; i < row.size(); ++i) {
             line += row[i];
             line.append(i + 1 < row.size() ? widths[i] - row[i].size() + 2 : 0, ' ');
         }
@@ -155,7 +155,7 @@ bool read_vpn_table(std::string_view bytes, VpnTable &table, std::string &why)
 std::vector<VpnTunnel> vpn_tunnels(const VpnTable &table)
 {
     std::vector<VpnTunnel> tunnels;
-    for (int i = 0; i < kVpnPolicies; i++) {
+    for (int i = 0; i < kVpnPolicies; ++i) {
         const VpnPolicy &policy = table.policies[i];
         if (is_unused(policy)) {
             continue;
@@ -214,7 +214,7 @@ std::vector<std::string> vpn_table_lines(const VpnTable &table)
 std::vector<std::string> vpn_field_lines(const VpnTable &table, Secrets secrets)
 {
     std::vector<std::string> lines;
-    for (int i = 0; i < kVpnPolicies; i++) {
+    for (int i = 0; i < kVpnPolicies; ++i) {
         std::vector<Row> rows;
         for (const VpnField &field : vpn_fields(table, i)) {
             const bool is_masked = secrets == Secrets::kMasked && field.is_secret && !field.value.empty();

@@ -17,7 +17,7 @@ const DirectOperation *find_operation(const char *name)
 {
     const DirectOperation *found = nullptr;
     for (const DirectOperation *table : kTables) {
-        for (const DirectOperation *row = table; row->name != nullptr; row++) {
+        for (const DirectOperation *row = table; row->name != nullptr; ++row) {
             if (strcmp(row->name, name) != 0) {
                 continue;
             }

@@ -50,7 +50,7 @@ std::optional<int> take_number(const Field &field, std::string_view &rest)
 {
     size_t length = 0;
     while (length < rest.size() && is_word_char(rest[length])) {
-        length++;
+        ++length;
     }
     const std::string word(rest.substr(0, length));
     rest.remove_prefix(length);
@@ -62,7 +62,7 @@ std::optional<int> take_number(const Field &field, std::string_view &rest)
     if (error == std::errc() && end == word.data() + word.size()) {
         return number;
     }
-    for (size_t i = 0; i < field.name_count; i++) {
+    for (size_t i = 0; i < field.name_count; ++i) {
         if (strcasecmp(field.names[i], word.c_str()) == 0) {
             return static_cast<int>(i) + field.low;
         }
@@ -156,7 +156,7 @@ bool take_times(std::string_view &rest, Job &job, std::string &fault)
         return false;
     }
     job.wild = any_minute || any_hour;
-    for (size_t i = 0; i < weekdays.size(); i++) {
+    for (size_t i = 0; i < weekdays.size(); ++i) {
         if (weekdays[i]) {
             job.weekdays.set(i % job.weekdays.size());
         }
@@ -195,7 +195,7 @@ bool take_nickname(std::string_view &rest, Job &job, std::string &fault)
 std::string command_of(std::string_view text)
 {
     std::string command;
-    for (size_t i = 0; i < text.size() && text[i] != '%'; i++) {
+    for (size_t i = 0; i < text.size() && text[i] != '%'; ++i) {
         const bool escaped = text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '%';
         i += escaped ? 1 : 0;
         command += text[i];
@@ -266,7 +266,7 @@ Crontab read_crontab(std::string_view text, const std::vector<std::string> &user
     const auto refused = [&](size_t line, std::string_view words, const std::string &why) {
         return Crontab{{}, {}, Refusal{line, std::string(words), why}};
     };
-    for (size_t number = 1; !text.empty(); number++) {
+    for (size_t number = 1; !text.empty(); ++number) {
         const size_t end = text.find('\n');
         if (end == std::string_view::npos) {
             return refused(0, text, "missing newline before the end of the file");

@@ -171,7 +171,7 @@ class Player {
             quiet_.push_back({what, at, at, 1});
         } else {
             there->end = at;
-            there->times++;
+            ++there->times;
         }
     }
 

@@ -130,7 +130,7 @@ std::vector<std::string> Watch::effects_of(const bench::Trace &trace, const std:
         size_t number = 0;
         for (size_t i = rules.find("--condition schedule"); i != std::string::npos;
              i = rules.find("--condition schedule", i + 1)) {
-            number++;
+            ++number;
         }
         effects.push_back(std::string("schedule ") + (open ? "opens: " : "closes: ") +
                           counted(number, "scheduled rule") + (open ? " act from now on" : " act no more"));

@@ -36,7 +36,7 @@ int count_connections(const Talk &talk, int count)
     const Socket listener(make_listener(talk, count));
     std::vector<std::unique_ptr<Socket>> clients;
     clients.reserve(static_cast<size_t>(count));
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         clients.push_back(std::make_unique<Socket>(begin(talk)));
     }
     return count_until_silence(listener, [&] {
@@ -63,7 +63,7 @@ struct Ends {
 
 void send_numbers(int client, int count)
 {
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         (void)send(client, &i, sizeof i, MSG_NOSIGNAL);
     }
 }
@@ -104,7 +104,7 @@ int count_answers(const Talk &talk, int count)
 int count_pings(const Talk &talk, int count)
 {
     const Socket fd(make_socket(*talk.from, SOCK_RAW, IPPROTO_ICMP, talk.source, 0));
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         (void)send_echo_request(fd, talk);
     }
     return count_until_silence(fd, [&] { return echo_reply(fd) >= 0; });
@@ -162,11 +162,11 @@ double longest_gap(const std::vector<Sent> &sent)
     for (size_t i = 0; i < sent.size();) {
         const size_t first = i;
         while (i < sent.size() && !sent[i].arrived) {
-            i++;
+            ++i;
         }
         const Clock::time_point end = sent[std::min(i, sent.size() - 1)].at;
         longest = std::max(longest, std::chrono::duration<double, std::milli>(end - sent[first].at).count());
-        i++;
+        ++i;
     }
     return longest;
 }

@@ -136,10 +136,10 @@ std::string base64(const std::string &text)
     std::string out;
     for (size_t i = 0; i < text.size(); i += 3) {
         uint32_t value = 0;
-        for (size_t j = 0; j < 3; j++) {
+        for (size_t j = 0; j < 3; ++j) {
             value = value << 8 | (i + j < text.size() ? static_cast<unsigned char>(text[i + j]) : 0U);
         }
-        for (size_t j = 0; j < 4; j++) {
+        for (size_t j = 0; j < 4; ++j) {
             out += i + j <= text.size() ? kDigits[value >> (18 - 6 * j) & 63] : '=';
         }
     }

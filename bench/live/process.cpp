@@ -201,7 +201,7 @@ std::string log_tail(const std::string &place, size_t lines)
 {
     const std::string text = read_log(place);
     size_t from = text.size();
-    for (size_t i = 0; i <= lines && from != 0 && from != std::string::npos; i++) {
+    for (size_t i = 0; i <= lines && from != 0 && from != std::string::npos; ++i) {
         from = text.rfind('\n', from - 1);
     }
     return from == std::string::npos || from == 0 ? text : text.substr(from + 1);

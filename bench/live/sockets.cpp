@@ -26,7 +26,7 @@ void set_option(int fd, int level, int name)
 uint16_t checksum(const std::string &bytes)
 {
     uint32_t sum = 0;
-    for (size_t i = 0; i < bytes.size(); i++) {
+    for (size_t i = 0; i < bytes.size(); ++i) {
         const auto byte = static_cast<unsigned char>(bytes[i]);
         sum += i % 2 == 0 ? static_cast<uint32_t>(byte) << 8 : byte;
     }
@@ -156,7 +156,7 @@ int begin(const Talk &talk)
 int send_echo_request(int fd, const Talk &talk)
 {
     static unsigned number = 0x4000;
-    number++;
+    ++number;
     const std::string request = echo_request(number);
     const sockaddr_in where = socket_address(talk.to.address, 0);
     const bool sent = sendto(fd, request.data(), request.size(), 0,

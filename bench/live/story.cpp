@@ -40,7 +40,7 @@ std::vector<std::string> split(const std::string &line)
 std::string joined(const std::vector<std::string> &words, size_t from, size_t to)
 {
     std::string text;
-    for (size_t i = from; i < std::min(to, words.size()); i++) {
+    for (size_t i = from; i < std::min(to, words.size()); ++i) {
         text += (text.empty() ? "" : " ") + (words[i][0] == '"' ? words[i].substr(1) : words[i]);
     }
     return text;
@@ -255,7 +255,7 @@ class Player {
         const bool is_wanted = words[3] == "has";
         std::string output;
         // What a daemon does takes its moment.
-        for (int i = 0; i < 50; i++) {
+        for (int i = 0; i < 50; ++i) {
             output = place.name == "router" ? house_.run_shell(command).output
                                             : run_in(place, {"sh", "-c", command}).output;
             if (is_wanted == (output.find(text) != std::string::npos)) {
@@ -657,7 +657,7 @@ Story read_story(const std::filesystem::path &file)
     std::istringstream lines(bench::read_whole(file));
     size_t number = 0;
     for (std::string line; std::getline(lines, line);) {
-        number++;
+        ++number;
         try {
             take_line(story, line, number);
         } catch (const Error &problem) {

@@ -242,7 +242,7 @@ std::string events_html(const bench::Trace &trace, const Times &times, const std
         if (!is_told(event)) {
             continue;
         }
-        told++;
+        ++told;
         const std::string label = bench::event_label(event);
         items += "<li class=" + label + "><span>" + seconds_text(times.events[i]) + "</span><b>" + label +
                  "</b><div" + pad(event.depth) + "><code>" + text(event_text(event)) + "</code>" +

@@ -6,7 +6,7 @@
 
 int main(int count, char **words)
 {
-    for (int left = count > 1 ? atoi(words[1]) : 0; left > 0; left--) {
+    for (int left = count > 1 ? atoi(words[1]) : 0; left > 0; --left) {
         if (system(":") != 0) {
             return 1;
         }

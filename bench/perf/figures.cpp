@@ -70,7 +70,7 @@ constexpr std::array<bool, kColumns> kRight = {false, true, true, false, true, f
 void add_line(std::string &text, const Cells &row, const std::array<size_t, kColumns> &widths)
 {
     std::string line = "  ";
-    for (size_t i = 0; i < kColumns; i++) {
+    for (size_t i = 0; i < kColumns; ++i) {
         const std::string blanks(widths[i] - row[i].size(), ' ');
         line += (kRight[i] ? blanks + row[i] : row[i] + blanks) + (i + 1 < kColumns ? "  " : "");
     }
@@ -119,7 +119,7 @@ std::string as_text(const std::vector<Figure> &figures)
 {
     const Cells head = {"", "rc", "median", "unit", "against", "", "ratio", "goal", ""};
     std::array<size_t, kColumns> widths = {};
-    for (size_t i = 0; i < kColumns; i++) {
+    for (size_t i = 0; i < kColumns; ++i) {
         widths[i] = head[i].size();
         for (const Figure &figure : figures) {
             widths[i] = std::max(widths[i], cells(figure)[i].size());

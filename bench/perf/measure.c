@@ -242,7 +242,7 @@ static int split(char **words, char **commands[kMostCommands])
     while (*words != NULL && count < kMostCommands) {
         commands[count++] = words;
         while (*words != NULL && strcmp(*words, "--") != 0) {
-            words++;
+            ++words;
         }
         if (*words != NULL) {
             *words++ = NULL;
@@ -269,8 +269,8 @@ int main(int count, char **words)
     if (options.files > 0 && setrlimit(RLIMIT_NOFILE, &files) != 0) {
         fail("cannot limit open files");
     }
-    for (int run = 0; run < options.runs; run++) {
-        for (int i = 0; i < command_count; i++) {
+    for (int run = 0; run < options.runs; ++run) {
+        for (int i = 0; i < command_count; ++i) {
             struct cost cost = {0, 0, 0, 0, 0, 0};
             if (options.peak) {
                 run_traced(commands[i], &cost);

@@ -29,7 +29,7 @@ void lengthen(Growing &growing, const std::string &key, int most, const Record &
 {
     const auto setting = std::find_if(growing.settings.begin(), growing.settings.end(),
                                       [&](const bench::Setting &there) { return there.key == key; });
-    for (int i = 0; setting != growing.settings.end() && i < most; i++) {
+    for (int i = 0; setting != growing.settings.end() && i < most; ++i) {
         const std::string text = record(i);
         if (text.size() > growing.left) {
             return;
@@ -131,10 +131,10 @@ class Ground {
         Words words = {kRc};
         words.insert(words.end(), verb.words.begin(), verb.words.end());
         std::vector<Samples> all(2);
-        for (int i = 0; i < runs; i++) {
+        for (int i = 0; i < runs; ++i) {
             bench::Root root(target_, setup);
             const std::vector<Samples> one = measure(root, {words, {inside(PERF_NOTHING)}}, conditions);
-            for (size_t program = 0; program < all.size(); program++) {
+            for (size_t program = 0; program < all.size(); ++program) {
                 all[program].push_back(one[program].front());
             }
         }

@@ -39,7 +39,7 @@ std::string access_rules(int count, Services services)
 {
     constexpr const char *kServices[] = {"HTTP", "FTP", "SMTP", "POP3", "SSH", "TELNET", "IMAP", "SMB"};
     std::string list;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         list += "1:" +
                 (services == Services::kOwn ? own_service(i)
                                             : kServices[static_cast<size_t>(i) % std::size(kServices)]) +
@@ -51,7 +51,7 @@ std::string access_rules(int count, Services services)
 std::string definitions(int count)
 {
     std::string list;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         list += own_service(i) + ":tcp:" + std::to_string(1024 + i) + "-" + std::to_string(1024 + i) + "\x01";
     }
     return list;
@@ -187,7 +187,7 @@ void count_instructions(Case &one, const std::string &name, double goal, std::ve
 void measure_times(const std::vector<Case *> &cases, int runs)
 {
     constexpr int kRounds = 4;
-    for (int round = 0; round < kRounds; round++) {
+    for (int round = 0; round < kRounds; ++round) {
         for (Case *one : cases) {
             Conditions conditions;
             conditions.runs = std::max(1, runs / kRounds);

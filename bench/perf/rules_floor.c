@@ -51,7 +51,7 @@ int main(int count, char **words)
         fprintf(stderr, "rules_floor: too few words\n");
         return 2;
     }
-    for (int left = atoi(words[1]); left > 0; left--) {
+    for (int left = atoi(words[1]); left > 0; --left) {
         free(read_file(words[2]).data);
     }
     for (int i = 3; i + 1 < count; i += 2) {

@@ -21,7 +21,7 @@ std::vector<bench::Setting> store(int keys)
 {
     constexpr int kKeySize = sizeof "setting_0000" - 1;
     std::vector<bench::Setting> settings;
-    for (int i = 0; i < keys; i++) {
+    for (int i = 0; i < keys; ++i) {
         char key[32];
         snprintf(key, sizeof key, "setting_%04d", i);
         settings.push_back({key, std::string(kEntrySize - kKeySize - 2, 'v')});

@@ -106,7 +106,7 @@ void add_bench(const bench::Target &target, const Effort &effort, std::vector<Fi
 {
     using Clock = std::chrono::steady_clock;
     std::vector<double> times;
-    for (int i = 0; i < effort.runs; i++) {
+    for (int i = 0; i < effort.runs; ++i) {
         const Clock::time_point begin = Clock::now();
         {
             bench::Root root(target, usual_router(target));

@@ -79,16 +79,16 @@ static uint32_t crc_table[256];
 static uint32_t checksum(struct bytes bytes)
 {
     if (crc_table[1] == 0) {
-        for (uint32_t byte = 0; byte < 256; byte++) {
+        for (uint32_t byte = 0; byte < 256; ++byte) {
             uint32_t value = byte;
-            for (int bit = 0; bit < 8; bit++) {
+            for (int bit = 0; bit < 8; ++bit) {
                 value = (value & 1) != 0 ? (value >> 1) ^ 0xEDB88320U : value >> 1;
             }
             crc_table[byte] = value;
         }
     }
     uint32_t value = 0xFFFFFFFFU;
-    for (size_t i = 0; i < bytes.size; i++) {
+    for (size_t i = 0; i < bytes.size; ++i) {
         value = crc_table[(value ^ (unsigned char)bytes.data[i]) & 0xFF] ^ (value >> 8);
     }
     return ~value;
@@ -96,7 +96,7 @@ static uint32_t checksum(struct bytes bytes)
 
 static void put_word(unsigned char *bytes, uint32_t word)
 {
-    for (int i = 0; i < 4; i++) {
+    for (int i = 0; i < 4; ++i) {
         bytes[i] = (unsigned char)(word >> (24 - 8 * i));
     }
 }

@@ -172,7 +172,7 @@ void compare_packets(Comparison &comparison, const Sample &sample, const Ran &be
 void show_difference(Comparison &comparison, const Sample &sample, const WishedRun &run,
                      const bench::Trace &before, const bench::Trace &after)
 {
-    comparison.different++;
+    ++comparison.different;
     if (comparison.as_json) {
         add_json(comparison, sample, run, before, after);
         return;
@@ -188,7 +188,7 @@ void compare(Comparison &comparison, const Sample &sample, const Plan &plan)
     const Ran after(comparison.after, sample.router, plan);
     bool any = false;
     for (size_t i = 0; i < plan.size(); ++i) {
-        comparison.runs++;
+        ++comparison.runs;
         comparison.cut |= before.traces[i].timed_out || after.traces[i].timed_out;
         if (bench::differs(before.traces[i], after.traces[i])) {
             show_difference(comparison, sample, plan[i], before.traces[i], after.traces[i]);

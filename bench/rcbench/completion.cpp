@@ -174,7 +174,7 @@ _rcbench_settings()
 constexpr const char *kBash = R"sh(_rcbench()
 {
     local given=() current='' word glue='' typed='' i offered suffix files lead
-    for ((i = 1; i <= COMP_CWORD; i++)); do
+    for ((i = 1; i <= COMP_CWORD; ++i)); do
         word=${COMP_WORDS[i]}
         if [ "$word" = = ] || [ -n "$glue" ]; then
             current=$current$word

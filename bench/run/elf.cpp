@@ -43,7 +43,7 @@ std::vector<ElfW(Phdr)> parts_of(const std::string &bytes)
         return parts;
     }
     ElfW(Phdr) part = {};
-    for (size_t i = 0; i < head.e_phnum && take(bytes, head.e_phoff + i * sizeof part, part); i++) {
+    for (size_t i = 0; i < head.e_phnum && take(bytes, head.e_phoff + i * sizeof part, part); ++i) {
         parts.push_back(part);
     }
     return parts;

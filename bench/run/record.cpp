@@ -184,7 +184,7 @@ void show_consequences(Merge &merge, RunRecord &run, unsigned long command, int 
 void show_run(Merge &merge, unsigned long number, int depth)
 {
     RunRecord &run = merge.runs[number];
-    for (size_t i = 0; i < run.own.size(); i++) {
+    for (size_t i = 0; i < run.own.size(); ++i) {
         const Entry &entry = *run.own[i];
         const size_t limit = i + 1 < run.own.size() ? run.own[i + 1]->output : run.output.size();
         show_output(merge, run, depth, entry.output);

@@ -51,7 +51,7 @@ std::vector<std::string> prefix_words(const Target &target, const Run &run)
 void add_interfaces(std::string &out, const std::vector<Interface> &interfaces)
 {
     std::string all = std::string(inside::kInterfacesName) + "=";
-    for (size_t i = 0; i < interfaces.size(); i++) {
+    for (size_t i = 0; i < interfaces.size(); ++i) {
         const std::string text = interface_text(interfaces[i], i + 1);
         all += text + ";";
         if (sandbox() == Sandbox::kNamespaces) {

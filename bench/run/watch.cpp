@@ -137,13 +137,13 @@ void kill_all(pid_t process)
     constexpr useconds_t kPauseUs = 10000;
     std::vector<pid_t> all;
     // What is stopped starts nothing more: two looks that are the same have found everything.
-    for (int look = 0; look < kMostLooks; look++) {
+    for (int look = 0; look < kMostLooks; ++look) {
         const std::vector<pid_t> now = tree(process);
         if (now == all) {
             break;
         }
         all = now;
-        for (size_t i = 1; i < all.size(); i++) {
+        for (size_t i = 1; i < all.size(); ++i) {
             kill(all[i], SIGSTOP);
         }
         usleep(kPauseUs);

@@ -210,7 +210,7 @@ struct Pauses {
 
     void add(const std::string &tool, long length)
     {
-        count++;
+        ++count;
         microseconds += length;
         for (auto &[name, sum] : after) {
             if (name == tool) {

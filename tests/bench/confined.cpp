@@ -44,7 +44,7 @@ bool drop_privileges()
 {
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     __user_cap_data_struct sets[2] = {};
-    for (int capability = 0; capability <= CAP_LAST_CAP; capability++) {
+    for (int capability = 0; capability <= CAP_LAST_CAP; ++capability) {
         if (!is_kept(capability) && prctl(PR_CAPBSET_DROP, capability, 0, 0, 0) != 0 && errno != EINVAL) {
             return false;
         }

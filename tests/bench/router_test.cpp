@@ -291,7 +291,7 @@ TEST(Bench, ANestedRunInTheBackgroundStandsBehindItsCommand)
 {
     bench::Run run = probe({"sh", "rc print one sleep 1 print two &", "print", "end", "sleep", "3"});
     run.nested = true;
-    for (int i = 0; i < 10; i++) {
+    for (int i = 0; i < 10; ++i) {
         EXPECT_EQ(lines_of({}, run), (Lines{"sh rc print one sleep 1 print two &", "> out one", "> sleep 1",
                                             "> out two", "out end", "sleep 3"}));
     }
@@ -353,7 +353,7 @@ TEST(Bench, ALeftOverCommandIsKilledAtTheLimitToo)
 TEST(Bench, ARunThatPausesForEverIsEnded)
 {
     Lines words;
-    for (int i = 0; i < 20; i++) {
+    for (int i = 0; i < 20; ++i) {
         words.insert(words.end(), {"sleep", "60"});
     }
     bench::Run run = probe(words);
@@ -504,7 +504,7 @@ TEST(Bench, ManyRootsAtOnce)
     std::vector<std::string> outputs(8);
     for (std::string &output : outputs) {
         threads.emplace_back([&output] {
-            for (int i = 0; i < 5; i++) {
+            for (int i = 0; i < 5; ++i) {
                 Root root(probe_target(), {});
                 output += root.run(probe({"sh", "echo a > /tmp/f & wait; cat /tmp/f"})).output;
             }
@@ -523,7 +523,7 @@ TEST(Bench, ManyRootsAtOnce)
 TEST(BenchText, EscapesComeBack)
 {
     std::string all;
-    for (int i = 0; i < 256; i++) {
+    for (int i = 0; i < 256; ++i) {
         all += static_cast<char>(i);
     }
     EXPECT_EQ(bench::unescape(bench::escape(all)), all);

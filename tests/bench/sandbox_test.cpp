@@ -151,7 +151,7 @@ TEST(Bench, ASandboxThatDoesNotEndIsKilledWithAllItStarted)
     EXPECT_EQ(WTERMSIG(status), SIGKILL);
     std::istringstream processes(text);
     int count = 0;
-    for (std::string process; processes >> process; count++) {
+    for (std::string process; processes >> process; ++count) {
         EXPECT_TRUE(ends_in_time(process)) << process;
     }
     EXPECT_EQ(count, 3);

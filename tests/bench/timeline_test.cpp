@@ -55,7 +55,7 @@ TEST(Timeline, ALineThatRepeatsIsFolded)
 TEST(Timeline, ABlockOfLinesThatRepeatsIsFolded)
 {
     Lines lines;
-    for (int i = 0; i < 7; i++) {
+    for (int i = 0; i < 7; ++i) {
         lines.insert(lines.end(), {"  run    a", "  run    b", "  wait   1 s"});
     }
     lines.emplace_back("  run    a");

@@ -18,7 +18,7 @@ struct CommentLine {
 std::vector<CommentLine> opening_comment(std::string_view source)
 {
     std::vector<CommentLine> lines;
-    for (int number = 1; source.substr(0, 2) == "//"; number++) {
+    for (int number = 1; source.substr(0, 2) == "//"; ++number) {
         const size_t end = source.find('\n');
         std::string_view line = source.substr(2, end == std::string_view::npos ? end : end - 2);
         if (line.substr(0, 1) == " ") {
@@ -73,7 +73,7 @@ struct ContractReader {
     // A line that begins a field. True when it does.
     bool begin_field(const CommentLine &line)
     {
-        for (int i = 0; i < 5; i++) {
+        for (int i = 0; i < 5; ++i) {
             const std::string name = kFields[i];
             if (line.text.compare(0, name.size(), name) != 0) {
                 continue;
@@ -226,7 +226,7 @@ struct UseReader {
         const std::string &target = command.back();
         add_path(target, line);
         const std::string folder = target.back() == '/' ? target : target + "/";
-        for (size_t i = 1; i + 1 < command.size(); i++) {
+        for (size_t i = 1; i + 1 < command.size(); ++i) {
             if (command[i][0] != '-') {
                 uses.copies[target].insert(folder + base_name(command[i]));
             }
@@ -249,7 +249,7 @@ struct UseReader {
         if (is_one_of(tool, {"cp", "ln", "mv"}) && words.size() > 2) {
             add_copy(words, line);
         } else if (is_one_of(tool, {"rm", "mkdir", "touch"})) {
-            for (size_t i = 1; i < words.size(); i++) {
+            for (size_t i = 1; i < words.size(); ++i) {
                 add_path(words[i], line);
             }
         }
@@ -264,7 +264,7 @@ struct UseReader {
         }
         uses.runs.emplace(base_name(words[0]), line);
         std::vector<std::string> command;
-        for (size_t i = 0; i < words.size(); i++) {
+        for (size_t i = 0; i < words.size(); ++i) {
             if (words[i] == ">") {
                 i += i + 1 < words.size() && words[i + 1] == ">" ? 2 : 1;
                 if (i < words.size() && words[i] != "&") {
@@ -285,7 +285,7 @@ struct UseReader {
     {
         std::string text;
         size_t argument = 1;
-        for (size_t i = 0; i < format.size(); i++) {
+        for (size_t i = 0; i < format.size(); ++i) {
             if (format[i] != '%' || i + 1 == format.size()) {
                 text += format[i];
                 continue;
@@ -314,7 +314,7 @@ struct UseReader {
         if (call.name != "open" || call.arguments.size() < 2) {
             return false;
         }
-        for (size_t i = call.arguments[1].begin; i < call.arguments[1].end; i++) {
+        for (size_t i = call.arguments[1].begin; i < call.arguments[1].end; ++i) {
             if (is_one_of(tokens[i].text, {"O_WRONLY", "O_RDWR", "O_CREAT", "O_TRUNC", "O_APPEND"})) {
                 return true;
             }
@@ -476,7 +476,7 @@ bool matches_template(const std::string &key, const std::string &pattern)
     }
     const bool number = pattern[percent + 1] == 'd' || pattern[percent + 1] == 'u';
     const std::string rest = pattern.substr(percent + 2);
-    for (size_t end = percent + 1; end <= key.size(); end++) {
+    for (size_t end = percent + 1; end <= key.size(); ++end) {
         if (number && isdigit(static_cast<unsigned char>(key[end - 1])) == 0) {
             return false;
         }

@@ -46,7 +46,7 @@ std::vector<Row> read_rows(const std::string &source)
     int number = 0;
     std::istringstream lines(source);
     for (std::string line; std::getline(lines, line);) {
-        number++;
+        ++number;
         std::smatch found;
         if (std::regex_match(line, found, table)) {
             name = found[1];

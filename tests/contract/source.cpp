@@ -21,11 +21,11 @@ struct Cursor {
     void next()
     {
         line += peek() == '\n' ? 1 : 0;
-        at++;
+        ++at;
     }
     void skip(size_t count)
     {
-        for (size_t i = 0; i < count && !done(); i++) {
+        for (size_t i = 0; i < count && !done(); ++i) {
             next();
         }
     }
@@ -180,7 +180,7 @@ std::vector<Argument> read_arguments(const std::vector<Token> &tokens, size_t op
     std::vector<Argument> arguments;
     size_t begin = open + 1;
     int depth = 1;
-    for (size_t i = begin; i < tokens.size(); i++) {
+    for (size_t i = begin; i < tokens.size(); ++i) {
         depth += depth_change(tokens[i]);
         if (depth == 0 || (depth == 1 && is_sign(tokens[i], ','))) {
             arguments.push_back({begin, i});
@@ -197,7 +197,7 @@ std::vector<Argument> read_arguments(const std::vector<Token> &tokens, size_t op
 size_t skip_parentheses(const std::vector<Token> &tokens, size_t open)
 {
     int depth = 0;
-    for (size_t i = open; i < tokens.size(); i++) {
+    for (size_t i = open; i < tokens.size(); ++i) {
         depth += depth_change(tokens[i]);
         if (depth == 0) {
             return i + 1;
@@ -237,7 +237,7 @@ Constants read_macros(std::string_view source)
 Constants read_constants(const std::vector<Token> &tokens)
 {
     Constants constants;
-    for (size_t i = 0; i + 3 < tokens.size(); i++) {
+    for (size_t i = 0; i + 3 < tokens.size(); ++i) {
         const bool array = is_sign(tokens[i + 1], '[') && is_sign(tokens[i + 2], ']');
         const size_t sign = i + (array ? 3 : 1);
         if (tokens[i].kind == TokenKind::identifier && sign + 2 < tokens.size() &&
@@ -252,7 +252,7 @@ Constants read_constants(const std::vector<Token> &tokens)
 std::vector<Call> read_calls(const std::vector<Token> &tokens)
 {
     std::vector<Call> calls;
-    for (size_t i = 0; i + 1 < tokens.size(); i++) {
+    for (size_t i = 0; i + 1 < tokens.size(); ++i) {
         if (tokens[i].kind == TokenKind::identifier && is_sign(tokens[i + 1], '(')) {
             calls.push_back({tokens[i].text, tokens[i].line, read_arguments(tokens, i + 1)});
         }
@@ -264,7 +264,7 @@ std::vector<std::string> argument_texts(const std::vector<Token> &tokens, const 
                                         const Constants &constants)
 {
     std::vector<std::string> texts;
-    for (size_t i = argument.begin; i < argument.end; i++) {
+    for (size_t i = argument.begin; i < argument.end; ++i) {
         if (tokens[i].kind == TokenKind::text) {
             texts.push_back(tokens[i].text);
         } else if (tokens[i].kind == TokenKind::identifier) {

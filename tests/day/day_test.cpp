@@ -49,7 +49,7 @@ day::Day play(const tm &from, int hours, const std::vector<bench::Setting> &chan
 Lines told(const day::Day &day)
 {
     Lines lines;
-    for (size_t i = 1; i < day.rows.size(); i++) {
+    for (size_t i = 1; i < day.rows.size(); ++i) {
         const day::Row &row = day.rows[i];
         lines.push_back(row.begin + (row.end.empty() ? "" : " to " + row.end) + " " + row.cause + " " +
                         row.what + (row.times == 1 ? "" : " x" + std::to_string(row.times)));

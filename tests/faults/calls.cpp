@@ -98,15 +98,15 @@ std::string lost_settings(const Ground &ground, const Outcome &outcome)
 bool judge_end(const Ground &ground, const Outcome &outcome, Line &line)
 {
     if (outcome.end == "exit") {
-        line.status++;
+        ++line.status;
         return may_end_with(ground.verb, outcome.number);
     }
     if (outcome.end == "signal" && outcome.number == SIGABRT && outcome.fault.call == "memory") {
-        line.memory++;
+        ++line.memory;
         return true;
     }
     if (outcome.end == "signal" && outcome.number == SIGKILL && ground.verb.service == "wan") {
-        line.pauses++;
+        ++line.pauses;
         return true;
     }
     return false;
@@ -122,11 +122,11 @@ bool judge_store(const Ground &ground, const Outcome &outcome, Line &line, std::
         return true;
     }
     if (outcome.store_writes > 0) {
-        line.cut++;
+        ++line.cut;
         return true;
     }
     if (flash_unreadable(ground, outcome)) {
-        line.defaults++;
+        ++line.defaults;
         return true;
     }
     complaint += "; lost:" + lost.substr(0, 300);
@@ -147,7 +147,7 @@ void judge(const Ground &ground, const Outcome &outcome, Table &table)
 {
     const std::lock_guard guard(table.mutex);
     Line &line = table.lines[outcome.fault.call];
-    line.runs++;
+    ++line.runs;
     line.reached += outcome.path != "-" ? 1 : 0;
     std::string complaint;
     if (!judge_end(ground, outcome, line)) {
@@ -161,7 +161,7 @@ void judge(const Ground &ground, const Outcome &outcome, Table &table)
         complaint += "; the flash is not valid";
     }
     if (!complaint.empty()) {
-        line.wrong++;
+        ++line.wrong;
         table.complaints.push_back(ground.verb.text() + ", " + outcome.fault.text() + " (" + outcome.path +
                                    ")" + complaint);
     }
@@ -171,7 +171,7 @@ void judge(const Ground &ground, const Outcome &outcome, Table &table)
 std::vector<long> chosen(const Verb &verb, long count, bool deep)
 {
     std::vector<long> numbers;
-    for (long n = 1; deep && n <= count; n++) {
+    for (long n = 1; deep && n <= count; ++n) {
         numbers.push_back(n);
     }
     if (!deep && count > 0) {
@@ -227,7 +227,7 @@ void try_verb(const Trial &trial, const Verb &verb, Table &table)
     }
     const Outcome usual = run_faults(root, trial.target, run_of(verb), {}).front();
     std::vector<Fault> faults;
-    for (size_t i = 0; i < kCalls.size(); i++) {
+    for (size_t i = 0; i < kCalls.size(); ++i) {
         add_faults(faults, verb, kCalls[i], usual.counts[i], trial.deep);
     }
     const Ground ground = {verb, values_of(is_init(verb) ? store : root.read("/tmp/nvram").value_or("")),

@@ -136,7 +136,7 @@ std::string boot_with(const Trial &trial, const std::string &flash)
 std::vector<Fault> kills_of(const Outcome &usual, bool deep)
 {
     std::vector<Fault> faults;
-    for (size_t i = 0; i < kCalls.size(); i++) {
+    for (size_t i = 0; i < kCalls.size(); ++i) {
         const long step = deep || usual.counts[i] < 30 ? 1 : 11;
         for (long n = 1; n <= usual.counts[i]; n += std::string(kCalls[i]) == "write" ? 1 : step) {
             faults.push_back({kCalls[i], n, "kill", 0});
@@ -170,8 +170,8 @@ Count try_scene(const Trial &trial, const Scene &scene)
         if (!boots.contains(bytes)) {
             boots[bytes] = boot_with(trial, bytes);
         }
-        count.runs++;
-        count.store[in_store]++;
+        ++count.runs;
+        ++count.store[in_store];
         count.flash[flash_state(outcome, usual, flash)]++;
         count.boot[boots[bytes]]++;
         const bool killed = outcome.end == "signal" || outcome.fault.call == "none";

@@ -53,7 +53,7 @@ std::string script_of(size_t size, int rounds)
 {
     std::mt19937 random(static_cast<unsigned>(size));
     std::string script = "cp=\"/.bench/busybox cp\"\n";
-    for (int round = 1; round <= rounds; round++) {
+    for (int round = 1; round <= rounds; ++round) {
         // Some runs commit.
         script += "$cp /.bench/few /tmp/nvram; $cp /.bench/flash /dev/mtdblock/3\n";
         script += "/.bench/busybox rm -f /var/run/*\n";
@@ -90,7 +90,7 @@ void judge_round(const std::string &store, bool in_vain, const Values &few, Roun
     rounds.whole += is_whole(store) ? 1 : 0;
     rounds.in_vain += in_vain ? 1 : 0;
     if (!lost.empty()) {
-        rounds.lost++;
+        ++rounds.lost;
         rounds.first = rounds.first.empty() ? lost : rounds.first;
     }
 }
@@ -116,7 +116,7 @@ Rounds run_rounds(const Trial &trial, size_t size)
     run.limit = 3600;
     (void)root.run(run);
     Rounds rounds;
-    for (int round = 1; round <= trial.rounds; round++) {
+    for (int round = 1; round <= trial.rounds; ++round) {
         const std::string kept = "/.bench/rounds/" + std::to_string(round);
         judge_round(root.read(kept).value_or(""), root.exists(kept + ".out"), values_of(store), rounds);
     }

@@ -49,7 +49,7 @@ void in_parallel(size_t count, const std::function<void(size_t)> &task)
 {
     std::atomic<size_t> next = 0;
     std::vector<std::thread> workers;
-    for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); i++) {
+    for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i) {
         workers.emplace_back([&] {
             for (size_t number = next++; number < count; number = next++) {
                 task(number);

@@ -93,7 +93,7 @@ TEST(FlashHeader, IsBigEndian)
     write_flash_header({kFlashMagic, 0x01020304, 0xFFEEDDCC}, bytes);
     const unsigned char expected[kFlashHeaderSize] = {0,    0x4E, 0x4F, 0x52, 1, 2, 3, 4,
                                                       0xFF, 0xEE, 0xDD, 0xCC, 0, 0, 0, 0};
-    for (size_t i = 0; i < kFlashHeaderSize; i++) {
+    for (size_t i = 0; i < kFlashHeaderSize; ++i) {
         EXPECT_EQ(bytes[i], expected[i]) << i;
     }
     const FlashHeader header = read_flash_header(bytes);

@@ -33,7 +33,7 @@ void check_leases(std::string_view bytes)
     const LeaseWalk walk = reserve_lease(table, wanted);
     MUST(walk.walked <= kLeasesWalked);
     bool found = false;
-    for (size_t i = 0; i < walk.walked; i++) {
+    for (size_t i = 0; i < walk.walked; ++i) {
         const LeaseRecord &record = table.records[i];
         found = found || memcmp(record.hardware, wanted.hardware.bytes, sizeof record.hardware) == 0;
     }
@@ -49,7 +49,7 @@ void check_vpn(std::string_view bytes)
         return;
     }
     MUST(forms::vpn_tunnels(table).size() <= kVpnPolicies);
-    for (int i = 0; i < kVpnPolicies; i++) {
+    for (int i = 0; i < kVpnPolicies; ++i) {
         for (const forms::VpnField &field : forms::vpn_fields(table, i)) {
             MUST(field.offset < sizeof(VpnPolicy));
         }

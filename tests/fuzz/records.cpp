@@ -71,7 +71,7 @@ void check_list(std::string_view list)
         MUST(at < list.size());
         size_t end = at;
         while (end < list.size() && static_cast<unsigned char>(list[end]) >= 2) {
-            end++;
+            ++end;
         }
         MUST(record == list.substr(at, end - at));
         at = end < list.size() ? end + 1 : end;

@@ -30,7 +30,7 @@ void add_files(const std::filesystem::path &path, std::vector<std::filesystem::p
 int main(int argc, char **argv)
 {
     std::vector<std::filesystem::path> files;
-    for (int i = 1; i < argc; i++) {
+    for (int i = 1; i < argc; ++i) {
         add_files(argv[i], files);
     }
     for (const std::filesystem::path &file : files) {

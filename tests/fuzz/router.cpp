@@ -218,7 +218,7 @@ bool fails(const char *call, const std::string &path = "")
         if (failure.call != call) {
             continue;
         }
-        failure.calls++;
+        ++failure.calls;
         if (failure.which.empty() || failure.which == path ||
             failure.which == std::to_string(failure.calls)) {
             errno = failure.error;
@@ -503,7 +503,7 @@ void run_words(std::vector<std::string> &words)
     for (const DirectOperation *table :
          {kFrameOperations, kLanOperations, kWanOperations, kFirewallOperations, kAuxOperations,
           kWirelessOperations, kVpnOperations}) {
-        for (; count > 0 && table->name != nullptr; table++) {
+        for (; count > 0 && table->name != nullptr; ++table) {
             if (words.front() == table->name) {
                 (void)table->run(count - 1, pointers.data() + 1);
                 return;

@@ -40,7 +40,7 @@ void check_edits(const std::string &store, const std::string &key, const std::st
     std::vector<forms::Setting> before = forms::store_settings(store);
     std::vector<forms::Setting> after = forms::store_settings(changed);
     MUST(after.size() == before.size() + (expected == nullptr ? 1 : 0));
-    for (size_t i = 0; i < before.size(); i++) {
+    for (size_t i = 0; i < before.size(); ++i) {
         MUST(before[i].key == key || before[i] == after[i]);
     }
 }

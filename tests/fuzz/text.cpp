@@ -98,7 +98,7 @@ void check_options(std::string_view text)
         .name = "tool",
         .usage = {"WORDS"},
         .options = {{'f', "file", "FILE", "a file", [&](const std::string &) { taken += 2; }},
-                    {'\0', "all", nullptr, "all", [&](const std::string &) { taken++; }}}};
+                    {'\0', "all", nullptr, "all", [&](const std::string &) { ++taken; }}}};
     try {
         const std::vector<std::string> words = forms::read_options(program, arguments);
         MUST(words.size() <= arguments.size());

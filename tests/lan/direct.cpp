@@ -81,7 +81,7 @@ int direct_search_leases(int count, char **words)
         return 2;
     }
     HardwareAddress hardware = {};
-    for (size_t i = 0; i < sizeof hardware; i++) {
+    for (size_t i = 0; i < sizeof hardware; ++i) {
         const char pair[] = {words[1][2 * i], words[1][2 * i + 1], '\0'};
         hardware.bytes[i] = static_cast<unsigned char>(strtol(pair, nullptr, 16));
     }

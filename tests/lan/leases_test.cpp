@@ -131,7 +131,7 @@ TEST(ReadLeases, EmptyFile)
 TEST(ReadLeases, ARecordCutShortIsUnused)
 {
     const std::string whole = record_bytes(record_of(1, 0x0A000001, 60));
-    for (size_t length = 0; length < whole.size(); length++) {
+    for (size_t length = 0; length < whole.size(); ++length) {
         const LeaseTable table = table_of(whole + whole.substr(0, length));
         EXPECT_EQ(record_bytes(table.records[0]), whole);
         EXPECT_EQ(record_bytes(table.records[1]), std::string(kLeaseRecordSize, '\0')) << length;
@@ -141,7 +141,7 @@ TEST(ReadLeases, ARecordCutShortIsUnused)
 TEST(ReadLeases, StopsAfter254Records)
 {
     std::string bytes;
-    for (uint32_t i = 0; i < 300; i++) {
+    for (uint32_t i = 0; i < 300; ++i) {
         bytes += record_bytes(record_of(static_cast<unsigned char>(i), 0x0A000001 + i, 60));
     }
     for (const size_t count : {1U, 253U, 254U, 255U, 256U, 300U}) {

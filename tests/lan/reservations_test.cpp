@@ -97,7 +97,7 @@ struct Model {
                   text_of(shown.hardware) + "--1\n";
         bool found = false;
         size_t place = 0;
-        for (; place < file.size() && place < 254 && file[place].address != 0; place++) {
+        for (; place < file.size() && place < 254 && file[place].address != 0; ++place) {
             Lease &lease = file[place];
             if (lease.address == address || lease.address == router) {
                 lease.seconds = 0;
@@ -146,7 +146,7 @@ Hardware read_hardware(std::string text)
     text.erase(std::remove(text.begin(), text.end(), ':'), text.end());
     text.resize(12);
     Hardware hardware = {};
-    for (size_t i = 0; i < 6; i++) {
+    for (size_t i = 0; i < 6; ++i) {
         hardware[i] = static_cast<unsigned char>(strtol(text.substr(2 * i, 2).c_str(), nullptr, 16));
     }
     return hardware;
@@ -236,7 +236,7 @@ Lease random_lease(Dice &dice, uint32_t router)
 void fill_file(Dice &dice, Model &model)
 {
     const size_t count = dice.one_in(6) ? 250 + dice.roll(10) : dice.roll(8);
-    for (size_t i = 0; i < count; i++) {
+    for (size_t i = 0; i < count; ++i) {
         model.file.push_back(random_lease(dice, model.router));
         if (count > 200) {
             // A full file is met only when no record ends the list early.
@@ -287,7 +287,7 @@ void check_one(unsigned seed)
 
 TEST(Reservations, RandomListsAndLeaseFiles)
 {
-    for (unsigned seed = 1; seed <= 120 && !HasFailure(); seed++) {
+    for (unsigned seed = 1; seed <= 120 && !HasFailure(); ++seed) {
         check_one(seed);
     }
 }

@@ -148,8 +148,8 @@ TEST(RouteNetwork, EveryPairOfFewOctets)
 {
     const int kOctets[] = {0, 7, 255};
     int index[8] = {};
-    for (int n = 0; n < 6561; n++) {
-        for (int i = 0, rest = n; i < 8; i++, rest /= 3) {
+    for (int n = 0; n < 6561; ++n) {
+        for (int i = 0, rest = n; i < 8; ++i, rest /= 3) {
             index[i] = kOctets[rest % 3];
         }
         const int *mask = index;
@@ -179,7 +179,7 @@ TEST(RouteNetwork, EveryPairOfFewOctets)
 TEST(MaskConvert, EveryPrefix)
 {
     EXPECT_EQ(rt_mask_convert("0.0.0.0"), 0);
-    for (int prefix = 1; prefix < 32; prefix++) {
+    for (int prefix = 1; prefix < 32; ++prefix) {
         const uint32_t mask = ~(0xFFFFFFFFU >> prefix);
         EXPECT_EQ(rt_mask_convert(dotted(mask).c_str()), prefix) << prefix;
     }
@@ -188,7 +188,7 @@ TEST(MaskConvert, EveryPrefix)
 
 TEST(MaskConvert, CountsFromTheLowestBit)
 {
-    for (int bit = 0; bit < 32; bit++) {
+    for (int bit = 0; bit < 32; ++bit) {
         const std::string single = dotted(1U << bit);
         EXPECT_EQ(rt_mask_convert(single.c_str()), bit == 0 ? 0 : 32 - bit) << single;
         const std::string with_top = dotted(1U << bit | 0x80000000U);

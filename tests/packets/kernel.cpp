@@ -331,7 +331,7 @@ std::string run(const std::string &restore_file, const packets::Network &network
     unsigned id = 0x1000;
     for (const Packet &packet : packets) {
         Arrival arrival;
-        if (!sockets.send_packet(packet, id++, arrival)) {
+        if (!sockets.send_packet(packet, ++id, arrival)) {
             return "the kernel is silent";
         }
         arrivals.push_back(arrival);

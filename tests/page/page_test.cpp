@@ -23,7 +23,7 @@ size_t count(const std::string &text, const std::string &part)
 {
     size_t number = 0;
     for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        number++;
+        ++number;
     }
     return number;
 }

@@ -49,8 +49,8 @@ bool fits(const Body &old, const Body &target, size_t at)
 std::vector<Spot> find_spots(const Body &old, const std::vector<Directive *> &targets)
 {
     std::vector<Spot> spots;
-    for (size_t target = 0; target < targets.size(); target++) {
-        for (size_t at = 0; at < targets[target]->body.size(); at++) {
+    for (size_t target = 0; target < targets.size(); ++target) {
+        for (size_t at = 0; at < targets[target]->body.size(); ++at) {
             if (fits(old, targets[target]->body, at)) {
                 spots.push_back({target, at});
             }
@@ -97,7 +97,7 @@ void copy_hunk(const Hunk &hunk, const Body &target, size_t at, size_t &next, Bo
         if (line.mark == ' ') {
             changed.push_back(target[at]);
         }
-        at++;
+        ++at;
     }
     next = at;
 }
@@ -108,7 +108,7 @@ bool change_target(const std::vector<Hunk> &hunks, const std::vector<Spot> &spot
 {
     Body changed;
     size_t next = 0;
-    for (size_t i = 0; i < hunks.size(); i++) {
+    for (size_t i = 0; i < hunks.size(); ++i) {
         if (spots[i].target != target) {
             continue;
         }
@@ -128,7 +128,7 @@ bool apply_change(const Directive &change, const std::vector<Directive *> &targe
 {
     const std::vector<Hunk> hunks = split_hunks(change.body);
     std::vector<Spot> spots(hunks.size());
-    for (size_t i = 0; i < hunks.size(); i++) {
+    for (size_t i = 0; i < hunks.size(); ++i) {
         if (hunks[i].empty()) {
             return refusal.at(change.place, "a change has a |- or a |+ line");
         }
@@ -136,7 +136,7 @@ bool apply_change(const Directive &change, const std::vector<Directive *> &targe
             return false;
         }
     }
-    for (size_t target = 0; target < targets.size(); target++) {
+    for (size_t target = 0; target < targets.size(); ++target) {
         if (!change_target(hunks, spots, target, targets[target]->body, refusal)) {
             return false;
         }

@@ -71,7 +71,7 @@ size_t take_column(std::string_view text, std::string &name)
     }
     size_t end = begin;
     while (end < text.size() && is_name_character(text[end])) {
-        end++;
+        ++end;
     }
     name = text.substr(begin, end - begin);
     if (begin == 1) {
@@ -147,7 +147,7 @@ bool read_table(const Directive &cases, std::vector<TableRow> &rows, Refusal &re
         }
         TableRow &row = rows.emplace_back();
         row.place = line.place;
-        for (size_t i = 0; i < cells.size(); i++) {
+        for (size_t i = 0; i < cells.size(); ++i) {
             row.values.emplace_back(names[i], cells[i]);
         }
     }

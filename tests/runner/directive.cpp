@@ -169,7 +169,7 @@ bool read_directives(std::string_view text, bool in_base, ScenarioText &read, Re
     bool complete = true;
     Place place{in_base, 0};
     for (const std::string &line : forms::split_lines(text, complete)) {
-        place.line++;
+        ++place.line;
         if (!read_line(line, place, read, refusal)) {
             return false;
         }

@@ -93,7 +93,7 @@ void wait_for_one(std::vector<Process> &processes, size_t started)
 {
     int status = 0;
     const pid_t ended = waitpid(-1, &status, 0);
-    for (size_t i = 0; i < started; i++) {
+    for (size_t i = 0; i < started; ++i) {
         if (processes[i].id == ended) {
             processes[i].done = true;
             processes[i].passed = WIFEXITED(status) && WEXITSTATUS(status) == 0;
@@ -126,12 +126,12 @@ JobCounts run_jobs(const Programs &programs, const JobOptions &options, const st
     size_t passed = 0;
     size_t wanted = jobs.size();
     while (printed < wanted) {
-        for (; started < wanted && running < static_cast<size_t>(options.processes); started++, running++) {
+        for (; started < wanted && running < static_cast<size_t>(options.processes); ++started, ++running) {
             start_job(programs, options, jobs[started], processes[started]);
         }
         wait_for_one(processes, started);
-        running--;
-        for (; printed < started && processes[printed].done; printed++) {
+        --running;
+        for (; printed < started && processes[printed].done; ++printed) {
             print_report(jobs[printed], processes[printed]);
             passed += processes[printed].passed ? 1 : 0;
             wanted = options.stop && !processes[printed].passed ? started : wanted;

@@ -130,10 +130,10 @@ void complete_options(Options &options)
 std::string again_words(const Options &options, char **argv, int words)
 {
     std::string again;
-    for (int i = 0; i < words; i++) {
+    for (int i = 0; i < words; ++i) {
         const std::string word = argv[i];
         if (word == "--case") {
-            i++;
+            ++i;
         } else if (word != "--case=" + options.only) {
             again += shell_word(word) + " ";
         }

@@ -126,7 +126,7 @@ bool repeat_run(Layer &layer, const Directive &directive)
 
 bool choose_run(Layer &layer, const Directive &directive)
 {
-    for (size_t run = 1; run <= layer.plan.runs.size(); run++) {
+    for (size_t run = 1; run <= layer.plan.runs.size(); ++run) {
         if (directive.rest == "run " + std::to_string(run)) {
             layer.run = run;
             return !layer.has_runs ||
@@ -151,7 +151,7 @@ std::vector<Directive *> find_targets(Layer &layer, const std::string &text)
         }
     };
     collect(layer.plan.before);
-    for (size_t run = 0; run < layer.plan.runs.size(); run++) {
+    for (size_t run = 0; run < layer.plan.runs.size(); ++run) {
         if (layer.run == 0 || layer.run == run + 1) {
             collect(layer.plan.runs[run].after);
         }
@@ -186,7 +186,7 @@ bool drop_one(Layer &layer, Place place, const std::string &text)
         list.erase(end, list.end());
     };
     drop(layer.plan.before);
-    for (size_t run = 0; run < layer.plan.runs.size(); run++) {
+    for (size_t run = 0; run < layer.plan.runs.size(); ++run) {
         if (layer.run == 0 || layer.run == run + 1) {
             drop(layer.plan.runs[run].after);
         }

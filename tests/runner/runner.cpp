@@ -138,7 +138,7 @@ struct Comparison {
 size_t differing_line(std::string_view rest)
 {
     size_t index = strtoul(std::string(rest.substr(4, 12)).c_str(), nullptr, 10) - 1;
-    for (rest.remove_prefix(rest.find('\n') + 1); !rest.empty() && rest[0] == ' '; index++) {
+    for (rest.remove_prefix(rest.find('\n') + 1); !rest.empty() && rest[0] == ' '; ++index) {
         rest.remove_prefix(rest.find('\n') + 1);
     }
     return index;

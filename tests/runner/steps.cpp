@@ -25,7 +25,7 @@ size_t count_words(const std::vector<BodyLine> &lines)
 {
     size_t words = 0;
     for (const BodyLine &line : lines) {
-        for (size_t i = 1; i <= kMostWords; i++) {
+        for (size_t i = 1; i <= kMostWords; ++i) {
             if (line.text.find("{" + std::to_string(i) + "}") != std::string::npos) {
                 words = std::max(words, i);
             }
@@ -36,7 +36,7 @@ size_t count_words(const std::vector<BodyLine> &lines)
 
 std::string filled(std::string text, const Words &words)
 {
-    for (size_t i = 0; i < words.size(); i++) {
+    for (size_t i = 0; i < words.size(); ++i) {
         const std::string mark = "{" + std::to_string(i + 1) + "}";
         for (size_t at = text.find(mark); at != std::string::npos;
              at = text.find(mark, at + words[i].size())) {

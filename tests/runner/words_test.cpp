@@ -20,7 +20,7 @@ TEST(Escapes, WriteEveryByteVisibly)
 TEST(Escapes, AreReadBack)
 {
     std::string every;
-    for (int byte = 0; byte < 256; byte++) {
+    for (int byte = 0; byte < 256; ++byte) {
         every += static_cast<char>(byte);
     }
     every += ' ';
@@ -75,7 +75,7 @@ TEST(Difference, ShowsWhatIsMissingAndWhatIsNew)
 TEST(Difference, KeepsDistantChangesApart)
 {
     Lines expected;
-    for (int i = 0; i < 20; i++) {
+    for (int i = 0; i < 20; ++i) {
         expected.push_back(std::to_string(i));
     }
     Lines actual = expected;

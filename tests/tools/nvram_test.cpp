@@ -566,7 +566,7 @@ TEST_F(NvramTool, KeysThatTheRouterDoesNotKnowAreNoted)
               "nvram: note: lan_ipadr is not among the default settings (did you mean lan_ipaddr?)\n");
     std::string text;
     std::string notes;
-    for (int i = 10; i < 22; i++) {
+    for (int i = 10; i < 22; ++i) {
         text += "x" + std::to_string(i) + "=1\n";
         notes += i >= 20 ? "" : "nvram: note: x" + std::to_string(i) + " is not among the default settings\n";
     }

@@ -49,7 +49,7 @@ int direct_parse_conf(int, char **)
     const VpnPolicy none = {};
     const int result = parse_conf(table);
     printf("result=%d\n", result);
-    for (int i = 0; i < kVpnPolicies; i++) {
+    for (int i = 0; i < kVpnPolicies; ++i) {
         if (memcmp(&table.policies[i], &none, sizeof none) != 0) {
             printf("[%d]\n", i);
             print_policy(table.policies[i], i == 0);
@@ -81,7 +81,7 @@ int print_results(int argc, char **argv, int (*helper)(const char *))
     if (argc == 0) {
         printf("%d\n", helper(nullptr));
     }
-    for (int i = 0; i < argc; i++) {
+    for (int i = 0; i < argc; ++i) {
         printf("%d\n", helper(argv[i]));
     }
     return 0;
@@ -104,7 +104,7 @@ int direct_range2bits(int argc, char **argv)
 
 int direct_bits2mask(int argc, char **argv)
 {
-    for (int i = 0; i < argc; i++) {
+    for (int i = 0; i < argc; ++i) {
         char mask[kDottedSize];
         puts(bits2mask(atoi(argv[i]), mask));
     }
@@ -114,7 +114,7 @@ int direct_bits2mask(int argc, char **argv)
 // ADDRESS BITS...
 int direct_mask_ip_with_bits(int argc, char **argv)
 {
-    for (int i = 1; i < argc; i++) {
+    for (int i = 1; i < argc; ++i) {
         char address[kDottedSize];
         snprintf(address, sizeof address, "%s", argv[0]);
         puts(mask_ip_with_bits(address, atoi(argv[i])));

@@ -93,7 +93,7 @@ TEST(Addresses, NumberAndTextAndBack)
     EXPECT_EQ(address_number("1.2.3.4"), 0x01020304U);
     EXPECT_EQ(address_number("255.255.255.255"), 0xffffffffU);
     std::mt19937 random(1);
-    for (int i = 0; i < 1000; i++) {
+    for (int i = 0; i < 1000; ++i) {
         const auto address = static_cast<uint32_t>(random());
         EXPECT_EQ(address_number(dotted(address).c_str()), address);
     }
@@ -110,7 +110,7 @@ TEST(Addresses, NoAddressIsAllOnes)
 uint32_t counted_mask(int ones)
 {
     uint32_t mask = 0;
-    for (int i = 0; i < ones; i++) {
+    for (int i = 0; i < ones; ++i) {
         mask = mask >> 1 | 0x80000000U;
     }
     return mask;
@@ -118,7 +118,7 @@ uint32_t counted_mask(int ones)
 
 TEST(Masks, EveryLength)
 {
-    for (int bits = 0; bits <= 32; bits++) {
+    for (int bits = 0; bits <= 32; ++bits) {
         char text[kDottedSize];
         EXPECT_EQ(bits2mask(bits, text), text);
         EXPECT_STREQ(text, dotted(counted_mask(bits)).c_str());
@@ -136,7 +136,7 @@ TEST(Masks, LengthsBeyondTheEnds)
 
 TEST(Masks, ShiftCountIsTakenModulo32)
 {
-    for (int bits = 0; bits <= 64; bits++) {
+    for (int bits = 0; bits <= 64; ++bits) {
         char text[kDottedSize];
         strcpy(text, "203.117.91.177");
         EXPECT_EQ(mask_ip_with_bits(text, bits), text);
@@ -156,7 +156,7 @@ TEST(Masks, MaskedTextMayGrow)
 TEST(Ranges, EveryCommonLength)
 {
     std::mt19937 random(2);
-    for (int bits = 0; bits < 32; bits++) {
+    for (int bits = 0; bits < 32; ++bits) {
         const uint32_t first = static_cast<uint32_t>(random()) & ~(0x80000000U >> bits);
         const uint32_t last = first | 0x80000000U >> bits;
         EXPECT_EQ(range2bits((dotted(first) + "..." + dotted(last)).c_str()),
@@ -185,7 +185,7 @@ std::string converted(const std::string &key, int digits)
     const int result = convert_key(key.c_str(), out, digits);
     EXPECT_EQ(result, out[0] == 'x' ? -1 : 0);
     // Nothing behind the text and its end is touched.
-    for (size_t i = result == 0 ? strlen(out) + 1 : 0; i < sizeof out; i++) {
+    for (size_t i = result == 0 ? strlen(out) + 1 : 0; i < sizeof out; ++i) {
         EXPECT_EQ(out[i], 'x');
     }
     return result == 0 ? out : "";
@@ -193,7 +193,7 @@ std::string converted(const std::string &key, int digits)
 
 TEST(Keys, EveryCharacterInHexadecimal)
 {
-    for (int c = 1; c < 256; c++) {
+    for (int c = 1; c < 256; ++c) {
         char digits[8];
         snprintf(digits, sizeof digits, "%x", c);
         EXPECT_EQ(converted(std::string(4, static_cast<char>(c)), 8),
@@ -204,7 +204,7 @@ TEST(Keys, EveryCharacterInHexadecimal)
 TEST(Keys, OnlyTwoLengthsAreTaken)
 {
     for (const int digits : {16, 32, 40, 48}) {
-        for (int length = 0; length <= 60; length++) {
+        for (int length = 0; length <= 60; ++length) {
             const std::string key = converted(std::string(static_cast<size_t>(length), 'a'), digits);
             EXPECT_EQ(key.empty(), length != digits && length != digits / 2) << digits << " " << length;
             if (!key.empty()) {

@@ -87,7 +87,7 @@ struct Record {
 
     void put_word(size_t offset, uint32_t word)
     {
-        for (size_t i = 0; i < 4; i++) {
+        for (size_t i = 0; i < 4; ++i) {
             table[base + offset + i] = static_cast<char>(word >> (8 * (3 - i)) & 255);
         }
     }
@@ -95,7 +95,7 @@ struct Record {
     uint32_t word(size_t offset) const
     {
         uint32_t value = 0;
-        for (size_t i = 0; i < 4; i++) {
+        for (size_t i = 0; i < 4; ++i) {
             value = value * 256 + static_cast<unsigned char>(table[base + offset + i]);
         }
         return value;
@@ -129,7 +129,7 @@ std::string dotted(uint32_t address)
 uint32_t high_bits(int bits)
 {
     uint32_t mask = 0;
-    for (int i = 0; i < bits; i++) {
+    for (int i = 0; i < bits; ++i) {
         mask |= 0x80000000U >> i;
     }
     return mask;
@@ -149,7 +149,7 @@ int common_bits(uint32_t left, uint32_t right)
 {
     int bits = 0;
     while (bits < 32 && (left & high_bits(bits + 1)) == (right & high_bits(bits + 1))) {
-        bits++;
+        ++bits;
     }
     return bits;
 }
@@ -319,7 +319,7 @@ int parse(const std::string &format, const Lines &records, std::string &table)
     first.put(201, 18, "255.255.255.0");
     first.put(219, 18, "80.1.2.255");
     first.put(183, 18, "80.1.2.1");
-    for (size_t i = 0; i < records.size() && i < 8; i++) {
+    for (size_t i = 0; i < records.size() && i < 8; ++i) {
         if (format != "1" && format != "2") {
             return -3;
         }
@@ -359,7 +359,7 @@ void expect_filter(Expected &expected)
     for (const std::string &rule : rules) {
         expected.trace.push_back("sh /usr/sbin/iptables -I " + rule);
     }
-    for (size_t i = 0; i < 8; i++) {
+    for (size_t i = 0; i < 8; ++i) {
         const Record record = {expected.table, i * kRecord};
         if (record.number(0) == 0) {
             continue;
@@ -435,7 +435,7 @@ std::string keepalive_words(const Record &record)
 void expect_secrets(Expected &expected)
 {
     expected.secrets = "";
-    for (size_t i = 0; i < 8; i++) {
+    for (size_t i = 0; i < 8; ++i) {
         const Record record = {expected.table, i * kRecord};
         if (record.number(0) != 0 && record.number(535) == 1) {
             const bool no_local = record.text(309) == "\x03";
@@ -461,7 +461,7 @@ void expect_tunnels(Expected &expected)
 {
     bool daemon = false;
     std::string keepalive;
-    for (size_t i = 0; i < 8; i++) {
+    for (size_t i = 0; i < 8; ++i) {
         const Record record = {expected.table, i * kRecord};
         if (record.number(0) == 0) {
             continue;
@@ -503,7 +503,7 @@ Expected expected_start(const std::string &format, const Lines &records)
         expect_filter(expected);
     }
     bool up = false;
-    for (size_t i = 0; i < 8; i++) {
+    for (size_t i = 0; i < 8; ++i) {
         up = up || expected.table[i * kRecord] == 1;
     }
     if (up) {
@@ -614,7 +614,7 @@ std::string Maker::record(bool second_format)
         fields.resize(below(fields.size()) + 1);
     }
     std::string record = fields[0];
-    for (size_t i = 1; i < fields.size(); i++) {
+    for (size_t i = 1; i < fields.size(); ++i) {
         record += "\x02" + fields[i];
     }
     return record;
@@ -665,7 +665,7 @@ void compare_start(bench::Root &root, const std::string &format, const Lines &re
     EXPECT_EQ(what_happened(trace), expected.trace);
     const std::string table = root.read("/var/tmp/vpn.conf").value_or("");
     ASSERT_EQ(table.size(), kTable);
-    for (size_t i = 0; i < kTable; i++) {
+    for (size_t i = 0; i < kTable; ++i) {
         ASSERT_EQ(table[i], expected.table[i]) << "record " << i / kRecord << ", offset " << i % kRecord;
     }
     EXPECT_EQ(root.read("/etc/ipsec.secrets"), expected.secrets);
@@ -676,10 +676,10 @@ void compare_starts(const bench::Target &target, unsigned seed, int rounds)
 {
     Maker maker(seed);
     bench::Root root(target, desk());
-    for (int round = 0; round < rounds; round++) {
+    for (int round = 0; round < rounds; ++round) {
         const std::string format = maker.rarely() ? "3" : maker.one_of({"1", "2"});
         Lines records;
-        for (size_t count = 1 + maker.below(9); count > 0; count--) {
+        for (size_t count = 1 + maker.below(9); count > 0; --count) {
             records.push_back(maker.record(format == "2"));
         }
         compare_start(root, format, records);

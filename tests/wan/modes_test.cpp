@@ -100,7 +100,7 @@ class Commands {
     // Where the first or last that begins so is; npos when none does.
     size_t first(const std::string &start) const
     {
-        for (size_t i = 0; i < commands_.size(); i++) {
+        for (size_t i = 0; i < commands_.size(); ++i) {
             if (commands_[i].starts_with(start)) {
                 return i;
             }
@@ -121,7 +121,7 @@ class Commands {
         size_t at = 0;
         for (const std::string &start : starts) {
             while (at < commands_.size() && !commands_[at].starts_with(start)) {
-                at++;
+                ++at;
             }
             if (at++ >= commands_.size()) {
                 return false;

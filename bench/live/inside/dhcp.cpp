@@ -91,7 +91,7 @@ std::string settings_of(const std::string &file)
 uint32_t seconds_at(const std::string &leases, size_t record)
 {
     uint32_t seconds = 0;
-    for (size_t i = 0; i < 4; i++) {
+    for (size_t i = 0; i < 4; ++i) {
         seconds = seconds << 8 | static_cast<unsigned char>(leases[record + 20 + i]);
     }
     return seconds;

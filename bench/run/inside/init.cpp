@@ -88,7 +88,7 @@ bool is_full(const char *path, const Plan &plan)
 void report_full_output(const Plan &plan)
 {
     bool full = is_full(inside::kErrors, plan);
-    for (int run = 0; !full; run++) {
+    for (int run = 0; !full; ++run) {
         char name[16];
         char path[64];
         snprintf(name, sizeof name, "%d", run);

@@ -236,12 +236,12 @@ inline void run_program(const Program &program, const char *path, char *const *w
     }
     static const char *all[kMostWords + kMostWords / 4 + 2];
     size_t count = 0;
-    for (size_t i = 0; i < program.prefix_count; i++) {
+    for (size_t i = 0; i < program.prefix_count; ++i) {
         const bool is_name = strcmp(program.prefix[i], "%0") == 0;
         all[count++] = is_name ? (words[0] == nullptr ? "" : words[0]) : program.prefix[i];
     }
     all[count++] = path;
-    for (size_t i = 1; words[0] != nullptr && words[i] != nullptr && i < kMostWords; i++) {
+    for (size_t i = 1; words[0] != nullptr && words[i] != nullptr && i < kMostWords; ++i) {
         all[count++] = words[i];
     }
     all[count] = nullptr;

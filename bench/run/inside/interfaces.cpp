@@ -120,7 +120,7 @@ bool set_hardware(int fd, const char *name, const char *hardware)
         return false;
     }
     asked.ifr_hwaddr.sa_family = ARPHRD_ETHER;
-    for (size_t i = 0; i < 6; i++) {
+    for (size_t i = 0; i < 6; ++i) {
         asked.ifr_hwaddr.sa_data[i] = static_cast<char>(bytes[i]);
     }
     return ioctl(fd, SIOCSIFHWADDR, &asked) == 0;

@@ -57,7 +57,7 @@ pid_t parent_of(pid_t process)
 bool is_of_this_run(pid_t process)
 {
     const pid_t self = getpid();
-    for (int steps = 0; process > 1 && steps < 1000; steps++) {
+    for (int steps = 0; process > 1 && steps < 1000; ++steps) {
         if (process == self) {
             return true;
         }

@@ -17,11 +17,11 @@ bool begins_with(const Call &call, const char *text, size_t length)
 {
     const char *at = text;
     const char *end = text + length;
-    for (int i = 1; i < call.count && at < end; i++) {
+    for (int i = 1; i < call.count && at < end; ++i) {
         if (i > 1 && *at++ != ' ') {
             return false;
         }
-        for (const char *c = call.words[i]; *c != '\0'; c++) {
+        for (const char *c = call.words[i]; *c != '\0'; ++c) {
             if (at == end) {
                 return *c == ' ';
             }
@@ -49,7 +49,7 @@ bool next_row(inside::Fields &fields, const char *tool, Row &row, bool &fits)
 {
     char *text[6];
     size_t length[6];
-    for (size_t i = 0; i < 6; i++) {
+    for (size_t i = 0; i < 6; ++i) {
         if (!inside::next_field(fields, text[i], length[i])) {
             return false;
         }
@@ -71,7 +71,7 @@ bool choose(const Call &call, char kind, Row &chosen)
     int index = 0;
     int group = 0;
     while (next_row(fields, call.tool, row, fits)) {
-        index++;
+        ++index;
         if (fits && row.kind == kind && begins_with(call, row.words, row.words_length) &&
             (!found || row.words_length > chosen.words_length)) {
             chosen = row;
@@ -91,7 +91,7 @@ bool choose(const Call &call, char kind, Row &chosen)
         if (fits && row.kind == kind && row.words_length == first.words_length &&
             strcmp(row.words, first.words) == 0) {
             chosen = row;
-            turn--;
+            --turn;
         }
     }
     return true;
@@ -116,7 +116,7 @@ void run_command(const char *command, const Call &call)
     if (child == 0) {
         char *arguments[inside::kMostWords + 4] = {const_cast<char *>("sh"), const_cast<char *>("-c"),
                                                    const_cast<char *>(command)};
-        for (int i = 0; i < call.count && static_cast<size_t>(i) < inside::kMostWords; i++) {
+        for (int i = 0; i < call.count && static_cast<size_t>(i) < inside::kMostWords; ++i) {
             arguments[i + 3] = call.words[i];
         }
         execv(inside::kShell, arguments);

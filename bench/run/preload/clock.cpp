@@ -50,7 +50,7 @@ long long last_time(const char *path)
         size > static_cast<off_t>(sizeof text) - 1 ? size - static_cast<off_t>(sizeof text) + 1 : 0;
     const ssize_t got = pread(fd, text, sizeof text - 1, from);
     close(fd);
-    for (ssize_t i = got - 2; i >= 0; i--) {
+    for (ssize_t i = got - 2; i >= 0; --i) {
         if (text[i] == '\n') {
             return atoll(text + i + 1);
         }
@@ -85,7 +85,7 @@ bool in_background(const char *command)
 {
     size_t length = strlen(command);
     while (length > 0 && (command[length - 1] == ' ' || command[length - 1] == '\n')) {
-        length--;
+        --length;
     }
     return length > 0 && command[length - 1] == '&';
 }

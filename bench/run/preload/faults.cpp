@@ -537,7 +537,7 @@ void write_state(FILE *results, const char *path, Bytes &usual, bool first)
         fputs(" missing", results);
     } else {
         fputs(" =", results);
-        for (size_t i = 0; i < now.size; i++) {
+        for (size_t i = 0; i < now.size; ++i) {
             fprintf(results, "%02x", static_cast<unsigned char>(now.bytes[i]));
         }
     }
@@ -598,7 +598,7 @@ bool read_fault(FILE *plan)
     if (fscanf(plan, "%15s %ld %7s %d", call, &fault.at, fault.what, &fault.error) != 4) {
         return false;
     }
-    for (int i = 0; i < kCalls; i++) {
+    for (int i = 0; i < kCalls; ++i) {
         fault.call = strcmp(call, kCallNames[i]) == 0 ? i : fault.call;
     }
     return true;
@@ -606,7 +606,7 @@ bool read_fault(FILE *plan)
 
 int note_program(dl_phdr_info *info, size_t, void *)
 {
-    for (int i = 0; i < info->dlpi_phnum; i++) {
+    for (int i = 0; i < info->dlpi_phnum; ++i) {
         const auto &part = info->dlpi_phdr[i];
         if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
             program_begin = info->dlpi_addr + part.p_vaddr;
@@ -681,7 +681,7 @@ __attribute__((destructor)) void end_run()
         return;
     }
     at_work = false;
-    for (int fd = STDERR_FILENO + 1; fd < kFirstOfBench; fd++) {
+    for (int fd = STDERR_FILENO + 1; fd < kFirstOfBench; ++fd) {
         report->left += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
     }
     report->ended = true;

@@ -59,7 +59,7 @@ bool answer_hardware(const Interface &interface, ifreq &asked)
                  &bytes[4], &bytes[5]);
     memset(&asked.ifr_hwaddr, 0, sizeof asked.ifr_hwaddr);
     asked.ifr_hwaddr.sa_family = strcmp(interface.name, "lo") == 0 ? ARPHRD_LOOPBACK : ARPHRD_ETHER;
-    for (size_t i = 0; i < 6; i++) {
+    for (size_t i = 0; i < 6; ++i) {
         asked.ifr_hwaddr.sa_data[i] = static_cast<char>(bytes[i]);
     }
     return true;

@@ -102,7 +102,7 @@ void run_planned(int pause_number)
 void pause_passed()
 {
     static int pauses = 0;
-    pauses++;
+    ++pauses;
     if (pauses > atoi(inside::environment("BENCH_PAUSES", "5000"))) {
         inside::write_record(inside::kEntryLimit, "pauses");
         (void)raise(SIGKILL);
