@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 #include "bench/page/page.h"
 #include "bench/show/printer.h"
@@ -48,7 +49,8 @@ struct Box {
     size_t line = 0;
 };
 
-// Chains by name, each one column right of the first that calls it, the kernel's own first.
+// The kernel's own chains as a packet meets them, each other one a column right of the first that calls it;
+// what no chain calls comes last.
 class Layout {
   public:
     explicit Layout(const bench::FilterChains &chains)
@@ -56,9 +58,11 @@ class Layout {
         for (const bench::FilterChain &chain : chains) {
             chains_[full_name(chain)] = &chain;
         }
-        for (const bench::FilterChain &chain : chains) {
-            if (!chain.policy.empty()) {
-                place(chain, 0);
+        for (const std::string_view hook : {"PREROUTING", "INPUT", "FORWARD", "OUTPUT", "POSTROUTING"}) {
+            for (const bench::FilterChain &chain : chains) {
+                if (chain.name == hook) {
+                    place(chain, 0);
+                }
             }
         }
         for (const bench::FilterChain &chain : chains) {

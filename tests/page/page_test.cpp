@@ -82,6 +82,27 @@ TEST(Page, AHostileTraceStaysText)
     }
 }
 
+TEST(Page, ChainsAreInTheOrderInWhichAPacketMeetsThem)
+{
+    bench::FilterChains chains(7);
+    const std::vector<std::pair<const char *, const char *>> names = {
+        {"nat", "PREROUTING"}, {"nat", "OUTPUT"},     {"nat", "POSTROUTING"}, {"filter", "LOOSE"},
+        {"filter", "INPUT"},   {"filter", "FORWARD"}, {"filter", "OUTPUT"}};
+    for (size_t i = 0; i < names.size(); ++i) {
+        chains[i].table = names[i].first;
+        chains[i].name = names[i].second;
+    }
+    const std::string svg = page::chains_picture(chains, {});
+    size_t before = 0;
+    for (const char *name : {"nat PREROUTING", "filter INPUT", "filter FORWARD", "nat OUTPUT",
+                             "filter OUTPUT", "nat POSTROUTING", "filter LOOSE"}) {
+        const size_t place = svg.find(std::string("<title>") + name + ": 0 rules</title>");
+        ASSERT_NE(place, std::string::npos) << name;
+        EXPECT_GT(place, before) << name;
+        before = place;
+    }
+}
+
 TEST(Page, APictureStandsAlone)
 {
     const std::string svg = page::standalone(page::time_picture({{"rc"}}, {bench::Trace()}));
