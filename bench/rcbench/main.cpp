@@ -49,11 +49,12 @@ int work(Words words)
         words.erase(words.begin());
     }
     if (row != nullptr && row->make == make_explain) {
-        // A number of the VPN's looks like an option and is none.
+        // A number of the VPN's looks like an option and is none, with "--" before it or without.
         const auto number = std::find_if(words.begin(), words.end(), [](const std::string &word) {
             return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
         });
-        words.insert(number, number == words.end() ? 0 : 1, "--");
+        const bool said = std::find(words.begin(), number, "--") != number;
+        words.insert(number, number == words.end() || said ? 0 : 1, "--");
     }
     const Command command = row == nullptr ? whole_program() : row->make();
     return command.work(forms::read_options(command.program, words));

@@ -11,7 +11,8 @@ TEST(Shell, WordsThatAreNoSetting)
     const Ran ran = Folder().run(RCBENCH_TOOL " shell wan_mod");
     EXPECT_EQ(ran.status, 2);
     EXPECT_EQ(ran.output, "");
-    EXPECT_EQ(ran.errors, "rcbench: wan_mod is no setting; see rcbench shell --help\n");
+    EXPECT_EQ(ran.errors,
+              "rcbench: wan_mod is no setting (did you mean wan_mode?); see rcbench shell --help\n");
 }
 
 }  // namespace
