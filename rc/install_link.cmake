@@ -1,8 +1,9 @@
 # Links /sbin/rc to the program: some commands name it there. Never on the workstation itself, never outside
 # DESTDIR, and not where /sbin is the programs' own directory.
 #
-# RC_SBINDIR (set by the line before this script) is the programs' directory, below the prefix or by its whole path. A link in the
-# image is read as the router will read it: an absolute one starts at DESTDIR, not at the workstation's root.
+# RC_SBINDIR (set by the line before this script) is the programs' directory, below the prefix or by its whole
+# path. A link in the image is read as the router will read it: an absolute one starts at DESTDIR, not at the
+# workstation's root.
 cmake_policy(VERSION 3.18)
 if("$ENV{DESTDIR}" STREQUAL "")
   message(STATUS "No link /sbin/rc: DESTDIR is not set")
