@@ -17,6 +17,8 @@ namespace rcbench {
 
 namespace {
 
+constexpr int kMostHours = 24 * 31;
+
 struct DayRequest {
     std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
     std::string from = "2026-03-02 00:00";
@@ -24,19 +26,6 @@ struct DayRequest {
     std::vector<std::string> events;
     bool json = false;
 };
-
-int hours_of(const std::string &argument)
-{
-    constexpr int kMost = 24 * 31;
-    const bool digits = !argument.empty() && argument.size() < 5 &&
-                        argument.find_first_not_of("0123456789") == std::string::npos;
-    const int hours = digits ? atoi(argument.c_str()) : 0;
-    if (hours < 1 || hours > kMost) {
-        throw forms::usage_error("--hours " + forms::shown(argument) + ": a number from 1 to " +
-                                 std::to_string(kMost) + " is needed");
-    }
-    return hours;
-}
 
 Options day_options(const std::shared_ptr<DayRequest> &r)
 {
@@ -50,7 +39,7 @@ Options day_options(const std::shared_ptr<DayRequest> &r)
          .take = [r](Text text) { r->from = text; }},
         {.name = "hours", .argument = "NUMBER",
          .help = "how long it is (24)",
-         .take = [r](Text text) { r->hours = hours_of(text); }},
+         .take = [r](Text text) { r->hours = number_from("--hours", text, 1, kMostHours); }},
         {.name = "event", .argument = "'HH:MM WHAT'",
          .help = "what happens then: wan-lost, wan-back, wan-address ADDRESS, set KEY=VALUE, rc WORDS; may be "
                  "given several times",

@@ -90,19 +90,6 @@ bench::Interface interface(const std::string &argument)
     return {pair.left, address, bits, ""};
 }
 
-// A number of an option that has bounds.
-int number_from(const std::string &option, const std::string &argument, int least, int most)
-{
-    const bool digits = !argument.empty() && argument.size() < 8 &&
-                        argument.find_first_not_of("0123456789") == std::string::npos;
-    const int number = digits ? atoi(argument.c_str()) : -1;
-    if (number < least || number > most) {
-        throw usage_error(option + " " + shown(argument) + ": a number from " + std::to_string(least) +
-                          " to " + std::to_string(most) + " is needed");
-    }
-    return number;
-}
-
 std::string value_of(const std::vector<bench::Setting> &settings, const std::string &key)
 {
     for (const bench::Setting &there : settings) {
@@ -166,6 +153,18 @@ std::filesystem::path program_of(const RouterRequest &request)
 }
 
 }  // namespace
+
+int number_from(const std::string &option, const std::string &argument, int least, int most)
+{
+    const bool digits = !argument.empty() && argument.size() < 8 &&
+                        argument.find_first_not_of("0123456789") == std::string::npos;
+    const int number = digits ? atoi(argument.c_str()) : -1;
+    if (number < least || number > most) {
+        throw usage_error(option + " " + shown(argument) + ": a number from " + std::to_string(least) +
+                          " to " + std::to_string(most) + " is needed");
+    }
+    return number;
+}
 
 int64_t clock_time(const std::string &argument)
 {

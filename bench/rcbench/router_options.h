@@ -53,6 +53,9 @@ bench::Setup scenario_setup_of(const RouterRequest &request, const bench::Target
 void add_settings(const std::string &option, const std::string &argument,
                   std::vector<bench::Setting> &settings);
 
+// The number given with `option`, which has bounds.
+int number_from(const std::string &option, const std::string &argument, int least, int most);
+
 // Seconds since 1970 of "YYYY-MM-DD HH:MM:SS" in UTC, as given with --clock.
 int64_t clock_time(const std::string &argument);
 
