@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/day/moment.h"
+
 namespace {
 
 day::Crontab read(const std::string &text)
@@ -21,18 +23,6 @@ std::string fault(const std::string &times)
 {
     const std::string why = refusal(times + " root true\n");
     return why.empty() ? "" : why.substr(2);
-}
-
-tm moment(int month, int day, int hour, int minute)
-{
-    tm fields = {};
-    fields.tm_year = 2026 - 1900;
-    fields.tm_mon = month - 1;
-    fields.tm_mday = day;
-    fields.tm_hour = hour;
-    fields.tm_min = minute;
-    (void)timegm(&fields);  // the weekday
-    return fields;
 }
 
 bool runs(const std::string &times, const tm &local)

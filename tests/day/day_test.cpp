@@ -3,22 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/day/moment.h"
 #include "tests/programs.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
-
-tm at(int month, int day, int hour, int minute)
-{
-    tm fields = {};
-    fields.tm_year = 2026 - 1900;
-    fields.tm_mon = month - 1;
-    fields.tm_mday = day;
-    fields.tm_hour = hour;
-    fields.tm_min = minute;
-    return fields;
-}
 
 bench::Setup setup(const std::vector<bench::Setting> &changes, const bench::Target &target)
 {
@@ -63,7 +53,7 @@ Lines told(const day::Day &day)
 TEST(Day, TheScheduleOpensAndClosesAtItsMinutes)
 {
     const day::Day day =
-        play(at(3, 2, 8, 0), 10, {{"fw_schedule", "0111110:8:30-17:0\1"}, {"mail_sendlog", "0"}});
+        play(moment(3, 2, 8, 0), 10, {{"fw_schedule", "0111110:8:30-17:0\1"}, {"mail_sendlog", "0"}});
     EXPECT_EQ(told(day),
               (Lines{"08:30:00 cron /usr/sbin/rc schedule restart",
                      "  schedule opens: 3 scheduled rules act from now on",
@@ -78,7 +68,7 @@ TEST(Day, TheScheduleOpensAndClosesAtItsMinutes)
 
 TEST(Day, TheLineIsLostAndComesBack)
 {
-    const day::Day day = play(at(3, 2, 13, 0), 2, {{"mail_sendlog", "0"}, {"fw_schedule", ""}},
+    const day::Day day = play(moment(3, 2, 13, 0), 2, {{"mail_sendlog", "0"}, {"fw_schedule", ""}},
                               {"14:05 wan-lost", "14:20 wan-back", "14:30 wan-address 203.0.113.77"});
     EXPECT_EQ(told(day),
               (Lines{"14:05:00 event wan-lost", "  Internet down", "  lamp g3 off", "14:20:00 event wan-back",
@@ -92,7 +82,7 @@ TEST(Day, TheLineIsLostAndComesBack)
 TEST(Day, MinutesInWhichNothingChangesAreFolded)
 {
     const day::Day day =
-        play(at(3, 2, 13, 10), 1, {{"wan_mode", "dhcpc"}, {"mail_sendlog", "0"}}, {"13:30 wan-lost"});
+        play(moment(3, 2, 13, 10), 1, {{"wan_mode", "dhcpc"}, {"mail_sendlog", "0"}}, {"13:30 wan-lost"});
     EXPECT_EQ(told(day), (Lines{"13:06:00 to 13:29:00 quiet /usr/sbin/rc check_conn start x24",
                                 "13:30:00 event wan-lost", "13:30:00 cron /usr/sbin/rc check_conn start",
                                 "  lamp g3 off", "  lamp g7 on",
@@ -101,14 +91,14 @@ TEST(Day, MinutesInWhichNothingChangesAreFolded)
 
 TEST(Day, EachFoldedJobHasItsOwnTimes)
 {
-    const day::Day day = play(at(3, 2, 11, 55), 1, {{"wan_mode", "dhcpc"}, {"mail_sendlog", "0"}});
+    const day::Day day = play(moment(3, 2, 11, 55), 1, {{"wan_mode", "dhcpc"}, {"mail_sendlog", "0"}});
     EXPECT_EQ(told(day), (Lines{"11:51:00 to 12:54:00 quiet /usr/sbin/rc check_conn start x64",
                                 "12:00:00 quiet /usr/sbin/rc ddns start"}));
 }
 
 TEST(Day, ABadScheduleStopsEverythingThatCronDoes)
 {
-    const day::Day day = play(at(3, 2, 11, 0), 2, {{"fw_schedule", "0111110:8:30-24:0\1"}});
+    const day::Day day = play(moment(3, 2, 11, 0), 2, {{"fw_schedule", "0111110:8:30-24:0\1"}});
     EXPECT_EQ(told(day),
               (Lines{"10:56:00 cron /etc/crontab is refused whole",
                      "  line 12, \"0 24 * * 1,2,3,4,5 root /usr/sbin/rc schedule restart\": bad hour",
@@ -118,13 +108,13 @@ TEST(Day, ABadScheduleStopsEverythingThatCronDoes)
 TEST(Day, AJobOfAnHourThatSummerTimeLeavesOutRunsWhenTheClockHasJumped)
 {
     const day::Day day =
-        play(at(3, 29, 1, 0), 3, {{"fw_schedule", "1000000:2:30-4:30\1"}, {"mail_sendlog", "0"}});
+        play(moment(3, 29, 1, 0), 3, {{"fw_schedule", "1000000:2:30-4:30\1"}, {"mail_sendlog", "0"}});
     EXPECT_EQ(told(day).at(0), "03:00:00 cron /usr/sbin/rc schedule restart");
 }
 
 TEST(Day, EventsThatNoRouterKnowsAreRefused)
 {
-    const tm from = at(3, 2, 12, 0);
+    const tm from = moment(3, 2, 12, 0);
     EXPECT_EQ(day::parse_event("11:00 wan-lost", from).minute, 23 * 60);
     EXPECT_EQ(day::parse_event("12:01 rc firewall restart", from).what, "rc firewall restart");
     for (const char *text : {"wan-lost", "25:00 wan-lost", "14:05 wan-lost now", "14:05 wan-address x",
