@@ -86,12 +86,45 @@ bool sort_directives(Reader &reader, const Directives &directives)
                        [&reader](const Directive &directive) { return sort_directive(reader, directive); });
 }
 
-// ---- the base -------------------------------------------------------------------------------------------
+// ---- the base, and other files' steps --------------------------------------------------------------------
 
-std::string base_path(const std::string &path, const std::string &name)
+std::string path_beside(const std::string &path, const std::string &name)
 {
     const size_t slash = path.rfind('/');
     return (slash == std::string::npos ? "" : path.substr(0, slash + 1)) + name + ".scenario";
+}
+
+// Makes the steps of another file known. What is wrong with that file is said at the line that names it.
+bool learn_steps_of(Reader &reader, const std::string &name, const Directive &directive)
+{
+    const Place place = directive.place;
+    const std::string path = path_beside(reader.file.path, name);
+    std::string text;
+    std::string why;
+    ScenarioText other;
+    Refusal inner;
+    if (!is_case_name(name) || !directive.body.empty()) {
+        return reader.refusal.at(place, "steps from NAME expected, the name of a scenario beside this one");
+    }
+    if (!reader.read_text(path, text, why)) {
+        return reader.refusal.at(place, why);
+    }
+    const size_t before = reader.steps.size();
+    if (!read_directives(text, true, other, inner) || !learn_steps(other.directives, reader.steps, inner)) {
+        return reader.refusal.at(place, path + ":" + std::to_string(inner.place.line) + ": " + inner.why);
+    }
+    return reader.steps.size() > before || reader.refusal.at(place, path + " has no steps");
+}
+
+// Puts steps in their places, those of the files that the directives name too.
+bool settle_steps(Reader &reader, Directives &directives)
+{
+    return std::all_of(directives.begin(), directives.end(),
+                       [&reader](const Directive &directive) {
+                           const std::string other = steps_from(directive);
+                           return other.empty() || learn_steps_of(reader, other, directive);
+                       }) &&
+           fill_steps(directives, reader.steps, reader.refusal);
 }
 
 // The common part of the base, as a plan.
@@ -103,12 +136,11 @@ bool read_base(Reader &reader, const Directive &like)
     if (!is_case_name(like.rest)) {
         return reader.refusal.at(like.place, "like NAME expected, the name of a scenario beside this one");
     }
-    reader.file.base_path = base_path(reader.file.path, like.rest);
+    reader.file.base_path = path_beside(reader.file.path, like.rest);
     if (!reader.read_text(reader.file.base_path, text, why)) {
         return reader.refusal.at(like.place, why);
     }
-    if (!read_directives(text, true, base, reader.refusal) ||
-        !fill_steps(base.directives, reader.steps, reader.refusal)) {
+    if (!read_directives(text, true, base, reader.refusal) || !settle_steps(reader, base.directives)) {
         return false;
     }
     Reader inner{reader.file, reader.read_text};
@@ -283,7 +315,7 @@ bool read_file(Reader &reader, std::string_view text)
         reader.texts.emplace(whole_text(reader.base), "");
         directives.erase(directives.begin());
     }
-    return fill_steps(directives, reader.steps, reader.refusal) && sort_directives(reader, directives) &&
+    return settle_steps(reader, directives) && sort_directives(reader, directives) &&
            // Those of a base may be for the files that are like it alone.
            (is_base(reader) || check_steps_are_used(reader.steps, reader.refusal)) && make_all_cases(reader);
 }

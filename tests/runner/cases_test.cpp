@@ -32,6 +32,8 @@ bool read_beside(const std::string &path, std::string &text, std::string &why)
         text = kBase;
     } else if (path == "dir/two.scenario") {
         text = kTwoRuns;
+    } else if (path == "dir/steps.scenario") {
+        text = "# t\nsteps two\n| sh 1\n| sh 2\nsteps three\n| sh 3\n";
     } else if (path == "dir/based.scenario") {
         text = "# t\nlike base\nset a=b\nunchanged\n";
     } else {
@@ -398,6 +400,35 @@ TEST(Steps, AreTheirLinesWhereTheyAreUsed)
               base_with("| sh a\n| sh b\n| sh c\n", "| sh a\n| sh 1\n| sh 2\n"));
     EXPECT_EQ(changed("|  sh a\n|- @two\n|+ sh x\nsteps two\n| sh b\n| sh c\n"),
               base_with("| sh b\n| sh c\n", "| sh x\n"));
+}
+
+TEST(Steps, TakeWordsThatHoldSpacesInQuotes)
+{
+    const std::string pair = "# t\nsteps pair\n| sh a {1}, {2}\nrun\ntrace\n";
+    EXPECT_EQ(expanded(pair + "| @pair \"b c\" \"\"\n"), "run\ntrace\n| sh a b c, \n");
+    EXPECT_EQ(expanded(pair + "| @pair b \"c d\"\n"), "run\ntrace\n| sh a b, c d\n");
+    EXPECT_EQ(expanded(pair + "| @pair \"b c\n"), "run\ntrace\n| sh a \"b, c\n");
+    EXPECT_EQ(expanded(pair + "| @pair \"b\"c d\"\n"), "run\ntrace\n| sh a \"b\"c, d\"\n");
+}
+
+TEST(Steps, MayBeAnotherFiles)
+{
+    EXPECT_EQ(expanded("# t\nsteps from steps\nrun\ntrace\n| @two\n"), "run\ntrace\n| sh 1\n| sh 2\n");
+    EXPECT_EQ(changed("|- sh c\n|+ @two\nsteps from steps\n"), base_with("| sh c\n", "| sh 1\n| sh 2\n"));
+}
+
+TEST(Steps, OfAnotherFileAreRefusedWhereItIsNamed)
+{
+    EXPECT_EQ(refusal("# t\nsteps from none\nrun\n"), "dir/x.scenario:2: cannot read dir/none.scenario");
+    EXPECT_EQ(refusal("# t\nsteps from base\nrun\n"), "dir/x.scenario:2: dir/base.scenario has no steps");
+    EXPECT_EQ(refusal("# t\nsteps from ../x\nrun\n"),
+              "dir/x.scenario:2: steps from NAME expected, the name of a scenario beside this one");
+    EXPECT_EQ(refusal("# t\nsteps from steps\n| sh a\nrun\n"),
+              "dir/x.scenario:2: steps from NAME expected, the name of a scenario beside this one");
+    EXPECT_EQ(refusal("# t\nsteps two\n| sh a\nsteps from steps\nrun\ntrace\n| @two\n"),
+              "dir/x.scenario:2: two steps \"two\"");
+    EXPECT_EQ(refusal("# t\nsteps from steps\nsteps from steps\nrun\n"),
+              "dir/x.scenario:3: dir/steps.scenario:2: two steps \"two\"");
 }
 
 TEST(Steps, CountAsWrittenWhereTheyAreUsed)

@@ -20,6 +20,19 @@ bool add_steps(const Directive &directive, NamedSteps &known, Refusal &refusal)
            refusal.at(directive.place, "two steps \"" + directive.rest + "\"");
 }
 
+// Cuts the first word off what fills steps: up to a space, or all between quotes. Escapes stay, as in any
+// line.
+std::string take_filling(std::string_view &text)
+{
+    const size_t close = text[0] == '"' ? text.find('"', 1) : std::string_view::npos;
+    if (close == std::string_view::npos || (close + 1 < text.size() && text[close + 1] != ' ')) {
+        return std::string(forms::take_word(text));
+    }
+    const std::string word(text.substr(1, close - 1));
+    text.remove_prefix(std::min(close + 2, text.size()));
+    return word;
+}
+
 // How many words the lines take: the highest number in braces.
 size_t count_words(const std::vector<BodyLine> &lines)
 {
@@ -54,7 +67,7 @@ bool use_steps(const BodyLine &use, NamedSteps &known, std::vector<BodyLine> &bo
     const std::string name(forms::take_word(rest));
     Words words;
     while (!rest.empty()) {
-        words.emplace_back(forms::take_word(rest));
+        words.push_back(take_filling(rest));
     }
     const auto steps = known.find(name);
     if (steps == known.end()) {
@@ -92,12 +105,25 @@ bool is_trace(const Directive &directive)
 
 }  // namespace
 
+std::string steps_from(const Directive &directive)
+{
+    constexpr std::string_view kFrom = "from ";
+    const bool is_from = directive.name == "steps" && directive.rest.compare(0, kFrom.size(), kFrom) == 0;
+    return is_from ? directive.rest.substr(kFrom.size()) : "";
+}
+
+bool learn_steps(const std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal)
+{
+    return std::all_of(directives.begin(), directives.end(), [&](const Directive &directive) {
+        return directive.name != "steps" || !steps_from(directive).empty() ||
+               add_steps(directive, known, refusal);
+    });
+}
+
 bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal)
 {
-    for (const Directive &directive : directives) {
-        if (directive.name == "steps" && !add_steps(directive, known, refusal)) {
-            return false;
-        }
+    if (!learn_steps(directives, known, refusal)) {
+        return false;
     }
     directives.erase(std::remove_if(directives.begin(), directives.end(),
                                     [](const Directive &directive) { return directive.name == "steps"; }),

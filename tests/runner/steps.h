@@ -15,6 +15,12 @@ struct Steps {
 
 using NamedSteps = std::map<std::string, Steps>;
 
+// NAME of a directive "steps from NAME", else nothing.
+std::string steps_from(const Directive &directive);
+
+// Adds the steps among the directives to `known`.
+bool learn_steps(const std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
+
 // Moves the `steps` among the directives into `known` and puts their lines in the place of each "@NAME WORDS"
 // in a trace or in a change of one, with the words in the place of {1}, {2}... The lines count as written
 // where they are used.
