@@ -445,9 +445,19 @@ TEST(Steps, HoldColumns)
               "run\ntrace\n| sh 5 1\n");
 }
 
-TEST(Steps, AreOfTracesAlone)
+TEST(Steps, AreOfExpectedFilesToo)
+{
+    EXPECT_EQ(expanded("# t\nsteps two\n| a {1}\n| b\nrun\nexpect /x\n| @two 7\n"),
+              "run\nexpect /x\n| a 7\n| b\n");
+    EXPECT_EQ(expanded("# t\nlike base\nsteps two\n| x\n|\nchange expect /tmp/out\n|- @two\n|+ y\n"),
+              base_with("| x\n|\n", "| y\n"));
+}
+
+TEST(Steps, ThatNobodyNamedSoAreLinesOfTheFile)
 {
     EXPECT_EQ(expanded("# t\nrun\nexpect /x\n| @home\n"), "run\nexpect /x\n| @home\n");
+    EXPECT_EQ(expanded("# t\nsteps two\n| a\nfile /x\n| @two\nrun\ntrace\n| @two\n"),
+              "file /x\n| @two\nrun\ntrace\n| a\n");
 }
 
 TEST(Steps, FaultsAreNamed)

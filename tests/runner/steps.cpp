@@ -84,11 +84,22 @@ bool use_steps(const BodyLine &use, NamedSteps &known, std::vector<BodyLine> &bo
     return true;
 }
 
+// A line that uses steps. In a file, unlike in a trace, one that names none is the file's own.
+bool is_use(const BodyLine &line, const NamedSteps &known, bool is_trace)
+{
+    if (line.text.empty() || line.text[0] != '@') {
+        return false;
+    }
+    const std::string_view rest = std::string_view(line.text).substr(1);
+    return is_trace || known.count(std::string(rest.substr(0, rest.find(' ')))) != 0;
+}
+
 bool fill_body(Directive &directive, NamedSteps &known, Refusal &refusal)
 {
+    const bool is_trace = directive.name == "trace" || directive.rest == "trace";
     std::vector<BodyLine> body;
     for (const BodyLine &line : directive.body) {
-        if (line.text.empty() || line.text[0] != '@') {
+        if (!is_use(line, known, is_trace)) {
             body.push_back(line);
         } else if (!use_steps(line, known, body, refusal)) {
             return false;
@@ -98,9 +109,12 @@ bool fill_body(Directive &directive, NamedSteps &known, Refusal &refusal)
     return true;
 }
 
-bool is_trace(const Directive &directive)
+// A trace, a file that is expected, or a change of one of them.
+bool may_use_steps(const Directive &directive)
 {
-    return directive.name == "trace" || (directive.name == "change" && directive.rest == "trace");
+    return directive.name == "trace" || directive.name == "expect" ||
+           (directive.name == "change" &&
+            (directive.rest == "trace" || directive.rest.compare(0, 7, "expect ") == 0));
 }
 
 }  // namespace
@@ -129,7 +143,7 @@ bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &
                                     [](const Directive &directive) { return directive.name == "steps"; }),
                      directives.end());
     return std::all_of(directives.begin(), directives.end(), [&](Directive &directive) {
-        return !is_trace(directive) || fill_body(directive, known, refusal);
+        return !may_use_steps(directive) || fill_body(directive, known, refusal);
     });
 }
 

@@ -1,4 +1,4 @@
-// Lines of a trace that are written once, as steps with a name, and used by it.
+// Lines of a trace or of an expected file that are written once, as steps with a name, and used by it.
 #pragma once
 
 #include <map>
@@ -22,7 +22,7 @@ std::string steps_from(const Directive &directive);
 bool learn_steps(const std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
 
 // Moves the `steps` among the directives into `known` and puts their lines in the place of each "@NAME WORDS"
-// in a trace or in a change of one, with the words in the place of {1}, {2}... The lines count as written
+// in a trace, an expected file or a change of one, with the words in the place of {1}, {2}... The lines count as written
 // where they are used.
 bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
 
