@@ -30,6 +30,8 @@ struct Reader {
     std::vector<Part> parts{};
     bool has_table = false;
     NamedSteps steps{};
+    std::map<std::string, Place>
+        borrowed{};  // the steps of other files, and the line of this one that takes them
     std::map<std::string, std::string> texts{};  // the case by its whole text
     std::set<int> used_lines{};                  // of this file, that a case has taken up
     std::set<std::string> used_columns{};
@@ -109,11 +111,17 @@ bool learn_steps_of(Reader &reader, const std::string &name, const Directive &di
     if (!reader.read_text(path, text, why)) {
         return reader.refusal.at(place, why);
     }
-    const size_t before = reader.steps.size();
-    if (!read_directives(text, true, other, inner) || !learn_steps(other.directives, reader.steps, inner)) {
+    NamedSteps learnt;
+    if (!read_directives(text, true, other, inner) || !learn_steps(other.directives, learnt, inner)) {
         return reader.refusal.at(place, path + ":" + std::to_string(inner.place.line) + ": " + inner.why);
     }
-    return reader.steps.size() > before || reader.refusal.at(place, path + " has no steps");
+    for (const auto &[steps_name, steps] : learnt) {
+        if (!reader.steps.emplace(steps_name, steps).second) {
+            return reader.refusal.at(place, "two steps \"" + steps_name + "\"");
+        }
+        reader.borrowed.emplace(steps_name, place);
+    }
+    return !learnt.empty() || reader.refusal.at(place, path + " has no steps");
 }
 
 // Puts steps in their places, those of the files that the directives name too.
@@ -293,6 +301,19 @@ bool make_all_cases(Reader &reader)
            check_lines_are_used(reader, reader.common);
 }
 
+// Of what a line takes from another file, some is used.
+bool check_borrowed_steps_are_used(Reader &reader)
+{
+    std::map<int, bool> used;
+    for (const auto &[name, place] : reader.borrowed) {
+        if (!place.in_base) {
+            used[place.line] = used[place.line] || reader.steps.at(name).used;
+        }
+    }
+    const auto idle = std::find_if(used.begin(), used.end(), [](const auto &line) { return !line.second; });
+    return idle == used.end() || reader.refusal.at({false, idle->first}, "no line uses any of these steps");
+}
+
 // A file that others may be like: it has no base and no cases.
 bool is_base(const Reader &reader)
 {
@@ -317,7 +338,9 @@ bool read_file(Reader &reader, std::string_view text)
     }
     return settle_steps(reader, directives) && sort_directives(reader, directives) &&
            // Those of a base may be for the files that are like it alone.
-           (is_base(reader) || check_steps_are_used(reader.steps, reader.refusal)) && make_all_cases(reader);
+           (is_base(reader) ||
+            (check_steps_are_used(reader.steps, reader.refusal) && check_borrowed_steps_are_used(reader))) &&
+           make_all_cases(reader);
 }
 
 }  // namespace

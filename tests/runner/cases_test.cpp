@@ -428,7 +428,9 @@ TEST(Steps, OfAnotherFileAreRefusedWhereItIsNamed)
     EXPECT_EQ(refusal("# t\nsteps two\n| sh a\nsteps from steps\nrun\ntrace\n| @two\n"),
               "dir/x.scenario:2: two steps \"two\"");
     EXPECT_EQ(refusal("# t\nsteps from steps\nsteps from steps\nrun\n"),
-              "dir/x.scenario:3: dir/steps.scenario:2: two steps \"two\"");
+              "dir/x.scenario:3: two steps \"three\"");
+    EXPECT_EQ(refusal("# t\nlike base\nsteps from steps\nexit 1\n"),
+              "dir/x.scenario:3: no line uses any of these steps");
 }
 
 TEST(Steps, CountAsWrittenWhereTheyAreUsed)
