@@ -226,8 +226,12 @@ constexpr const char *kZsh = R"sh(_rcbench()
         compadd -a replies
     fi
 }
-(( $+functions[compdef] )) || { autoload -Uz compinit && compinit }
-compdef _rcbench rcbench
+if [[ $funcstack[1] = _rcbench ]]; then
+    _rcbench "$@" # the file itself, found by zsh among its functions, at the first TAB
+else
+    (( $+functions[compdef] )) || { autoload -Uz compinit && compinit }
+    compdef _rcbench rcbench
+fi
 )sh";
 
 void replace(std::string &text, const std::string &name, const std::string &value)
@@ -293,7 +297,8 @@ std::string sides()
 std::string script(const std::string &shell)
 {
     const bench::Target target = target_of({});
-    std::string text = kOffers;
+    // By its first line zsh knows a file that it finds among its functions.
+    std::string text = std::string(shell == "zsh" ? "#compdef rcbench\n" : "") + kOffers;
     const auto is_key = [](const std::string &argument) { return argument == "KEY"; };
     replace(text, "SETTING_OPTIONS",
             options_with([](const std::string &argument) { return argument == "KEY=VALUE"; }));

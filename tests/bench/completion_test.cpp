@@ -103,6 +103,12 @@ class Completion : public testing::Test {
         return folder_.file(shell, ran.output);
     }
 
+    // As _rcbench, in a folder where zsh looks for functions.
+    std::string installed_script() const
+    {
+        return folder_.file("_rcbench", folder_.run(rcbench("completion zsh")).output);
+    }
+
     // Lines after TAB.
     std::string completed(const std::string &shell, const Lines &lines) const
     {
@@ -110,8 +116,9 @@ class Completion : public testing::Test {
         for (const std::string &line : lines) {
             text += line + "\n";
         }
-        const Ran ran = folder_.run(SOURCE_FOLDER "/tests/bench/completed " + shell + " " + script(shell) +
-                                    " <" + folder_.file("lines", text));
+        const std::string path = shell == "installed" ? installed_script() : script(shell);
+        const Ran ran = folder_.run(SOURCE_FOLDER "/tests/bench/completed " + shell + " " + path + " <" +
+                                    folder_.file("lines", text));
         EXPECT_EQ(ran.status, 0) << ran.errors;
         return ran.output;
     }
@@ -166,6 +173,7 @@ TEST_F(Completion, FillsInTheOnlyWordThatFitsAtATab)
         "rcbench --file \n";
     EXPECT_EQ(completed("bash", typed), filled);
     EXPECT_EQ(completed("zsh", typed), without_spaces(filled));
+    EXPECT_EQ(completed("installed", typed), without_spaces(filled));
 }
 
 TEST_F(Completion, OffersFilesWhereOneIsNamed)
