@@ -22,8 +22,8 @@ std::string steps_from(const Directive &directive);
 bool learn_steps(const std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
 
 // Moves the `steps` among the directives into `known` and puts their lines in the place of each "@NAME WORDS"
-// in a trace, an expected file or a change of one, with the words in the place of {1}, {2}... The lines count as written
-// where they are used.
+// in a trace, an expected file or a change of one, with the words in the place of {1}, {2}... The lines count
+// as written where they are used.
 bool fill_steps(std::vector<Directive> &directives, NamedSteps &known, Refusal &refusal);
 
 // Refuses steps of the file itself that no line uses.
