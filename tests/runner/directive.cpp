@@ -222,6 +222,12 @@ std::string subject_of(const Directive &directive)
     return "";
 }
 
+bool is_subject_a_word(std::string_view name)
+{
+    const Row *row = find_row(name);
+    return row != nullptr && (row->subject == Subject::key || row->subject == Subject::word);
+}
+
 std::string topic_of(const Directive &directive)
 {
     return std::string(find_row(directive.name)->topic) + " " + subject_of(directive);

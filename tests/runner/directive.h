@@ -64,3 +64,6 @@ const DirectiveKind *find_kind(std::string_view name);
 // with the same topic exclude each other, so that a case's replaces its base's.
 std::string subject_of(const Directive &directive);
 std::string topic_of(const Directive &directive);
+
+// Whether the subjects of the directives of that name are single words.
+bool is_subject_a_word(std::string_view name);

@@ -194,12 +194,13 @@ bool drop_one(Layer &layer, Place place, const std::string &text)
     return dropped != 0 || layer.refusal.at(place, "there is no \"" + text + "\" to do without");
 }
 
-// "without set KEY KEY...", "without set" for all of them, "without DIRECTIVE ITS SUBJECT"
+// "without set KEY KEY...", "without expect PATH PATH...", "without set" for all of them, "without DIRECTIVE
+// ITS SUBJECT"
 bool do_without(Layer &layer, const Directive &directive)
 {
     std::string_view rest = directive.rest;
     const std::string name(take_word(rest));
-    if (name != "set" && name != "default") {
+    if (!is_subject_a_word(name)) {
         return drop_one(layer, directive.place, directive.rest);
     }
     do {
