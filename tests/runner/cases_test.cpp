@@ -169,10 +169,10 @@ TEST(Like, WhatIsNotWantedGoes)
         expanded("# t\nlike base\nwithout set lan_ip lan_mask\nwithout file /etc/list\nwithout gone\n"),
         with(base_with("set lan_ip=1.2.3.4\nset lan_mask=255.0.0.0\nfile /etc/list\n| one\n| two\n", ""),
              "gone /tmp/none\n", ""));
-    EXPECT_EQ(
-        expanded("# t\nlike two\nfile /a\n| x\nfile /b\n| y\nfile /c\n| z\ncase one\nwithout file /a /c\n"
-                 "unchanged\n"),
-        with(with(kTwoRuns, "# two\n", ""), "set k=v\n", "set k=v\nfile /b\n| y\n"));
+    EXPECT_EQ(expanded("# t\nfile /a\n| x\nfile /b\nfile /c\nrun\nexit 0\ncase one\nexit 1\ncase two\n"
+                       "without file /a /c\nexit 2\n",
+                       1),
+              "file /b\nrun\nexit 2\n");
     EXPECT_EQ(expanded("# t\nlike base\nwithout set\nunchanged\n"),
               base_with("set lan_ip=1.2.3.4\nset lan_mask=255.0.0.0\n", ""));
 }
