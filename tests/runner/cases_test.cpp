@@ -169,7 +169,7 @@ TEST(Like, WhatIsNotWantedGoes)
         expanded("# t\nlike base\nwithout set lan_ip lan_mask\nwithout file /etc/list\nwithout gone\n"),
         with(base_with("set lan_ip=1.2.3.4\nset lan_mask=255.0.0.0\nfile /etc/list\n| one\n| two\n", ""),
              "gone /tmp/none\n", ""));
-    EXPECT_EQ(expanded("# t\nfile /a\n| x\nfile /b\nfile /c\nrun\nexit 0\ncase one\nexit 1\ncase two\n"
+    EXPECT_EQ(expanded("# t\nfile /a\n| x\nfile /b\nfile /c\nrun\ncase one\nexit 1\ncase two\n"
                        "without file /a /c\nexit 2\n",
                        1),
               "file /b\nrun\nexit 2\n");
