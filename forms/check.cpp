@@ -68,18 +68,30 @@ bool is_host_label(std::string_view label)
            all_are(label, [](char c) { return is_letter(c) || is_digit(c) || c == '-'; });
 }
 
+// A name that ends in a number is read as an address wherever it goes.
 bool is_host(std::string_view text)
 {
+    const std::string_view whole = text;
     for (;;) {
         const size_t dot = text.find('.');
         if (!is_host_label(text.substr(0, dot))) {
             return false;
         }
         if (dot == std::string_view::npos) {
-            return true;
+            return !all_are(text, is_digit) || read_address(whole);
         }
         text.remove_prefix(dot + 1);
     }
+}
+
+// Neither this host, nor the router itself, nor a group of hosts.
+bool is_host_address(std::string_view text)
+{
+    constexpr uint32_t kLoopback = 127;
+    constexpr uint32_t kGroups = 224;
+    const auto address = read_address(text);
+    const uint32_t net = address.value_or(0) >> 24U;
+    return net != 0 && net != kLoopback && net < kGroups;
 }
 
 bool is_interface(std::string_view text)
@@ -138,6 +150,7 @@ struct Plain {
 constexpr Plain kPlain[] = {
     {Form::kFlag, [](std::string_view text) { return text == "0" || text == "1"; }, "is neither 0 nor 1"},
     {Form::kAddress, [](std::string_view text) { return read_address(text).has_value(); }, "is no address"},
+    {Form::kHostAddress, is_host_address, "is no address that a host can have"},
     {Form::kAddressOrZero,
      [](std::string_view text) { return text == "0" || read_address(text).has_value(); },
      "is neither an address nor 0"},
@@ -239,6 +252,9 @@ std::string why_wrong(const Rules &rules, std::string_view text, bool &is_too_lo
             return why;
         }
     }
+    if (type.form == Form::kHostAddress && !read_address(text)) {
+        return "is no address";
+    }
     for (const Plain &plain : kPlain) {
         if (plain.form == type.form) {
             return plain.fits(text) ? "" : plain.reason;
@@ -266,6 +282,19 @@ size_t expected_fields(const Description &setting, std::string_view value)
                                                                                      : setting.fields.size();
 }
 
+// Separators that a record has beyond those between its fields: one in a name moves all fields behind it.
+size_t separators_too_many(const Description &setting, std::string_view record)
+{
+    const char separator = setting.fields[0].separator;
+    if (separator < ' ') {
+        return 0;
+    }
+    const auto found = std::count(record.begin(), record.end(), separator);
+    const auto wanted = std::count_if(setting.fields.begin(), setting.fields.end(),
+                                      [&](const Field &field) { return field.separator == separator; });
+    return found > wanted ? static_cast<size_t>(found - wanted) : 0;
+}
+
 void check_record(const Description &setting, std::string_view record, int number, size_t expected,
                   std::vector<Refusal> &found)
 {
@@ -280,6 +309,14 @@ void check_record(const Description &setting, std::string_view record, int numbe
     if (fields.size() > expected) {
         found.push_back({number, nullptr, std::string(record),
                          "has more than " + std::to_string(expected) + " fields", fields, false});
+        return;
+    }
+    if (const size_t more = separators_too_many(setting, record); more > 0) {
+        found.push_back({number, nullptr, std::string(record),
+                         "has " + std::to_string(expected + more) + " fields, not " +
+                             std::to_string(expected) + ": \"" + setting.fields[0].separator +
+                             "\" ends a field, so no name can hold it",
+                         fields, false});
         return;
     }
     for (size_t i = 0; i < fields.size(); ++i) {
@@ -403,10 +440,12 @@ std::optional<uint32_t> read_address(std::string_view text)
     for (int part = 0; part < 4; ++part) {
         const size_t dot = part < 3 ? text.find('.') : text.size();
         constexpr size_t kMostDigits = 3;  // no dot at all is beyond them too
-        if (dot > kMostDigits || !is_number(text.substr(0, dot), 0, 255)) {
+        const std::string_view octet = text.substr(0, dot);
+        const bool is_octal = octet.size() > 1 && octet[0] == '0';  // for some of the readers
+        if (dot > kMostDigits || is_octal || !is_number(octet, 0, 255)) {
             return std::nullopt;
         }
-        address = address << 8U | static_cast<uint32_t>(read_number(text.substr(0, dot)));
+        address = address << 8U | static_cast<uint32_t>(read_number(octet));
         text.remove_prefix(std::min(dot + 1, text.size()));
     }
     return address;

@@ -34,7 +34,7 @@ std::vector<std::string> records_of(const Description &setting, std::string_view
 // A record's fields; fewer than there should be when a separator is missing.
 std::vector<std::string> fields_of(const Description &setting, std::string_view record);
 
-// "1.2.3.4" as a number.
+// "1.2.3.4" as a number. Not with zeros in front of an octet, which some programs take for octal.
 std::optional<uint32_t> read_address(std::string_view text);
 std::string address_text(uint32_t address);
 // A netmask's number of ones.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <stdexcept>
 #include <utility>
 
 #include "forms/escapes.h"
@@ -58,6 +59,7 @@ constexpr PlainType kPlainTypes[] = {
     {"flag", Form::kFlag, 0, 1},
     {"choice", Form::kChoice, 0, 0},
     {"address", Form::kAddress, 7, 15},
+    {"host address", Form::kHostAddress, 7, 15},
     {"address or 0", Form::kAddressOrZero, 1, 15},
     {"addresses", Form::kAddresses, 7, 31},
     {"netmask", Form::kNetmask, 7, 15},
@@ -265,7 +267,8 @@ bool DescriptionReader::read_plain(std::string_view name, std::string_view text)
 {
     const std::pair<const char *, std::string *> texts[] = {
         {"read", &open_.read},     {"advice", &open_.advice}, {"apply", &open_.apply},
-        {"set by", &open_.set_by}, {"refuse", &open_.refuse},
+        {"set by", &open_.set_by}, {"refuse", &open_.refuse}, {"before", &open_.before},
+        {"stays", &open_.stays},
     };
     for (const auto &[word, target] : texts) {
         if (name == word) {
@@ -575,6 +578,48 @@ std::string phrase_of_any(std::string phrase)
     const bool is_cut = phrase.compare(at, end - at, "{number%256") == 0;
     phrase.replace(at, end + 1 - at, is_cut ? "N modulo 256" : "N");
     return phrase + ", N being what it reads at the front of the value";
+}
+
+std::vector<std::string> apply_commands(const Description &setting)
+{
+    std::vector<std::string> commands = split(setting.apply, ", ");
+    std::erase_if(commands,
+                  [](const std::string &one) { return !starts_with(one, "rc ") && one != "reboot"; });
+    return commands;
+}
+
+std::vector<std::string> all_apply_commands()
+{
+    std::vector<std::vector<std::string>> lists;
+    for (const Description *one : all_descriptions()) {
+        lists.push_back(apply_commands(*one));
+    }
+    std::vector<std::string> order;
+    const auto is_front = [&](const std::string &command) {
+        return std::all_of(lists.begin(), lists.end(), [&](const std::vector<std::string> &list) {
+            return list.empty() || list[0] == command || std::count(list.begin(), list.end(), command) == 0;
+        });
+    };
+    for (;;) {
+        std::erase_if(lists, [](const std::vector<std::string> &list) { return list.empty(); });
+        if (lists.empty()) {
+            std::stable_partition(order.begin(), order.end(),
+                                  [](const std::string &one) { return one != "reboot"; });
+            return order;
+        }
+        const auto next = std::find_if(lists.begin(), lists.end(), [&](const std::vector<std::string> &list) {
+            return is_front(list[0]);
+        });
+        if (next == lists.end()) {
+            throw std::logic_error("the commands that apply settings are in no order that fits all");
+        }
+        order.push_back((*next)[0]);
+        for (std::vector<std::string> &list : lists) {
+            if (!list.empty() && list[0] == order.back()) {
+                list.erase(list.begin());
+            }
+        }
+    }
 }
 
 std::string_view words_of(std::string_view command)

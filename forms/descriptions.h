@@ -9,7 +9,9 @@
 //     #   wrong: PHRASE  seen: CLAIM            other values: "the router will PHRASE", and what shows it
 //     #   unless: CONDITION  when: CONDITION    values for which, and settings with which, that is so
 //     #   advice: SENTENCE                      instead of wrong, where no trace of rc can show it
-//     #   apply: rc WORDS                       what puts a change into effect
+//     #   apply: rc WORDS, rc WORDS             what puts a change into effect, in this order
+//     #   before: COMMAND                       what must be run before the change is saved
+//     #   stays: SENTENCE                       what is left of the old value until the router restarts
 //     #   related: KEY KEY...   secret: yes   set by: WHO   refuse: CHARACTERS
 //     #   record: FIELD:FIELD...                the fields of a list's record with what separates them
 //     #   field NAME: TYPE: MEANING             one of them; also "wrong NAME", "seen NAME", "when NAME"
@@ -36,6 +38,7 @@ enum class Form {
     kNumber,          // least to most
     kChoice,          // one of the words
     kAddress,         // dotted
+    kHostAddress,     // dotted, of a kind that a host can have
     kAddressOrZero,   // dotted, or 0 for none
     kAddresses,       // one, first-last, address/bits or address/netmask
     kNetmask,         // dotted, ones before zeros
@@ -120,7 +123,9 @@ struct Description {
     std::vector<Claim> off;
     Consequence wrong;
     std::string advice;
-    std::string apply;
+    std::string apply;   // as written
+    std::string before;  // a command; empty: none
+    std::string stays;
     std::vector<std::string> related;
     bool is_secret = false;
     std::string set_by;
@@ -167,6 +172,13 @@ std::string fill_template(std::string_view text, const Lookup &lookup, size_t wi
 
 // What a consequence says of any value: "{number}" is N.
 std::string phrase_of_any(std::string phrase);
+
+// The commands that apply a change, in order. "reboot" is one; none where nothing has to be run.
+std::vector<std::string> apply_commands(const Description &setting);
+
+// All of them in the order in which several changes are applied at once. Throws std::logic_error when no
+// order fits all descriptions.
+std::vector<std::string> all_apply_commands();
 
 // "rc firewall restart" and the like are "firewall restart".
 std::string_view words_of(std::string_view command);

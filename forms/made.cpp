@@ -16,13 +16,20 @@ using Json = nlohmann::ordered_json;
 
 // ---- patterns ---------------------------------------------------------------------------------------------
 
-constexpr const char *kOctet = "(25[0-5]|2[0-4][0-9]|[01]?[0-9]?[0-9])";
+constexpr const char *kOctet = "(25[0-5]|2[0-4][0-9]|1[0-9][0-9]|[1-9]?[0-9])";
+// The first octet of an address that a host can have: 1 to 223 without 127.
+constexpr const char *kHostOctet = "(22[0-3]|2[01][0-9]|1[013-9][0-9]|12[0-689]|[1-9][0-9]?)";
 constexpr const char *kHex = "[0-9A-Fa-f]";
 
 std::string address_pattern()
 {
     const std::string octet = kOctet;
     return octet + "(\\." + octet + "){3}";
+}
+
+std::string host_address_pattern()
+{
+    return kHostOctet + std::string("(\\.") + kOctet + "){3}";
 }
 
 std::string hardware_pattern()
@@ -140,6 +147,8 @@ std::string pattern_of(const Type &type, const Place &place)
             return choice_pattern(type);
         case Form::kAddress:
             return address;
+        case Form::kHostAddress:
+            return host_address_pattern();
         case Form::kAddressOrZero:
             return "(0|" + address + ")";
         case Form::kAddresses:
@@ -160,7 +169,10 @@ std::string pattern_of(const Type &type, const Place &place)
         case Form::kHost:
         case Form::kLabel: {
             const std::string label = "[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?";
-            return type.form == Form::kLabel ? label : label + "(\\." + label + ")*";
+            // Its last label is no number, or all of it is an address.
+            const std::string last =
+                "([0-9]*[A-Za-z]([A-Za-z0-9-]*[A-Za-z0-9])?|[0-9]+-[A-Za-z0-9-]*[A-Za-z0-9])";
+            return type.form == Form::kLabel ? label : "(" + address + "|(" + label + "\\.)*" + last + ")";
         }
         case Form::kDays:
             return "[01]{7}";
@@ -327,7 +339,13 @@ Json setting_schema(const Description &setting)
     if (setting.is_secret) {
         json["x-secret"] = true;
     }
-    json["x-applied-by"] = setting.apply;
+    if (!setting.before.empty()) {
+        json["x-run-before-saving"] = setting.before;
+    }
+    json["x-applied-by"] = apply_commands(setting);
+    if (!setting.stays.empty()) {
+        json["x-stays"] = setting.stays;
+    }
     if (!setting.related.empty()) {
         json["x-related"] = setting.related;
     }
@@ -344,29 +362,14 @@ struct Letter {
 };
 
 constexpr Letter kLetters[] = {
-    {Form::kFlag, 'F', false},
-    {Form::kNumber, 'N', true},
-    {Form::kChoice, 'C', false},
-    {Form::kAddress, 'A', false},
-    {Form::kAddressOrZero, 'Z', false},
-    {Form::kAddresses, 'R', true},
-    {Form::kNetmask, 'M', false},
-    {Form::kNetwork, 'G', true},
-    {Form::kHardware, 'H', false},
-    {Form::kStation, 'S', true},
-    {Form::kHardwareDigits, 'D', false},
-    {Form::kInterface, 'I', true},
-    {Form::kHost, 'O', true},
-    {Form::kLabel, 'L', true},
-    {Form::kPort, 'P', false},
-    {Form::kPorts, 'Q', false},
-    {Form::kText, 'T', true},
-    {Form::kWord, 'W', true},
-    {Form::kDigits, 'X', false},
-    {Form::kHexadecimal, 'E', true},
-    {Form::kDays, 'Y', false},
-    {Form::kList, 'l', false},
-    {Form::kFields, 'f', false},
+    {Form::kFlag, 'F', false},     {Form::kNumber, 'N', true},       {Form::kChoice, 'C', false},
+    {Form::kAddress, 'A', false},  {Form::kHostAddress, 'B', false}, {Form::kAddressOrZero, 'Z', false},
+    {Form::kAddresses, 'R', true}, {Form::kNetmask, 'M', false},     {Form::kNetwork, 'G', true},
+    {Form::kHardware, 'H', false}, {Form::kStation, 'S', true},      {Form::kHardwareDigits, 'D', false},
+    {Form::kInterface, 'I', true}, {Form::kHost, 'O', true},         {Form::kLabel, 'L', true},
+    {Form::kPort, 'P', false},     {Form::kPorts, 'Q', false},       {Form::kText, 'T', true},
+    {Form::kWord, 'W', true},      {Form::kDigits, 'X', false},      {Form::kHexadecimal, 'E', true},
+    {Form::kDays, 'Y', false},     {Form::kList, 'l', false},        {Form::kFields, 'f', false},
     {Form::kPolicies, 'p', false},
 };
 
@@ -430,6 +433,24 @@ std::string literal(std::string_view text)
     return out + "\"";
 }
 
+// A bit for each of the commands among all.
+std::string command_bits(const std::vector<std::string> &commands, const std::vector<std::string> &all)
+{
+    unsigned long bits = 0;
+    for (const std::string &command : commands) {
+        bits |= 1UL << static_cast<unsigned>(std::find(all.begin(), all.end(), command) - all.begin());
+    }
+    char text[24];
+    (void)snprintf(text, sizeof text, "0x%lxUL", bits);
+    return text;
+}
+
+std::string filled(std::string_view frame, std::string_view mark, const std::string &text)
+{
+    const size_t at = frame.find(mark);
+    return std::string(frame.substr(0, at)) + text + std::string(frame.substr(at + mark.size()));
+}
+
 // ---- the page ---------------------------------------------------------------------------------------------
 
 // Text in a cell of a table.
@@ -481,17 +502,25 @@ std::string settings_schema()
 
 std::string settings_check_source(std::string_view frame)
 {
-    std::map<std::string, std::string> rules;
+    const std::vector<std::string> commands = all_apply_commands();
+    std::map<std::string, std::string> rows;
+    std::string before;
     for (const Description *setting : all_descriptions()) {
-        rules[setting->key] = setting_rule(*setting);
+        rows[setting->key] = "    {" + literal(setting->key) + ", " + literal(setting_rule(*setting)) + ", " +
+                             command_bits(apply_commands(*setting), commands) + "},\n";
+        if (!setting->before.empty()) {
+            before += "    {" + literal(setting->key) + ", " + literal(setting->before) + "},\n";
+        }
     }
     std::string table;
-    for (const auto &[key, rule] : rules) {
-        table += "    {" + literal(key) + ", " + literal(rule) + "},\n";
+    for (const auto &[key, row] : rows) {
+        table += row;
     }
-    constexpr std::string_view kMark = "@SETTINGS@";
-    const size_t at = frame.find(kMark);
-    return std::string(frame.substr(0, at)) + table + std::string(frame.substr(at + kMark.size()));
+    std::string names;
+    for (const std::string &command : commands) {
+        names += "    " + literal(command) + ",\n";
+    }
+    return filled(filled(filled(frame, "@SETTINGS@", table), "@COMMANDS@", names), "@BEFORE@", before);
 }
 
 std::string shell_page()

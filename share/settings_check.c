@@ -13,86 +13,87 @@
 struct setting {
     const char *key;
     const char *rule;
+    unsigned long commands; /* a bit for each of settings_commands that a change needs */
 };
 
 static const struct setting settings[] = {
-    {"blank_state", "F"},
-    {"ddns_enable", "F"},
-    {"ddns_host_name", "?O1-63"},
-    {"ddns_password", "?T0-63!'"},
-    {"ddns_service_provider", "?W1-63b"},
-    {"ddns_use_wildcards", "F"},
-    {"ddns_user_name", "?T0-63!'"},
-    {"dhcp_end_ip", "?A"},
+    {"blank_state", "F", 0x12000UL},
+    {"ddns_enable", "F", 0x40000UL},
+    {"ddns_host_name", "?O1-63", 0x40000UL},
+    {"ddns_password", "?T0-63!'", 0x40000UL},
+    {"ddns_service_provider", "?W1-63b", 0x40000UL},
+    {"ddns_use_wildcards", "F", 0x40000UL},
+    {"ddns_user_name", "?T0-63!'", 0x40000UL},
+    {"dhcp_end_ip", "?B", 0x200UL},
     {"dhcp_reserved", "?l\n"
      "name=;T0-63\n"
      "address=;A\n"
-     "hardware=.D"},
-    {"dhcp_server_enable", "F"},
-    {"dhcp_start_ip", "?A"},
-    {"dis_sip_alg", "F"},
-    {"fix_gateway", "?A"},
-    {"fix_ipaddr", "?A"},
-    {"fix_netmask", "?M"},
-    {"fw_acc_lan", "F"},
-    {"fw_acc_port", "P"},
-    {"fw_block", "C0|1|2"},
+     "hardware=.D", 0x200UL},
+    {"dhcp_server_enable", "F", 0x200UL},
+    {"dhcp_start_ip", "?B", 0x200UL},
+    {"dis_sip_alg", "F", 0x20000UL},
+    {"fix_gateway", "?B", 0x80UL},
+    {"fix_ipaddr", "?B", 0x80UL},
+    {"fix_netmask", "?M", 0x80UL},
+    {"fw_acc_lan", "F", 0x2000UL},
+    {"fw_acc_port", "P", 0x2000UL},
+    {"fw_block", "C0|1|2", 0x2000UL},
     {"fw_block_keyword", "?l\n"
-     "keyword=.W1-127^\""},
-    {"fw_block_trust", "?A"},
-    {"fw_block_trust_enable", "F"},
-    {"fw_disable", "F"},
-    {"fw_dmz", "?A"},
-    {"fw_dmz_enable", "F"},
-    {"fw_import", "F"},
+     "keyword=.W1-127^\"", 0x2000UL},
+    {"fw_block_trust", "?A", 0x2000UL},
+    {"fw_block_trust_enable", "F", 0x2000UL},
+    {"fw_disable", "F", 0x2000UL},
+    {"fw_dmz", "?A", 0x2000UL},
+    {"fw_dmz_enable", "F", 0x2000UL},
+    {"fw_import", "F", 0x2000UL},
     {"fw_in_rules", "?l\n"
      "on=:F\n"
      "service=:T1-14^\"\n"
      "action=:C0|1|2|3\n"
      "lan=:A\n"
      "wan=:R7-31\n"
-     "log=.C0|1|2|3"},
-    {"fw_nat", "C0|1|2"},
+     "log=.C0|1|2|3", 0x2000UL},
+    {"fw_nat", "C0|1|2", 0x2000UL},
     {"fw_out_rules", "?l\n"
      "on=:F\n"
      "service=:T1-14^\"\n"
      "action=:C0|1|2|3\n"
      "lan=:R7-31\n"
      "wan=:R7-31\n"
-     "log=.C0|1|2|3"},
-    {"fw_remote", "F"},
-    {"fw_remote_list1_ip1", "?A"},
-    {"fw_remote_list1_ip10", "?A"},
-    {"fw_remote_list1_ip2", "?A"},
-    {"fw_remote_list1_ip3", "?A"},
-    {"fw_remote_list1_ip4", "?A"},
-    {"fw_remote_list1_ip5", "?A"},
-    {"fw_remote_list1_ip6", "?A"},
-    {"fw_remote_list1_ip7", "?A"},
-    {"fw_remote_list1_ip8", "?A"},
-    {"fw_remote_list1_ip9", "?A"},
-    {"fw_remote_port", "?P"},
-    {"fw_remote_range_end", "?A"},
-    {"fw_remote_range_start", "?A"},
-    {"fw_remote_single", "?A"},
-    {"fw_remote_type", "?C1|2|3|4"},
-    {"fw_response_ping", "F"},
+     "log=.C0|1|2|3", 0x2000UL},
+    {"fw_remote", "F", 0x2000UL},
+    {"fw_remote_list1_ip1", "?A", 0x2000UL},
+    {"fw_remote_list1_ip10", "?A", 0x2000UL},
+    {"fw_remote_list1_ip2", "?A", 0x2000UL},
+    {"fw_remote_list1_ip3", "?A", 0x2000UL},
+    {"fw_remote_list1_ip4", "?A", 0x2000UL},
+    {"fw_remote_list1_ip5", "?A", 0x2000UL},
+    {"fw_remote_list1_ip6", "?A", 0x2000UL},
+    {"fw_remote_list1_ip7", "?A", 0x2000UL},
+    {"fw_remote_list1_ip8", "?A", 0x2000UL},
+    {"fw_remote_list1_ip9", "?A", 0x2000UL},
+    {"fw_remote_port", "?P", 0x2000UL},
+    {"fw_remote_range_end", "?A", 0x2000UL},
+    {"fw_remote_range_start", "?A", 0x2000UL},
+    {"fw_remote_single", "?A", 0x2000UL},
+    {"fw_remote_type", "?C1|2|3|4", 0x2000UL},
+    {"fw_response_ping", "F", 0x2000UL},
     {"fw_schedule", "?l31\n"
      "days=:Y\n"
      "start_hour=:N0-23\n"
      "start_minute=-N0-59\n"
      "end_hour=:N0-24\n"
-     "end_minute=.N0-59"},
+     "end_minute=.N0-59", 0x4000UL},
     {"fw_services", "?l\n"
      "name=:T1-14^\"\n"
      "protocol=:Ctcp|udp|both|any\n"
      "first=-N0-65535\n"
-     "last=.N0-65535"},
+     "last=.N0-65535", 0x2000UL},
     {"fw_services_def", "?l\n"
      "name=:T1-14^\"\n"
      "protocol=:Ctcp|udp|both|any\n"
      "first=-N0-65535\n"
-     "last=.N0-65535"},
+     "last=.N0-65535", 0x2000UL},
     {"fw_spapp", "?l\n"
      "index=:N0-255\n"
      "on=:F\n"
@@ -100,76 +101,76 @@ static const struct setting settings[] = {
      "trigger_protocol=:Ctcp|udp|both\n"
      "trigger_ports=:Q\n"
      "protocol=:Ctcp|udp|both\n"
-     "ports=.Q"},
-    {"fw_spi", "F"},
-    {"fw_time_zone", "C-12|-11|-10|-9|-8|-7a|-7b|-6a|-6b|-6c|-5a|-5b|-5c|-4a|-4b|-3:30|-3b|-3c|-2|-1|GMTa|GMTb|+1a|+1b|+1c|+1d|+2a|+2b|+2c|+2d|+2e|+2f|+3a|+3b|+3c|+3:30|+4a|+4b|+4:30|+5a|+5b|+5:30|+6a|+6b|+7|+8a|+8b|+8c|+8d|+9a|+9b|+9c|+9:30a|+9:30b|+10a|+10b|+10c|+10d|+10e|+11a|+12a|+12b"},
-    {"fw_vs_enableA", "?N0-63"},
+     "ports=.Q", 0x2000UL},
+    {"fw_spi", "F", 0x2000UL},
+    {"fw_time_zone", "C-12|-11|-10|-9|-8|-7a|-7b|-6a|-6b|-6c|-5a|-5b|-5c|-4a|-4b|-3:30|-3b|-3c|-2|-1|GMTa|GMTb|+1a|+1b|+1c|+1d|+2a|+2b|+2c|+2d|+2e|+2f|+3a|+3b|+3c|+3:30|+4a|+4b|+4:30|+5a|+5b|+5:30|+6a|+6b|+7|+8a|+8b|+8c|+8d|+9a|+9b|+9c|+9:30a|+9:30b|+10a|+10b|+10c|+10d|+10e|+11a|+12a|+12b", 0x4004UL},
+    {"fw_vs_enableA", "?N0-63", 0x2000UL},
     {"fw_vs_serverA", "?f\n"
      "web=:Z\n"
      "ftp=:Z\n"
      "pop=:Z\n"
      "mail=:Z\n"
      "names=:Z\n"
-     "telnet=.Z"},
-    {"http_password", "?T0-63"},
-    {"http_timeout", "N1-1440"},
-    {"http_username", "?T1-63^:"},
-    {"ipoa_gateway", "?A"},
-    {"ipoa_ipaddr", "?A"},
-    {"ipoa_mode", "?C1483|1577"},
-    {"ipoa_netmask", "?M"},
-    {"lan_bipaddr", "A"},
-    {"lan_if", "I1-7"},
-    {"lan_ipaddr", "A"},
-    {"lan_netmask", "M"},
-    {"log_block", "F"},
-    {"log_dos", "F"},
-    {"log_gateway", "F"},
-    {"log_login", "F"},
-    {"log_remote_ip", "?A"},
-    {"log_type", "?C0|1|2"},
-    {"mail_block", "F"},
-    {"mail_dos", "F"},
-    {"mail_enable", "F"},
-    {"mail_enable_auth", "F"},
-    {"mail_logfull", "F"},
-    {"mail_login", "?T0-63"},
-    {"mail_password", "?T0-63"},
-    {"mail_portscan", "F"},
-    {"mail_recipient", "?W0-127"},
-    {"mail_sendlog", "?C0|1|2|3|4"},
-    {"mail_server", "?O1-63"},
-    {"mail_sh_day", "?N0-6"},
-    {"mail_sh_hour", "?N0-23"},
-    {"ntp_custom", "F"},
-    {"ntp_server", "?O1-63"},
-    {"nvram_need_post", "F"},
-    {"pppoa_idle", "?N0-10080"},
-    {"pppoa_ipaddr", "?A"},
-    {"pppoa_password", "?T1-127!$`\"\\"},
-    {"pppoa_username", "?T1-127!$`\"\\"},
-    {"pppoe_idle", "?N0-10080"},
-    {"pppoe_ipaddr", "?A"},
-    {"pppoe_password", "?T1-127!$`\"\\"},
-    {"pppoe_service", "?W0-63b"},
-    {"pppoe_username", "?T1-127!$`\"\\"},
-    {"restore_default", "F"},
-    {"rt_rip_direction", "?C0|i|o|b"},
-    {"rt_rip_version", "?C1|2|2B"},
+     "telnet=.Z", 0x2000UL},
+    {"http_password", "?T0-63", 0x8UL},
+    {"http_timeout", "N1-1440", 0x8UL},
+    {"http_username", "?T1-63^:", 0x8UL},
+    {"ipoa_gateway", "?B", 0x80UL},
+    {"ipoa_ipaddr", "?B", 0x80UL},
+    {"ipoa_mode", "?C1483|1577", 0x80UL},
+    {"ipoa_netmask", "?M", 0x80UL},
+    {"lan_bipaddr", "A", 0x2UL},
+    {"lan_if", "I1-7", 0xa202UL},
+    {"lan_ipaddr", "B", 0x1a602UL},
+    {"lan_netmask", "M", 0x602UL},
+    {"log_block", "F", 0x400UL},
+    {"log_dos", "F", 0x400UL},
+    {"log_gateway", "F", 0x400UL},
+    {"log_login", "F", 0x400UL},
+    {"log_remote_ip", "?A", 0x400UL},
+    {"log_type", "?C0|1|2", 0x400UL},
+    {"mail_block", "F", 0x400UL},
+    {"mail_dos", "F", 0x400UL},
+    {"mail_enable", "F", 0x400UL},
+    {"mail_enable_auth", "F", 0x400UL},
+    {"mail_logfull", "F", 0x400UL},
+    {"mail_login", "?T0-63", 0x400UL},
+    {"mail_password", "?T0-63", 0x400UL},
+    {"mail_portscan", "F", 0x400UL},
+    {"mail_recipient", "?W0-127", 0x400UL},
+    {"mail_sendlog", "?C0|1|2|3|4", 0x4000UL},
+    {"mail_server", "?O1-63", 0x400UL},
+    {"mail_sh_day", "?N0-6", 0x4000UL},
+    {"mail_sh_hour", "?N0-23", 0x4000UL},
+    {"ntp_custom", "F", 0x800UL},
+    {"ntp_server", "?O1-63", 0x800UL},
+    {"nvram_need_post", "F", 0x0UL},
+    {"pppoa_idle", "?N0-10080", 0x80UL},
+    {"pppoa_ipaddr", "?B", 0x80UL},
+    {"pppoa_password", "?T1-127!$`\"\\", 0x80UL},
+    {"pppoa_username", "?T1-127!$`\"\\", 0x80UL},
+    {"pppoe_idle", "?N0-10080", 0x80UL},
+    {"pppoe_ipaddr", "?B", 0x80UL},
+    {"pppoe_password", "?T1-127!$`\"\\", 0x80UL},
+    {"pppoe_service", "?W0-63b", 0x80UL},
+    {"pppoe_username", "?T1-127!$`\"\\", 0x80UL},
+    {"restore_default", "F", 0x100000UL},
+    {"rt_rip_direction", "?C0|i|o|b", 0x20UL},
+    {"rt_rip_version", "?C1|2|2B", 0x20UL},
     {"rt_static_route", "?l\n"
      "name=:T1-29\n"
      "destination=:A\n"
      "netmask=:M\n"
-     "gateway=:A\n"
+     "gateway=:B\n"
      "metric=:N0-16\n"
      "export=:F\n"
-     "active=.F"},
-    {"time_daylight", "F"},
-    {"time_zone", "T1-63b"},
-    {"upgrade_default", "F"},
-    {"upnp_adv_time", "?N1-1440"},
-    {"upnp_enable", "F"},
-    {"upnp_ttl", "?N1-255"},
+     "active=.F", 0x10UL},
+    {"time_daylight", "F", 0x5404UL},
+    {"time_zone", "T1-63b", 0x5c04UL},
+    {"upgrade_default", "F", 0x2001UL},
+    {"upnp_adv_time", "?N1-1440", 0x8000UL},
+    {"upnp_enable", "F", 0x8000UL},
+    {"upnp_ttl", "?N1-255", 0x8000UL},
     {"vpn", "?p\n"
      "enabled=\002F\n"
      "name=\002T1-19b\n"
@@ -198,61 +199,96 @@ static const struct setting settings[] = {
      "option25=\002N0-255\n"
      "lifetime=\002N0-2147483647\n"
      "keepalive_address=\002Z\n"
-     "keepalive=.F"},
-    {"wan_account", "?L1-63"},
-    {"wan_dns1", "?A"},
-    {"wan_dns2", "?A"},
-    {"wan_dod", "F"},
-    {"wan_domain", "?O1-63"},
-    {"wan_dslmode", "?CMMODE|A2PMOD|GDMT|A2MOD"},
-    {"wan_encap", "C0|1"},
-    {"wan_fix_dns", "F"},
-    {"wan_ifname", "?I1-7"},
-    {"wan_iptype", "?CDynamic|Fixed"},
-    {"wan_macaddr", "?H"},
-    {"wan_mode", "?Cpppoe|pppoa|ipoa|dhcpc|ip|bridge"},
-    {"wan_mtu", "N576-1500"},
-    {"wan_pppoe_relay", "F"},
-    {"wan_vci", "N1-65535"},
-    {"wan_vpi", "N0-255"},
-    {"wifi_access_control", "F"},
+     "keepalive=.F", 0x3000UL},
+    {"wan_account", "?L1-63", 0x2UL},
+    {"wan_dns1", "?B", 0x280UL},
+    {"wan_dns2", "?B", 0x280UL},
+    {"wan_dod", "F", 0x80UL},
+    {"wan_domain", "?O1-63", 0x2UL},
+    {"wan_dslmode", "?CMMODE|A2PMOD|GDMT|A2MOD", 0xc0UL},
+    {"wan_encap", "C0|1", 0x80UL},
+    {"wan_fix_dns", "F", 0x280UL},
+    {"wan_ifname", "?I1-7", 0x80UL},
+    {"wan_iptype", "?CDynamic|Fixed", 0x80UL},
+    {"wan_macaddr", "?H", 0x480UL},
+    {"wan_mode", "?Cpppoe|pppoa|ipoa|dhcpc|ip|bridge", 0x380UL},
+    {"wan_mtu", "N576-1500", 0x80UL},
+    {"wan_pppoe_relay", "F", 0x80UL},
+    {"wan_vci", "N1-65535", 0x80UL},
+    {"wan_vpi", "N0-255", 0x80UL},
+    {"wifi_access_control", "F", 0x80000UL},
     {"wifi_access_list", "?l\n"
-     "station=.S17-127"},
-    {"wifi_auth_type", "?C1|2"},
-    {"wifi_broadcast_ssid", "F"},
-    {"wifi_channel", "N0-13"},
-    {"wifi_def_key", "?C1|2|3|4"},
-    {"wifi_dot11_iso", "F"},
-    {"wifi_dot11_mode", "?C1|2|3"},
-    {"wifi_features", "?N0-2147483647"},
-    {"wifi_if_on", "F"},
-    {"wifi_key1", "?X"},
-    {"wifi_key2", "?X"},
-    {"wifi_key3", "?X"},
-    {"wifi_key4", "?X"},
-    {"wifi_key_len", "?C64|128"},
-    {"wifi_passphraseKey", "?T0-63"},
-    {"wifi_present", "F"},
-    {"wifi_psk_pwd", "?T8-64!$`\"\\"},
-    {"wifi_radius_login_key", "?T0-64!$`\"\\"},
-    {"wifi_radius_port", "?P"},
-    {"wifi_radius_secret_len", "?N0-255"},
-    {"wifi_radius_server", "?A"},
-    {"wifi_region", "CAfrica|Asia|Australia|Canada|Europe|France|Israel|Japan|Mexico|South America|United States"},
-    {"wifi_ssid", "?T1-32!$\\"},
-    {"wifi_wds", "F"},
-    {"wifi_wds_apmode", "?Cpoint|multi|repeater"},
-    {"wifi_wds_bridge0mac", "?H"},
-    {"wifi_wds_bridge1mac", "?H"},
-    {"wifi_wds_bridge2mac", "?H"},
-    {"wifi_wds_bridge3mac", "?H"},
-    {"wifi_wds_bridge4mac", "?H"},
-    {"wifi_wds_repeater1mac", "?H"},
-    {"wifi_wds_repeater2mac", "?H"},
-    {"wifi_wds_repeater3mac", "?H"},
-    {"wifi_wds_repeater4mac", "?H"},
-    {"wifi_wep_on", "C0|1|2|3|4|5|6|7"},
-    {"wiz_language", "?CEnglish|German|Italian|French"},
+     "station=.S17-127", 0x80000UL},
+    {"wifi_auth_type", "?C1|2", 0x80000UL},
+    {"wifi_broadcast_ssid", "F", 0x80000UL},
+    {"wifi_channel", "N0-13", 0x80000UL},
+    {"wifi_def_key", "?C1|2|3|4", 0x80000UL},
+    {"wifi_dot11_iso", "F", 0x80000UL},
+    {"wifi_dot11_mode", "?C1|2|3", 0x80000UL},
+    {"wifi_features", "?N0-2147483647", 0x80000UL},
+    {"wifi_if_on", "F", 0x80000UL},
+    {"wifi_key1", "?X", 0x80000UL},
+    {"wifi_key2", "?X", 0x80000UL},
+    {"wifi_key3", "?X", 0x80000UL},
+    {"wifi_key4", "?X", 0x80000UL},
+    {"wifi_key_len", "?C64|128", 0x80000UL},
+    {"wifi_passphraseKey", "?T0-63", 0x80000UL},
+    {"wifi_present", "F", 0x100000UL},
+    {"wifi_psk_pwd", "?T8-64!$`\"\\", 0x80000UL},
+    {"wifi_radius_login_key", "?T0-64!$`\"\\", 0x80000UL},
+    {"wifi_radius_port", "?P", 0x80000UL},
+    {"wifi_radius_secret_len", "?N0-255", 0x80000UL},
+    {"wifi_radius_server", "?A", 0x80000UL},
+    {"wifi_region", "CAfrica|Asia|Australia|Canada|Europe|France|Israel|Japan|Mexico|South America|United States", 0x80000UL},
+    {"wifi_ssid", "?T1-32!$\\", 0x80000UL},
+    {"wifi_wds", "F", 0x80000UL},
+    {"wifi_wds_apmode", "?Cpoint|multi|repeater", 0x80000UL},
+    {"wifi_wds_bridge0mac", "?H", 0x80000UL},
+    {"wifi_wds_bridge1mac", "?H", 0x80000UL},
+    {"wifi_wds_bridge2mac", "?H", 0x80000UL},
+    {"wifi_wds_bridge3mac", "?H", 0x80000UL},
+    {"wifi_wds_bridge4mac", "?H", 0x80000UL},
+    {"wifi_wds_repeater1mac", "?H", 0x80000UL},
+    {"wifi_wds_repeater2mac", "?H", 0x80000UL},
+    {"wifi_wds_repeater3mac", "?H", 0x80000UL},
+    {"wifi_wds_repeater4mac", "?H", 0x80000UL},
+    {"wifi_wep_on", "C0|1|2|3|4|5|6|7", 0x80000UL},
+    {"wiz_language", "?CEnglish|German|Italian|French", 0x8UL},
+};
+
+const char *const settings_commands[] = {
+    "rc init",
+    "rc lan start",
+    "rc timezone start",
+    "rc httpd restart",
+    "rc route start",
+    "rc ripd restart",
+    "rc adsl restart",
+    "rc wan restart",
+    "rc service restart",
+    "rc dhcpd restart",
+    "rc syslogd restart",
+    "rc ntp restart",
+    "rc vpn restart",
+    "rc firewall restart",
+    "rc schedule restart",
+    "rc upnp restart",
+    "rc dnrd restart",
+    "rc wan_basic restart",
+    "rc ddns start",
+    "rc wlan restart",
+    "reboot",
+    NULL};
+
+static const struct before {
+    const char *key;
+    const char *command;
+} before[] = {
+    {"wiz_language", "rm -f /tmp/www"},
+    {"rt_static_route", "rc route stop"},
+    {"wan_vpi", "echo > /tmp/dsl_change"},
+    {"wan_vci", "echo > /tmp/dsl_change"},
+    {"wan_encap", "echo > /tmp/dsl_change"},
 };
 
 static char sentence[160];
@@ -322,7 +358,7 @@ static int read_address(const char *text, size_t size, unsigned long *address)
     *address = 0;
     for (part = 0; part < 4; ++part) {
         const size_t dot = part < 3 ? find(text, size, '.') : size;
-        if ((part < 3 && dot == size) || dot > 3 || !is_number(text, dot, 0, 255)) {
+        if ((part < 3 && dot == size) || dot > 3 || (dot > 1 && *text == '0') || !is_number(text, dot, 0, 255)) {
             return 0;
         }
         *address = *address << 8 | (unsigned long)read_whole(text, dot);
@@ -338,6 +374,14 @@ static int is_address(const char *text, size_t size)
 {
     unsigned long address;
     return read_address(text, size, &address);
+}
+
+static int is_host_address(const char *text, size_t size)
+{
+    unsigned long address;
+    const int is_read = read_address(text, size, &address);
+    const unsigned long net = address >> 24;
+    return is_read && net != 0 && net != 127 && net < 224;
 }
 
 static int is_netmask(const char *text, size_t size)
@@ -391,15 +435,28 @@ static int is_label(const char *text, size_t size)
     return size > 0 && text[0] != '-' && text[size - 1] != '-';
 }
 
+static int only_of(const char *text, size_t size, const char *characters)
+{
+    size_t i;
+    for (i = 0; i < size; ++i) {
+        if (strchr(characters, text[i]) == NULL) {
+            return 0;
+        }
+    }
+    return 1;
+}
+
 static int is_host(const char *text, size_t size)
 {
+    const char *whole = text;
+    const size_t whole_size = size;
     for (;;) {
         const size_t dot = find(text, size, '.');
         if (!is_label(text, dot)) {
             return 0;
         }
         if (dot == size) {
-            return 1;
+            return !only_of(text, size, "0123456789") || is_address(whole, whole_size);
         }
         text += dot + 1;
         size -= dot + 1;
@@ -423,17 +480,6 @@ static int is_ports(const char *text, size_t size)
     const long first = read_whole(text, dash);
     const long last = dash == size ? first : read_whole(text + dash + 1, size - dash - 1);
     return first >= 1 && last >= first && last <= 65535;
-}
-
-static int only_of(const char *text, size_t size, const char *characters)
-{
-    size_t i;
-    for (i = 0; i < size; ++i) {
-        if (strchr(characters, text[i]) == NULL) {
-            return 0;
-        }
-    }
-    return 1;
 }
 
 static int is_choice(const char *words, const char *text, size_t size)
@@ -535,6 +581,10 @@ static const char *check_plain(char form, const char *text, size_t size)
             return size == 1 && (*text == '0' || *text == '1') ? NULL : "is neither 0 nor 1";
         case 'A':
             return is_address(text, size) ? NULL : "is no address";
+        case 'B':
+            return is_host_address(text, size)  ? NULL
+                   : is_address(text, size) ? "is no address that a host can have"
+                                            : "is no address";
         case 'Z':
             return (size == 1 && *text == '0') || is_address(text, size) ? NULL : "is neither an address nor 0";
         case 'R':
@@ -659,12 +709,32 @@ static int count_parts(const char *rule, const char *text, size_t size, int most
     return count;
 }
 
+/* Separators that a record has beyond those between its fields. */
+static int separators_too_many(const char *rule, const char *text, size_t size)
+{
+    const char separator = strchr(rule, '=')[1];
+    int count = 0;
+    size_t i;
+    if (separator < ' ' || separator == '.') {
+        return 0;
+    }
+    for (i = 0; i < size; ++i) {
+        count += text[i] == separator;
+    }
+    while ((rule = strchr(rule, '\n')) != NULL) {
+        rule = strchr(rule, '=');
+        count -= rule[1] == separator;
+    }
+    return count;
+}
+
 static const char *check_record(const char *rule, struct place *place, const char *text, size_t size,
                                 int expected)
 {
     char reason[96];
     const int is_vpn = *rule == 'p';
     const int parts = count_parts(rule, text, size, expected);
+    int more;
     int i;
     if (parts < expected) {
         sprintf(reason, "has %d of %d fields", parts, expected);
@@ -672,6 +742,12 @@ static const char *check_record(const char *rule, struct place *place, const cha
     }
     if (parts > expected) {
         sprintf(reason, "has more than %d fields", expected);
+        return say(place, reason);
+    }
+    more = separators_too_many(rule, text, size);
+    if (more > 0) {
+        sprintf(reason, "has %d fields, not %d: \"%c\" ends a field, so no name can hold it", expected + more,
+                expected, strchr(rule, '=')[1]);
         return say(place, reason);
     }
     for (i = 0; i < expected; ++i) {
@@ -722,10 +798,37 @@ static int compare(const void *key, const void *setting)
     return strcmp(key, ((const struct setting *)setting)->key);
 }
 
+static const struct setting *find_setting(const char *key)
+{
+    return bsearch(key, settings, sizeof settings / sizeof settings[0], sizeof settings[0], compare);
+}
+
+int settings_needs(const char *key, const char *command)
+{
+    const struct setting *found = find_setting(key);
+    size_t i;
+    for (i = 0; found != NULL && settings_commands[i] != NULL; ++i) {
+        if (strcmp(settings_commands[i], command) == 0) {
+            return (found->commands >> i & 1) != 0;
+        }
+    }
+    return 0;
+}
+
+const char *settings_before(const char *key)
+{
+    size_t i;
+    for (i = 0; i < sizeof before / sizeof before[0]; ++i) {
+        if (strcmp(before[i].key, key) == 0) {
+            return before[i].command;
+        }
+    }
+    return NULL;
+}
+
 const char *settings_refuse(const char *key, const char *value)
 {
-    const struct setting *found =
-        bsearch(key, settings, sizeof settings / sizeof settings[0], sizeof settings[0], compare);
+    const struct setting *found = find_setting(key);
     struct place place = {key, 0, NULL, 0};
     const char *rule;
     char reason[96];

@@ -126,7 +126,9 @@ void explain_setting(const Description &setting)
     print_values(setting);
     print_reach(setting);
     print_row("set by", setting.set_by);
+    print_row("first run", setting.before);
     print_row("apply with", setting.apply);
+    print_row("stays", setting.stays);
     std::string related;
     for (const std::string &key : setting.related) {
         related += (related.empty() ? "" : " ") + key;
@@ -274,7 +276,9 @@ bench::Json json_setting(const Description &setting)
             {"else", json_or_null(phrase.empty() ? setting.advice : forms::phrase_of_any(phrase))},
             {"readers", readers},
             {"set_by", json_or_null(setting.set_by)},
+            {"before", json_or_null(setting.before)},
             {"apply", json_or_null(setting.apply)},
+            {"stays", json_or_null(setting.stays)},
             {"see_also", json_lines(setting.related)}};
 }
 

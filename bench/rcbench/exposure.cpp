@@ -353,11 +353,16 @@ Changes mode_settings(const Mode &mode)
     return settings;
 }
 
-// The runs of every mode that apply a change of a setting.
-std::vector<std::string> runs_for(const std::string &apply)
+// The runs that apply a change of a setting.
+std::vector<std::string> runs_for(const Description &setting)
 {
-    const std::string words(forms::words_of(apply));
-    return {words};
+    std::vector<std::string> runs;
+    for (const std::string &command : forms::apply_commands(setting)) {
+        if (command != "reboot") {
+            runs.emplace_back(forms::words_of(command));
+        }
+    }
+    return runs;
 }
 
 // ---- first pass: where a mark is seen
@@ -764,7 +769,7 @@ void Measuring::count(const Subject &subject)
     if (is_seen || (form != Form::kNumber && form != Form::kPort && form != Form::kChoice)) {
         return;
     }
-    const std::vector<std::string> readers = runs_for(subject.setting->apply);
+    const std::vector<std::string> readers = runs_for(*subject.setting);
     Changes settings = mode_settings(modes()[0]);
     put_value(settings, subject.setting->key, "7");
     for (const std::string &words : readers) {

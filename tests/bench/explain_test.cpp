@@ -39,6 +39,7 @@ TEST(Explain, ASetting)
               "  read        WAN bring-up (rc/wan/wan.cpp)\n"
               "    writes    /proc/led /tmp/dsl_change /tmp/wan_uptime /var/run/my_pid\n"
               "    runs      br2684ctl brctl cp echo ifconfig killall pppoe-relay ps rc route udhcpc\n"
+              "  first run   echo > /tmp/dsl_change\n"
               "  apply with  rc wan restart\n"
               "  see also    wan_vpi wan_vci\n");
 }

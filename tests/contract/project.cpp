@@ -226,6 +226,16 @@ std::string consequence_text(const forms::Consequence &wrong, const std::string 
     return text + "\n";
 }
 
+std::string apply_text(const forms::Description &setting)
+{
+    std::string text;
+    for (const std::string &command : forms::apply_commands(setting)) {
+        text +=
+            (text.empty() ? "" : ", ") + (command == "reboot" ? "a restart of the router" : code(command));
+    }
+    return text.empty() ? setting.apply : text;
+}
+
 std::string behaviour_text(const forms::Description &setting)
 {
     std::string text = choices_text(setting);
@@ -243,7 +253,9 @@ std::string behaviour_text(const forms::Description &setting)
         text += "- set by " + setting.set_by + "\n";
     }
     text += setting.is_secret ? "- secret\n" : "";
-    return text + "- applied by " + code(setting.apply) + "\n";
+    text += setting.before.empty() ? "" : "- before it is saved: " + code(setting.before) + "\n";
+    text += "- applied by " + apply_text(setting) + "\n";
+    return text + (setting.stays.empty() ? "" : "- left until the router restarts: " + setting.stays + "\n");
 }
 
 std::string related_text(const forms::Description &setting)

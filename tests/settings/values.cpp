@@ -53,6 +53,17 @@ std::string address(Random &random)
     return text;
 }
 
+std::string host_address(Random &random)
+{
+    for (;;) {
+        const std::string text = address(random);
+        const long net = forms::read_number(text);
+        if (net != 0 && net != 127 && net < 224) {
+            return text;
+        }
+    }
+}
+
 std::string words(Random &random, size_t least, size_t most)
 {
     const size_t size = least + below(random, most - least + 1);
@@ -77,6 +88,9 @@ std::string fine_text(Random &random, const Type &type, const Description &setti
         case Form::kChoice:
             return type.words[below(random, type.words.size())];
         case Form::kAddress:
+            return address(random);
+        case Form::kHostAddress:
+            return host_address(random);
         case Form::kAddressOrZero:
         case Form::kNetwork:
             return address(random);
@@ -134,6 +148,10 @@ std::string bad_text(Random &random)
                                  "192.168.0",
                                  "192.168.0.256",
                                  "192.168.0.9 ",
+                                 "192.168.010.9",
+                                 "127.0.0.1",
+                                 "224.0.0.1",
+                                 "198.51.100.999",
                                  "255.0.255.0",
                                  "1.2.3.4-1.2.3.3",
                                  "1.2.3.4/33",
