@@ -1,5 +1,5 @@
-/* What is wrong with a value that is about to be saved, and what puts it into effect. For web pages and other programs that write the
- * router's settings; see docs/settings-check.md. */
+/* What is wrong with a value that is about to be saved, and what puts it into effect. For web pages and other
+ * programs that write the router's settings; see docs/settings-check.md. */
 #ifndef SETTINGS_CHECK_H
 #define SETTINGS_CHECK_H
 

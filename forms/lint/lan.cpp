@@ -13,7 +13,15 @@ constexpr const char *kLeases = "/var/udhcpd.leases";
 void lint_own_address(const Store &store, const Net &lan, Findings &findings)
 {
     const std::string &text = store.get("lan_ipaddr");
-    if (read_netmask(store.get("lan_netmask")).value_or(0) > 30) {
+    const int bits = read_netmask(store.get("lan_netmask")).value_or(0);
+    constexpr int kFewest = 8;
+    constexpr int kMost = 30;
+    if (bits < kFewest) {
+        findings.add(Grade::kError, "lan-size", "lan_netmask",
+                     store.get("lan_netmask") +
+                         " takes much of the Internet for the LAN, which nobody on the "
+                         "LAN can reach then");
+    } else if (bits > kMost) {
         findings.add(Grade::kWarning, "lan-size", "lan_netmask", "leaves no room for hosts on the LAN");
     } else if (lan.address == lan.first() || lan.address == lan.last()) {
         findings

@@ -28,6 +28,52 @@ std::string days_of(const Record &record)
     return list;
 }
 
+std::string day_name(size_t day)
+{
+    constexpr const char *kNames[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                      "Thursday", "Friday", "Saturday"};
+    return kNames[day % 7];
+}
+
+std::string clock(long minutes)
+{
+    const long minute = minutes % 60;
+    return std::to_string(minutes / 60) + (minute < 10 ? ":0" : ":") + std::to_string(minute);
+}
+
+Claim wakes(long minutes, const std::string &days)
+{
+    return has("schedule create", "/etc/crontab",
+               std::to_string(minutes % 60) + " " + std::to_string(minutes / 60) + " * * " + days +
+                   " root /usr/sbin/rc schedule restart\n");
+}
+
+// Nothing closes it on the morning after a day on which it opens, unless that is one of its days too: then it
+// stays open until the next of its days ends.
+void lint_midnight(const Record &record, long start, long end, Findings &findings)
+{
+    const std::string &days = record["days"];
+    const auto is_on = [&](size_t day) { return days[day % 7] == '1'; };
+    size_t last = 0;
+    while (last < 7 && !(is_on(last) && !is_on(last + 1))) {
+        ++last;
+    }
+    if (last == 7) {
+        return;  // every day: it opens and closes as it says
+    }
+    size_t next = last + 2;
+    while (!is_on(next)) {
+        ++next;
+    }
+    findings
+        .add(Grade::kWarning, "schedule-midnight", "fw_schedule", record, "end_hour",
+             "ends after midnight, and " + day_name(last + 1) +
+                 " is none of its days; the router will look at " + clock(end) +
+                 " on its own days alone, so what opens on " + day_name(last) + " at " + clock(start) +
+                 " stays open until " + day_name(next) + " " + clock(end) + " or until rc is run")
+        .claims = {wakes(start, days_of(record)), wakes(end, days_of(record))};
+}
+
 Claim closed()
 {
     return runs("schedule start", "echo 0 > /proc/net/ipt_condition/schedule ");
@@ -52,25 +98,15 @@ void lint_record(const Record &record, Findings &findings)
     if (record.value("end_hour") == 24 && !is_whole_day) {
         findings
             .add(Grade::kWarning, "schedule-24", "fw_schedule", record, "end_hour",
-                 "cron knows no hour 24 and nothing closes it at midnight; the router will write such a line "
-                 "all "
-                 "the same; give 23:59")
-            .claims = {has("schedule create", "/etc/crontab",
-                           std::to_string(record.value("end_minute")) + " 24 * * " + days +
-                               " root /usr/sbin/rc schedule restart\n")};
+                 "the router will write a line for the hour 24, which cron does not know, so nothing closes "
+                 "it "
+                 "and it stays open; give 23:59")
+            .claims = {wakes(end, days)};
     } else if (start == end) {
         findings.add(Grade::kWarning, "schedule-empty", "fw_schedule", record, "",
-                     "ends when it begins, so it is never open; 0:0-24:0 is the whole day");
+                     "ends when it begins, so it does not open; 0:0-24:0 is the whole day");
     } else if (start > end && !is_whole_day) {
-        findings
-            .add(Grade::kWarning, "schedule-midnight", "fw_schedule", record, "end_hour",
-                 "ends after midnight; the router will close it on the days on which it opens, and what is "
-                 "after "
-                 "midnight counts for the day it is in")
-            .claims = {has("schedule create", "/etc/crontab",
-                           std::to_string(record.value("end_minute")) + " " +
-                               std::to_string(record.value("end_hour")) + " * * " + days +
-                               " root /usr/sbin/rc schedule restart\n")};
+        lint_midnight(record, start, end, findings);
     }
     if (record.number == 2) {
         findings.add(Grade::kWarning, "schedule-second", "fw_schedule", record, "",

@@ -49,6 +49,12 @@ std::optional<Ends> read_ends(const std::string &text)
                                    : std::optional<Ends>({text.substr(0, fourth), text.substr(at)});
 }
 
+// An interface of which the WAN address can be found.
+bool has_wan(const Store &store)
+{
+    return store.get("wan_ifname") == "ppp0" || store.get("wan_ifname") == "nas0";
+}
+
 struct Side {
     const char *type;
     const char *net;
@@ -116,6 +122,32 @@ MaybeFault policy_fault(const Record &policy)
     return policy["keying"] == "2" ? key_fault(policy) : std::nullopt;
 }
 
+// ---- the other end ----------------------------------------------------------------------------------------
+
+bool is_host_value(const char *key, const std::string &text)
+{
+    return refusals(*find_description(key), text).empty();
+}
+
+void lint_gateway(const Record &policy, bool has_wan, Findings &findings)
+{
+    const std::string &gateway = policy["gateway"];
+    const bool is_address = is_host_value("fix_gateway", gateway);
+    const bool is_name = is_host_value("ntp_server", gateway) && !read_address(gateway);
+    const std::string &type = policy["gateway_type"];
+    if (type == "0" || is_address || (type == "2" && is_name)) {
+        return;
+    }
+    Finding &finding =
+        findings.add(Grade::kError, "vpn-gateway", "vpn", policy, "gateway",
+                     "\"" + gateway + "\" is no " + (type == "1" ? "address" : "host name or address") +
+                         (type == "1" && is_name ? "; a host name needs gateway_type 2" : ""));
+    if (has_wan && policy["keying"] == "1") {
+        finding.message += "; the router will name it to the IPsec daemon as the peer";
+        finding.claims = {runs("vpn start", " --to --host " + gateway + " ")};
+    }
+}
+
 // ---- what a tunnel joins ----------------------------------------------------------------------------------
 
 Span span_of(const Record &policy, const Side &side)
@@ -174,9 +206,71 @@ void lint_names(const std::vector<Record> &policies, const Record &policy, Findi
     }
 }
 
-void lint_policy(const std::vector<Record> &policies, const Record &policy, Findings &findings)
+// Its reading does not end there, and yet it is no net: rc makes other addresses of it.
+bool lint_net(const Record &policy, const Side &side, Findings &findings)
+{
+    const long type = policy.value(side.type);
+    const std::string &net = policy[side.net];
+    const auto ends = read_ends(net);
+    const char *why = nullptr;
+    if (type == 2 && !read_address(net)) {
+        why = "is no address";
+    } else if (type == 3 && !(ends && read_address(ends->first) && read_address(ends->last))) {
+        why = "is no range first...last";
+    } else if (type == 4 && !(ends && read_address(ends->first) && read_netmask(ends->last))) {
+        why = "is no net address...netmask";
+    }
+    if (why != nullptr) {
+        findings.add(Grade::kError, "vpn-net", "vpn", policy, side.net,
+                     "\"" + net + "\" " + why + ", so the tunnel is for other hosts or for none");
+    }
+    return why == nullptr;
+}
+
+// The nets behind the router: the LAN, and what its active routes lead to.
+std::vector<Span> own_nets(const Store &store, const Net &lan)
+{
+    std::vector<Span> nets = {{lan.first(), lan.last()}};
+    for (const Record &route : fine_records(store, "rt_static_route")) {
+        if (route["active"] == "1") {
+            const Net net = {*read_address(route["destination"]), *read_address(route["netmask"])};
+            nets.push_back({net.first(), net.last()});
+        }
+    }
+    return nets;
+}
+
+void lint_sides(const Store &store, const Record &policy, Findings &findings)
+{
+    const bool is_local = lint_net(policy, kLocal, findings);
+    const bool is_remote = lint_net(policy, kRemote, findings);
+    const auto lan = lan_net(store);
+    if (!lan) {
+        return;
+    }
+    const std::vector<Span> nets = own_nets(store, *lan);
+    const Span local = span_of(policy, kLocal);
+    const bool is_own =
+        std::any_of(nets.begin(), nets.end(), [&](const Span &net) { return net.meets(local); });
+    if (is_local && !is_own) {
+        findings.add(Grade::kWarning, "vpn-local", "vpn", policy, "local_net",
+                     "no host of the LAN and of its routes is in \"" + policy["local_net"] +
+                         "\", so nobody uses the tunnel");
+    }
+    if (is_remote && policy["remote_type"] != "5" &&
+        span_of(policy, kRemote).meets({lan->first(), lan->last()})) {
+        findings.add(Grade::kError, "vpn-remote", "vpn", policy,
+                     policy["remote_type"] == "1" ? "gateway" : "remote_net",
+                     "the other side has addresses of the LAN, and no host can reach both");
+    }
+}
+
+void lint_policy(const Store &store, const std::vector<Record> &policies, const Record &policy,
+                 Findings &findings)
 {
     lint_names(policies, policy, findings);
+    lint_gateway(policy, has_wan(store), findings);
+    lint_sides(store, policy, findings);
     lint_meeting(policies, policy, findings);
     if (policy["keying"] == "1" && policy["psk"] == "0") {
         findings.add(Grade::kError, "psk-missing", "vpn", policy, "psk",
@@ -202,13 +296,12 @@ void lint_policy(const std::vector<Record> &policies, const Record &policy, Find
 void lint_vpn(const Store &store, Findings &findings)
 {
     const std::vector<Record> policies = fine_records(store, "vpn");
-    const bool has_wan = store.get("wan_ifname") == "ppp0" || store.get("wan_ifname") == "nas0";
     for (const Record &policy : policies) {
         if (const MaybeFault fault = policy_fault(policy)) {
             const std::string number = std::to_string(fault->number);
             Finding &finding = findings.add(Grade::kError, "vpn-error", "vpn", policy, fault->field,
                                             fault->why + " (error " + number + "); reading ends here");
-            if (has_wan) {
+            if (has_wan(store)) {
                 finding.message =
                     fault->why + "; the router will end its reading here, with error number " + number;
                 finding.claims = {prints("vpn start", "Error Number=" + number)};
@@ -216,7 +309,7 @@ void lint_vpn(const Store &store, Findings &findings)
             return;
         }
         if (policy["enabled"] == "1") {
-            lint_policy(policies, policy, findings);
+            lint_policy(store, policies, policy, findings);
         }
     }
 }

@@ -37,7 +37,10 @@ void lint_wep_key(const Store &store, int number, size_t size, Findings &finding
 
 void lint_wep(const Store &store, Findings &findings)
 {
-    findings.add(Grade::kWarning, "wep", "wifi_wep_on", "WEP is broken within minutes; choose 3 (WPA2-PSK)");
+    findings.add(
+        Grade::kWarning, "wep", "wifi_wep_on",
+        "anybody in reach finds out a WEP key within minutes; set wifi_wep_on to 3 (WPA2-PSK) and a password "
+        "in wifi_psk_pwd");
     if (!store.is_fine("wifi_key_len") || !store.is_fine("wifi_def_key")) {
         return;
     }

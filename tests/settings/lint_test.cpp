@@ -67,6 +67,15 @@ std::vector<Case> general_cases()
         {"character",
          {{"wan_account", "my router\x02"}},
          "wan_account: error: \"my router\\x02\" holds a control"},
+        {"fields",
+         {{"fw_services", "1:Buero:tcp:80-81\x01"}},
+         "fw_services: record 1: error: \"1:Buero:tcp:80-81\" has 5 fields, not 4: \":\" ends a field, so no "
+         "name can hold it; rc reads the fields that fit"},
+        {"fields",
+         {{"rt_static_route", "1:Buero:10.20.0.0:255.255.0.0:192.168.0.30:2:1:1\x01"}},
+         "rt_static_route: record 1: error: \"1:Buero:10.20.0.0:255.255.0.0:192.168.0....\" has 8 fields, "
+         "not "
+         "7: \":\" ends a field"},
         {"value",
          {{"fw_in_rules", "1:SSH:2:192.168.0.20:any:0\x01"}},
          "fw_in_rules: record 1: wan: error: \"any\" is"},
@@ -80,6 +89,29 @@ std::vector<Case> lan_cases()
         {"lan-address",
          {{"lan_ipaddr", "192.168.0.0"}},
          "lan_ipaddr: error: 192.168.0.0 is the number of its own"},
+        {"lan-address",
+         {{"lan_ipaddr", "192.168.0.255"}},
+         "lan_ipaddr: error: 192.168.0.255 is the broadcast address of its own net; the router will give it"},
+        {"value",
+         {{"lan_ipaddr", "127.0.0.1"}},
+         "lan_ipaddr: error: \"127.0.0.1\" is no address that a host can have; the router will give this "
+         "text to the LAN interface"},
+        {"value",
+         {{"lan_ipaddr", "224.0.0.1"}},
+         "lan_ipaddr: error: \"224.0.0.1\" is no address that a host"},
+        {"value", {{"lan_ipaddr", "0.0.0.0"}}, "lan_ipaddr: error: \"0.0.0.0\" is no address that a host"},
+        {"value",
+         {{"lan_ipaddr", "255.255.255.255"}},
+         "lan_ipaddr: error: \"255.255.255.255\" is no address"},
+        {"value", {{"lan_ipaddr", "192.168.010.1"}}, "lan_ipaddr: error: \"192.168.010.1\" is no address;"},
+        {"value",
+         {{"wan_fix_dns", "1"}, {"wan_dns1", "192.0.2.53"}, {"wan_dns2", "0.0.0.0"}},
+         "wan_dns2: error: \"0.0.0.0\" is no address that a host can have; the router will write this text "
+         "down as a name server"},
+        {"value",
+         {{"ntp_server", "198.51.100.999"}},
+         "ntp_server: error: \"198.51.100.999\" is no host name"},
+        {"lan-size", {{"lan_netmask", "0.0.0.0"}}, "lan_netmask: error: 0.0.0.0 takes much of the Internet"},
         {"lan-broadcast",
          {{"lan_bipaddr", "192.168.1.255"}},
          "lan_bipaddr: warning: the broadcast address of this"},
@@ -284,8 +316,17 @@ std::vector<Case> filter_cases()
          {{"fw_schedule", "1111111:8:0-8:0\x01"}},
          "fw_schedule: record 1: warning: ends when it"},
         {"schedule-midnight",
-         {{"fw_schedule", "1111111:22:0-6:0\x01"}},
-         "fw_schedule: record 1: end_hour: warning: ends after midnight"},
+         {{"fw_schedule", "0111110:22:0-6:5\x01"}},
+         "fw_schedule: record 1: end_hour: warning: ends after midnight, and Saturday is none of its days; "
+         "the "
+         "router will look at 6:05 on its own days alone, so what opens on Friday at 22:00 stays open until "
+         "Monday 6:05 or until rc is run ["},
+        {"schedule-midnight",
+         {{"fw_schedule", "0000001:22:0-6:0\x01"}},
+         "fw_schedule: record 1: end_hour: warning: ends after midnight, and Sunday is none of its days; the "
+         "router will look at 6:00 on its own days alone, so what opens on Saturday at 22:00 stays open "
+         "until "
+         "Saturday 6:00 or"},
         {"schedule-second",
          {{"fw_schedule",
            "1111111:8:0-9:0\x01"
@@ -306,14 +347,14 @@ std::vector<Case> filter_cases()
          "fw_schedule: record 1: warning: ends when it"},
         {"schedule-24",
          {{"fw_schedule", "1111111:8:0-24:0\x01"}},
-         "fw_schedule: record 1: end_hour: warning: cron knows no hour 24"},
+         "fw_schedule: record 1: end_hour: warning: the router will write a line for the hour 24"},
     };
 }
 
 std::vector<Case> radio_cases()
 {
     return {
-        {"wep", {{"wifi_wep_on", "1"}}, "wifi_wep_on: warning: WEP is broken"},
+        {"wep", {{"wifi_wep_on", "1"}}, "wifi_wep_on: warning: anybody in reach finds out"},
         {"open-network", {{"wifi_wep_on", "0"}}, "wifi_wep_on: warning: everybody in reach can join"},
         {"wep-key-length",
          {{"wifi_wep_on", "1"}, {"wifi_key_len", "128"}},
@@ -383,6 +424,30 @@ std::vector<Case> tunnel_cases()
         {"tunnels-meet",
          {{"vpn", tunnels(policy({}), policy({{"name", "b"}, {"remote_net", "10.1.2.0...255.255.255.0"}}))}},
          "vpn: record 2: remote_net: warning: joins nets that record 1 joins too"},
+        {"vpn-gateway",
+         {{"vpn", one("gateway", "198.51.100.999")}},
+         "vpn: record 1: gateway: error: \"198.51.100.999\" is no address; the router will name it to the "
+         "IPsec "
+         "daemon as the peer"},
+        {"vpn-gateway",
+         {{"vpn", one("gateway", "office.example.net")}},
+         "vpn: record 1: gateway: error: \"office.example.net\" is no address; a host name needs "
+         "gateway_type 2"},
+        {"vpn-gateway",
+         {{"vpn", tunnels(policy({{"gateway_type", "2"}, {"gateway", "-office"}}))}},
+         "vpn: record 1: gateway: error: \"-office\" is no host name or address"},
+        {"vpn-net",
+         {{"vpn", tunnels(policy({{"remote_type", "2"}, {"remote_net", "10.1.2.999"}}))}},
+         "vpn: record 1: remote_net: error: \"10.1.2.999\" is no address"},
+        {"vpn-net",
+         {{"vpn", one("local_net", "192.168.0.0...255.0.255.0")}},
+         "vpn: record 1: local_net: error: \"192.168.0.0...255.0.255.0\" is no net address...netmask"},
+        {"vpn-local",
+         {{"vpn", one("local_net", "192.168.1.0...255.255.255.0")}},
+         "vpn: record 1: local_net: warning: no host of the LAN and of its routes is in"},
+        {"vpn-remote",
+         {{"vpn", one("remote_net", "192.168.0.0...255.255.0.0")}},
+         "vpn: record 1: remote_net: error: the other side has addresses of the LAN"},
         {"psk-missing", {{"vpn", one("psk", "0")}}, "vpn: record 1: psk: error: automatic keying needs"},
         {"des", {{"vpn", one("encryption", "1")}}, "vpn: record 1: encryption: warning: DES is broken"},
         {"aggressive", {{"vpn", one("exchange", "1")}}, "vpn: record 1: exchange: note: aggressive mode"},
@@ -494,7 +559,12 @@ TEST(Lint, RoutersThatAreFine)
          {"wifi_psk_pwd", ""},
          {"wifi_radius_server", "192.168.0.9"},
          {"wifi_radius_login_key", "shared"}},
+        {{"wan_mode", "dhcpc"}, {"fw_schedule", "1111111:22:0-6:0\x01"}},
         {{"wan_mode", "dhcpc"}, {"vpn", tunnels(policy({}))}},
+        {{"wan_mode", "dhcpc"},
+         {"vpn", tunnels(policy({{"gateway_type", "2"}, {"gateway", "office.example.net"}}))}},
+        {{"wan_mode", "dhcpc"}, {"vpn", tunnels(policy({{"gateway_type", "0"}, {"gateway", "0"}}))}},
+        {{"wan_mode", "dhcpc"}, {"vpn", tunnels(policy({{"local_net", "10.20.0.0...255.255.255.0"}}))}},
     };
     for (const Settings &changes : all) {
         Settings whole = kNoNames;
