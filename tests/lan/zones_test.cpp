@@ -234,6 +234,8 @@ const Text kTexts[] = {
     // A zone without summer time.
     {"EST5\n", -300},
     {"EST+5\n", -300},
+    {"EST5:59\n", -359},
+    {"EST0\n", 0},
     {"EST-05\n", 300},
     {"Est-5:30", 330},
     {"IST-5:30:30\n", 330},
@@ -251,6 +253,9 @@ const Text kTexts[] = {
     {"EST5EDT,J74,J305\n", -240},
     {"EST5EDT,73/1,304/1:30:15\n", -240},
     {"EST5EDT,J197,J305\n", -300},
+    {"EST5EDT,J1,J365\n", -240},
+    {"EST5EDT,0,365\n", -240},
+    {"EST5EDT,M1.1.0,M12.5.6/24\n", -240},
     {"EST5EDT4,M10.5.0/24,M3.5.6/0\n", -300},
     // Anything else is UTC.
     {"", 0},
