@@ -1,13 +1,16 @@
 // nvram diff: what differs between two sets of settings, lists record by record and field by field.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 
 #include "forms/check.h"
 #include "forms/descriptions.h"
 #include "forms/escapes.h"
 #include "forms/lint/lint.h"
+#include "forms/nearest.h"
 #include "forms/program.h"
 #include "tools/settings_commands.h"
 
@@ -28,7 +31,15 @@ struct Change {
 struct Wish {
     bool is_json = false;
     bool shows_secrets = false;
+    bool shows_all = false;
     std::vector<std::string> files;
+};
+
+// The settings that one side alone has, where they are too many to be shown.
+struct Rest {
+    std::string side;  // "a" or "b"
+    std::string name;  // the file's
+    std::vector<std::string> keys;
 };
 
 Text find(const std::vector<Setting> &settings, const std::string &key)
@@ -150,7 +161,32 @@ std::string shown(const Text &text)
     return text ? "\"" + forms::escape(*text) + "\"" : "-";
 }
 
-void print_lines(const std::vector<Change> &changes)
+// Takes the settings that one side alone has off the changes when they are many: of a dump that holds a few
+// settings, the default ones that are not in it say nothing.
+std::vector<Rest> take_rests(std::vector<Change> &changes, const std::vector<std::string> &files)
+{
+    constexpr size_t kMost = 10;
+    std::vector<Rest> rests;
+    for (const bool is_first : {true, false}) {
+        const auto is_of_side = [&](const Change &change) {
+            return change.record == 0 && (is_first ? !change.after : !change.before);
+        };
+        const std::string &file = files[is_first ? 0 : 1];
+        Rest rest = {is_first ? "a" : "b", file == "--defaults" ? "the defaults" : forms::shown(file), {}};
+        for (const Change &change : changes) {
+            if (is_of_side(change)) {
+                rest.keys.push_back(change.key);
+            }
+        }
+        if (rest.keys.size() > kMost) {
+            std::erase_if(changes, is_of_side);
+            rests.push_back(rest);
+        }
+    }
+    return rests;
+}
+
+void print_lines(const std::vector<Change> &changes, const std::vector<Rest> &rests)
 {
     for (const Change &change : changes) {
         std::string where = forms::escape(change.key);
@@ -158,9 +194,12 @@ void print_lines(const std::vector<Change> &changes)
         where += change.field.empty() ? "" : ": " + change.field;
         printf("%s: %s -> %s\n", where.c_str(), shown(change.before).c_str(), shown(change.after).c_str());
     }
+    for (const Rest &rest : rests) {
+        printf("%zu settings are only in %s; --all lists them\n", rest.keys.size(), rest.name.c_str());
+    }
 }
 
-void print_json(const std::vector<Change> &changes)
+void print_json(const std::vector<Change> &changes, const std::vector<Rest> &rests)
 {
     nlohmann::ordered_json array = nlohmann::ordered_json::array();
     for (const Change &change : changes) {
@@ -177,6 +216,13 @@ void print_json(const std::vector<Change> &changes)
         one["after"] = change.after ? nlohmann::ordered_json(forms::escape(*change.after)) : nullptr;
         array.push_back(one);
     }
+    for (const Rest &rest : rests) {
+        nlohmann::ordered_json keys = nlohmann::ordered_json::array();
+        for (const std::string &key : rest.keys) {
+            keys.push_back(forms::escape(key));
+        }
+        array.push_back({{"only_in", rest.side}, {"count", rest.keys.size()}, {"keys", keys}});
+    }
     printf("%s\n", array.dump(2).c_str());
 }
 
@@ -190,10 +236,17 @@ Wish read_wish(const std::vector<std::string> &words)
 {
     Wish wish;
     size_t names = 0;
+    const std::pair<const char *, bool *> options[] = {
+        {"--json", &wish.is_json}, {"--secrets", &wish.shows_secrets}, {"--all", &wish.shows_all}};
     for (const std::string &word : words) {
-        wish.is_json = wish.is_json || word == "--json";
-        wish.shows_secrets = wish.shows_secrets || word == "--secrets";
-        if (word != "--json" && word != "--secrets") {
+        const auto *option = std::find_if(std::begin(options), std::end(options),
+                                          [&](const auto &one) { return word == one.first; });
+        if (option != std::end(options)) {
+            *option->second = true;
+        } else if (word.size() > 1 && word[0] == '-' && !names_a_kind(word)) {
+            throw forms::usage_error("diff knows no option \"" + forms::shown(word) + "\"" +
+                                     forms::did_you_mean(word, {"--json", "--secrets", "--all", "--defaults"}));
+        } else {
             wish.files.push_back(word);
             names += names_a_kind(word) ? 0 : 1;
         }
@@ -217,6 +270,8 @@ int diff_settings(const std::vector<std::string> &words)
     if (!wish.shows_secrets) {
         mask_secrets(changes);
     }
-    wish.is_json ? print_json(changes) : print_lines(changes);
-    return changes.empty() ? forms::kDone : forms::kNo;
+    const std::vector<Rest> rests =
+        wish.shows_all ? std::vector<Rest>() : take_rests(changes, wish.files);
+    wish.is_json ? print_json(changes, rests) : print_lines(changes, rests);
+    return changes.empty() && rests.empty() ? forms::kDone : forms::kNo;
 }

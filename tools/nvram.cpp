@@ -6,10 +6,10 @@
 
 #include <sys/stat.h>
 #include <algorithm>
-#include <iterator>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +17,7 @@
 #include "forms/escapes.h"
 #include "forms/files.h"
 #include "forms/known.h"
+#include "forms/nearest.h"
 #include "forms/program.h"
 #include "forms/settings.h"
 #include "forms/store.h"
@@ -281,17 +282,21 @@ int command_load(const Names &names, const Words &)
 // A file that is named, else the store that the options name.
 int command_lint(const Names &names, const Words &words)
 {
-    const auto is_option = [](const std::string &word) { return word == "--json"; };
-    const Words files = [&] {
-        Words left;
-        std::copy_if(words.begin(), words.end(), std::back_inserter(left),
-                     [&](const std::string &word) { return !is_option(word); });
-        return left;
-    }();
+    bool is_json = false;
+    Words files;
+    for (const std::string &word : words) {
+        if (word == "--json") {
+            is_json = true;
+        } else if (word.size() > 1 && word[0] == '-') {
+            throw forms::usage_error("lint knows no option \"" + shown(word) + "\"" +
+                                     forms::did_you_mean(word, {"--json", "--help"}));
+        } else {
+            files.push_back(word);
+        }
+    }
     if (files.size() > 1) {
         throw forms::usage_error("lint takes one file at most");
     }
-    const bool is_json = files.size() != words.size();
     if (!files.empty()) {
         return lint_settings(read_any_settings(files[0]), is_json);
     }
@@ -327,41 +332,103 @@ struct Command {
     size_t most_words;
     bool needs_both;  // a store and a flash image, both named
     int (*run)(const Names &, const Words &);
+    const char *about;  // of the command's own help, below its row
+    const char *no = nullptr;
 };
 
 constexpr Command kCommands[] = {
-    {{"get", "KEY", "print the value"}, 1, 1, false, command_get},
-    {{"set", "KEY=VALUE...", "change or add entries"}, 1, kAnyNumber, false, command_set},
-    {{"unset", "KEY...", "remove entries"}, 1, kAnyNumber, false, command_unset},
-    {{"show", "", "print header and entries"}, 0, 0, false, command_show},
+    {{"get", "KEY", "print the value"},
+     1,
+     1,
+     false,
+     command_get,
+     "Prints the value of an entry, byte for byte, and a line end. A store is read as the router reads it, "
+     "damaged or not; a flash image must be sound.",
+     "no such key, or damage"},
+    {{"set", "KEY=VALUE...", "change or add entries"},
+     1,
+     kAnyNumber,
+     false,
+     command_set,
+     "Changes entries in place or adds them at the end. The value is taken as it is, without escapes. A "
+     "missing or empty file is a store without entries.",
+     "damage"},
+    {{"unset", "KEY...", "remove entries"},
+     1,
+     kAnyNumber,
+     false,
+     command_unset,
+     "Removes entries. Every key must be there.",
+     "no such key, or damage"},
+    {{"show", "", "print header and entries"},
+     0,
+     0,
+     false,
+     command_show,
+     "Prints what the file is, the header of a flash image, and the entries. Everything except the entries is "
+     "behind a \"#\", so that the output can be imported.",
+     "damage"},
     {{"export", "", "print the entries as text, key=value, with \\n \\t \\\\ \\xHH"},
      0,
      0,
      false,
-     command_export},
-    {{"import", "TEXTFILE", "make the entries of a text the whole store"}, 1, 1, false, command_import},
-    {{"check", "", "report damage with its place"}, 0, 0, false, command_check},
+     command_export,
+     "Prints the entries as text, one a line.",
+     "damage"},
+    {{"import", "TEXTFILE", "make the entries of a text the whole store"},
+     1,
+     1,
+     false,
+     command_import,
+     "Makes the entries of a text the whole store; \"-\" is standard input. A flash image may be missing, blank "
+     "or damaged before; its bytes outside header and store stay."},
+    {{"check", "", "report damage with its place"},
+     0,
+     0,
+     false,
+     command_check,
+     "Reports all damage, each with the byte of the file where it is.",
+     "damage"},
     {{"lint", "[--json] [FILE]", "say what is wrong with the settings and what the router will do"},
      0,
-     2,
+     kAnyNumber,
      false,
-     command_lint},
-    {{"diff", "[--json] [--secrets] A B",
+     command_lint,
+     "Says what is wrong with settings, one line a finding: key, record and field, grade (error, warning, "
+     "note), what is wrong, what the router will do with it where a run of rc shows that, and in brackets the "
+     "finding's name. FILE is a text, a store or a flash image; without it the store of the options is read. "
+     "Settings that are not there count with their defaults.\n\n"
+     "  --json   an array of objects: key, grade, code, message, and where they apply\n"
+     "           record, field, field_name",
+     "there are findings above a note"},
+    {{"diff", "[--json] [--secrets] [--all] A B",
       "compare two files of any kind, or --defaults and one; secrets are masked"},
      1,
-     6,
+     kAnyNumber,
      false,
-     command_diff},
+     command_diff,
+     "Says what differs between two files, each a text, a store, a flash image or --defaults for the default "
+     "settings; lists record by record and field by field. Of more than ten settings that only one of them has, "
+     "their number.\n\n"
+     "  --all      every setting that only one of them has\n"
+     "  --json     an array of objects: key, before, after, and where they apply\n"
+     "             record, field, field_name\n"
+     "  --secrets  passwords and keys as they are",
+     "there are differences"},
     {{"commit", "", "with -f STORE and --flash IMAGE: write the store into the image"},
      0,
      0,
      true,
-     command_commit},
+     command_commit,
+     "Writes the store into the flash image, as the router does. The image is made when it is missing.",
+     "damage"},
     {{"load", "", "with -f STORE and --flash IMAGE: write the image's store to the store"},
      0,
      0,
      true,
-     command_load},
+     command_load,
+     "Writes the store of the flash image to the store, as the router does at boot.",
+     "damage"},
 };
 
 void name_store(Names &names, const std::string &path)
@@ -411,8 +478,30 @@ forms::Program program_of(Names &names)
     return program;
 }
 
+bool asks_for_help(const std::string &word)
+{
+    return word == "--help" || word == "-h" || word == "--version";
+}
+
+// The command's own help. A key may begin with "-", so that only a word by itself asks for it, or any of those
+// of a command that has options.
+void help_with(const Command &command, const Words &words)
+{
+    const bool has_options = strstr(command.row.arguments, "[--") != nullptr;
+    const auto asked = std::find_if(words.begin(), words.end(), asks_for_help);
+    if (asked == words.end() || (words.size() > 1 && !has_options)) {
+        return;
+    }
+    const std::string files = command.needs_both ? "-f STORE --flash IMAGE" : "[-f STORE | --defaults FILE | --flash IMAGE]";
+    const std::string usage = files + " " + command.row.name + (*command.row.arguments == '\0' ? "" : " ") +
+                              command.row.arguments;
+    (void)forms::read_options(
+        {.name = "nvram", .usage = {usage.c_str()}, .about = command.about, .no = command.no}, {*asked});
+}
+
 int run_command(const Command &command, const Names &names, const Words &words)
 {
+    help_with(command, words);
     const std::string name = command.row.name;
     if (words.size() < command.least_words || words.size() > command.most_words) {
         throw forms::usage_error("say \"nvram " + name + (*command.row.arguments == '\0' ? "" : " ") +

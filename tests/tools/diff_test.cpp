@@ -70,6 +70,41 @@ TEST_F(NvramDiff, TheDefaultsOnEitherSide)
     }
 }
 
+// Of a dump with a few settings, those that are not in it are no news.
+TEST_F(NvramDiff, ManySettingsOfOneSideAreANumber)
+{
+    put("few", {{"wan_mtu", "1400"}, {"wan_mtuu", "1"}});
+    const size_t others = settings_test::default_store().size() - 1;
+    const std::string number = std::to_string(others);
+    const Ran ran = diff("--defaults few.text");
+    EXPECT_EQ(ran.output, "wan_mtu: \"1492\" -> \"1400\"\nwan_mtuu: - -> \"1\"\n" + number +
+                              " settings are only in the defaults; --all lists them\n");
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_EQ(diff("few.flash --defaults").output,
+              "wan_mtu: \"1400\" -> \"1492\"\nwan_mtuu: \"1\" -> -\n" + number +
+                  " settings are only in the defaults; --all lists them\n");
+    const std::string all = diff("--all --defaults few.text").output;
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), static_cast<long>(others) + 2);
+    EXPECT_NE(all.find("wan_mode: \"pppoe\" -> -\n"), std::string::npos);
+    Settings ten;
+    for (int i = 0; i < 11; ++i) {
+        ten.push_back({"key" + std::to_string(i), "x"});
+    }
+    put("eleven", ten);
+    ten.pop_back();
+    put("ten", ten);
+    folder_.file("none.text", "");
+    EXPECT_EQ(diff("eleven.text none.text").output, "11 settings are only in eleven.text; --all lists them\n");
+    EXPECT_EQ(diff("none.text eleven.text").status, 1);
+    const std::string each = diff("ten.text none.text").output;
+    EXPECT_EQ(std::count(each.begin(), each.end(), '\n'), 10);
+    EXPECT_EQ(diff("--json none.text eleven.text").output,
+              "[\n  {\n    \"only_in\": \"b\",\n    \"count\": 11,\n    \"keys\": [\n"
+              "      \"key0\",\n      \"key1\",\n      \"key2\",\n      \"key3\",\n      \"key4\",\n"
+              "      \"key5\",\n      \"key6\",\n      \"key7\",\n      \"key8\",\n      \"key9\",\n"
+              "      \"key10\"\n    ]\n  }\n]\n");
+}
+
 TEST_F(NvramDiff, AFileMayBeNamedByAnOption)
 {
     put("old", kOld);
@@ -158,6 +193,8 @@ TEST_F(NvramDiff, WhatCannotBeCompared)
     EXPECT_EQ(diff("a.text").errors, more);
     EXPECT_EQ(diff("a.text a.store a.flash").errors, more);
     EXPECT_EQ(diff("a.text a.store a.flash").status, 2);
+    EXPECT_EQ(diff("--jsno a.text a.store").errors,
+              "nvram: diff knows no option \"--jsno\" (did you mean --json?); see nvram --help\n");
     EXPECT_EQ(diff("a.text missing").errors, "nvram: cannot read missing: No such file or directory\n");
     for (const char *other : {"missing", "damaged", "words", "."}) {
         const Ran ran = diff("a.text "s + other);
@@ -165,6 +202,45 @@ TEST_F(NvramDiff, WhatCannotBeCompared)
         EXPECT_EQ(ran.output, "") << other;
         EXPECT_EQ(std::count(ran.errors.begin(), ran.errors.end(), '\n'), 1) << ran.errors;
     }
+}
+
+TEST(NvramHelp, EachCommandHasItsOwn)
+{
+    const Folder folder;
+    for (const char *name :
+         {"get", "set", "unset", "show", "export", "import", "check", "lint", "diff", "commit", "load"}) {
+        for (const char *word : {" --help", " -h"}) {
+            const Ran ran = folder.run(NVRAM_TOOL " "s + name + word);
+            EXPECT_EQ(ran.status, 0) << name << ran.errors;
+            EXPECT_EQ(ran.output.rfind("usage: nvram ", 0), 0U) << ran.output;
+            EXPECT_NE(ran.output.find(" "s + name), std::string::npos) << ran.output;
+            EXPECT_NE(ran.output.find("Exit status: 0 done; "), std::string::npos) << ran.output;
+            EXPECT_EQ(ran.errors, "") << name;
+        }
+    }
+    const Ran lint = folder.run(NVRAM_TOOL " lint --help");
+    EXPECT_EQ(lint.output,
+              "usage: nvram [-f STORE | --defaults FILE | --flash IMAGE] lint [--json] [FILE]\n"
+              "Says what is wrong with settings, one line a finding: key, record and field,\n"
+              "grade (error, warning, note), what is wrong, what the router will do with it\n"
+              "where a run of rc shows that, and in brackets the finding's name. FILE is a\n"
+              "text, a store or a flash image; without it the store of the options is read.\n"
+              "Settings that are not there count with their defaults.\n"
+              "  --json   an array of objects: key, grade, code, message, and where they apply\n"
+              "           record, field, field_name\n"
+              "\n"
+              "  --help                 this text\n"
+              "  --version              the version\n"
+              "\n"
+              "Exit status: 0 done; 1 there are findings above a note; 2 wrong options or\n"
+              "unusable input; 3 it could not be done, was cut off, or its output could not be\n"
+              "written.\n");
+    EXPECT_EQ(folder.run(NVRAM_TOOL " diff --defaults x --help").status, 0);
+    // A key may begin with "-".
+    folder.file("store", forms::store_bytes({{"--help", "x"}, {"a", "y"}}));
+    EXPECT_EQ(folder.run(NVRAM_TOOL " -f store unset --help a").status, 0);
+    EXPECT_EQ(folder.run(NVRAM_TOOL " lint --jsn").errors,
+              "nvram: lint knows no option \"--jsn\" (did you mean --json?); see nvram --help\n");
 }
 
 TEST(NvramLint, StatusesAndKindsOfFile)
