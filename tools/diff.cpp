@@ -244,8 +244,9 @@ Wish read_wish(const std::vector<std::string> &words)
         if (option != std::end(options)) {
             *option->second = true;
         } else if (word.size() > 1 && word[0] == '-' && !names_a_kind(word)) {
-            throw forms::usage_error("diff knows no option \"" + forms::shown(word) + "\"" +
-                                     forms::did_you_mean(word, {"--json", "--secrets", "--all", "--defaults"}));
+            throw forms::usage_error(
+                "diff knows no option \"" + forms::shown(word) + "\"" +
+                forms::did_you_mean(word, {"--json", "--secrets", "--all", "--defaults"}));
         } else {
             wish.files.push_back(word);
             names += names_a_kind(word) ? 0 : 1;
@@ -270,8 +271,7 @@ int diff_settings(const std::vector<std::string> &words)
     if (!wish.shows_secrets) {
         mask_secrets(changes);
     }
-    const std::vector<Rest> rests =
-        wish.shows_all ? std::vector<Rest>() : take_rests(changes, wish.files);
+    const std::vector<Rest> rests = wish.shows_all ? std::vector<Rest>() : take_rests(changes, wish.files);
     wish.is_json ? print_json(changes, rests) : print_lines(changes, rests);
     return changes.empty() && rests.empty() ? forms::kDone : forms::kNo;
 }

@@ -365,7 +365,8 @@ constexpr Command kCommands[] = {
      0,
      false,
      command_show,
-     "Prints what the file is, the header of a flash image, and the entries. Everything except the entries is "
+     "Prints what the file is, the header of a flash image, and the entries. Everything except the entries "
+     "is "
      "behind a \"#\", so that the output can be imported.",
      "damage"},
     {{"export", "", "print the entries as text, key=value, with \\n \\t \\\\ \\xHH"},
@@ -380,7 +381,8 @@ constexpr Command kCommands[] = {
      1,
      false,
      command_import,
-     "Makes the entries of a text the whole store; \"-\" is standard input. A flash image may be missing, blank "
+     "Makes the entries of a text the whole store; \"-\" is standard input. A flash image may be missing, "
+     "blank "
      "or damaged before; its bytes outside header and store stay."},
     {{"check", "", "report damage with its place"},
      0,
@@ -395,7 +397,8 @@ constexpr Command kCommands[] = {
      false,
      command_lint,
      "Says what is wrong with settings, one line a finding: key, record and field, grade (error, warning, "
-     "note), what is wrong, what the router will do with it where a run of rc shows that, and in brackets the "
+     "note), what is wrong, what the router will do with it where a run of rc shows that, and in brackets "
+     "the "
      "finding's name. FILE is a text, a store or a flash image; without it the store of the options is read. "
      "Settings that are not there count with their defaults.\n\n"
      "  --json   an array of objects: key, grade, code, message, and where they apply\n"
@@ -408,7 +411,8 @@ constexpr Command kCommands[] = {
      false,
      command_diff,
      "Says what differs between two files, each a text, a store, a flash image or --defaults for the default "
-     "settings; lists record by record and field by field. Of more than ten settings that only one of them has, "
+     "settings; lists record by record and field by field. Of more than ten settings that only one of them "
+     "has, "
      "their number.\n\n"
      "  --all      every setting that only one of them has\n"
      "  --json     an array of objects: key, before, after, and where they apply\n"
@@ -483,8 +487,8 @@ bool asks_for_help(const std::string &word)
     return word == "--help" || word == "-h" || word == "--version";
 }
 
-// The command's own help. A key may begin with "-", so that only a word by itself asks for it, or any of those
-// of a command that has options.
+// The command's own help. A key may begin with "-", so that only a word by itself asks for it, or any of
+// those of a command that has options.
 void help_with(const Command &command, const Words &words)
 {
     const bool has_options = strstr(command.row.arguments, "[--") != nullptr;
@@ -492,9 +496,10 @@ void help_with(const Command &command, const Words &words)
     if (asked == words.end() || (words.size() > 1 && !has_options)) {
         return;
     }
-    const std::string files = command.needs_both ? "-f STORE --flash IMAGE" : "[-f STORE | --defaults FILE | --flash IMAGE]";
-    const std::string usage = files + " " + command.row.name + (*command.row.arguments == '\0' ? "" : " ") +
-                              command.row.arguments;
+    const std::string files =
+        command.needs_both ? "-f STORE --flash IMAGE" : "[-f STORE | --defaults FILE | --flash IMAGE]";
+    const std::string usage =
+        files + " " + command.row.name + (*command.row.arguments == '\0' ? "" : " ") + command.row.arguments;
     (void)forms::read_options(
         {.name = "nvram", .usage = {usage.c_str()}, .about = command.about, .no = command.no}, {*asked});
 }

@@ -109,12 +109,10 @@ void lint_server(const Store &store, const Record &record, const VirtualServer &
     const Claim forwards =
         has(kCreate, kRules, std::string(" --dport ") + server.port + " -j DNAT --to " + host + "\n");
     const auto lan = lan_net(store);
-    if (lan && (!lan->holds(*address) || lan->address == *address)) {
+    if (const NoHost none = lan ? no_host(*lan, *address, "server") : NoHost(); !none.code.empty()) {
         findings
-            .add(Grade::kError, lan->holds(*address) ? "server-is-router" : "server-outside-lan",
-                 "fw_vs_serverA", record, server.field,
-                 host + (lan->holds(*address) ? " is the router itself" : " is not on the LAN") +
-                     "; the router will forward to it all the same")
+            .add(Grade::kError, none.code.c_str(), "fw_vs_serverA", record, server.field,
+                 host + " " + none.why + "; the router will forward to it all the same")
             .claims = {forwards};
     }
     lint_let_in(store, record, server, forwards, findings);
@@ -124,7 +122,16 @@ void lint_server(const Store &store, const Record &record, const VirtualServer &
 void lint_servers(const Store &store, Findings &findings)
 {
     const std::vector<Record> records = fine_records(store, "fw_vs_serverA");
-    if (records.empty() || !store.is_fine("fw_vs_enableA") || store.get("fw_vs_enableA").empty()) {
+    if (!store.is_fine("fw_vs_enableA") || store.number("fw_vs_enableA") == 0) {
+        return;
+    }
+    if (store.get("fw_vs_serverA").empty()) {
+        findings
+            .add(Grade::kWarning, "server-missing", "fw_vs_serverA",
+                 "servers are on in fw_vs_enableA and none has an address; the router will forward nothing")
+            .claims = {lacks(kCreate, kRules, "-t nat -A VS ")};
+    }
+    if (records.empty()) {
         return;
     }
     for (const VirtualServer &server : servers()) {
@@ -143,11 +150,11 @@ void lint_dmz(const Store &store, Findings &findings)
     if (!store.begins("fw_dmz_enable", '1') || !host || !lan) {
         return;
     }
-    if (!lan->holds(*host) || *host == lan->address) {
+    if (const NoHost none = no_host(*lan, *host, "dmz"); !none.code.empty()) {
         findings
-            .add(Grade::kError, lan->holds(*host) ? "dmz-is-router" : "dmz-outside-lan", "fw_dmz",
-                 store.get("fw_dmz") + (lan->holds(*host) ? " is the router itself" : " is not on the LAN") +
-                     "; the router will send everything there all the same")
+            .add(
+                Grade::kError, none.code.c_str(), "fw_dmz",
+                store.get("fw_dmz") + " " + none.why + "; the router will send everything there all the same")
             .claims = {has(kCreate, kRules, " -p ! icmp -j DNAT --to " + store.get("fw_dmz") + "\n")};
     }
 }
@@ -223,12 +230,36 @@ void lint_remote_port(const Store &store, Findings &findings)
     }
 }
 
+// Nobody on the Internet has an address of the LAN.
+void lint_remote_senders(const Store &store, Findings &findings)
+{
+    std::vector<std::string> keys;
+    const std::string &type = store.get("fw_remote_type");
+    if (type == "1") {
+        keys = {"fw_remote_single"};
+    } else if (type == "2") {
+        keys = {"fw_remote_range_start", "fw_remote_range_end"};
+    }
+    for (int i = 1; type == "4" && i <= 10; ++i) {
+        keys.push_back("fw_remote_list1_ip" + std::to_string(i));
+    }
+    const auto lan = lan_net(store);
+    for (const std::string &key : keys) {
+        const auto address = store.address(key);
+        if (lan && address && lan->holds(*address)) {
+            findings.add(Grade::kWarning, "sender-on-lan", key,
+                         store.get(key) + " is on the LAN, and remote management is for those who are not");
+        }
+    }
+}
+
 void lint_remote(const Store &store, Findings &findings)
 {
     if (store.number("fw_remote") != 1 || !store.is_fine("fw_remote_port")) {
         return;
     }
     lint_remote_users(store, findings);
+    lint_remote_senders(store, findings);
     lint_remote_port(store, findings);
     if (store.get("http_password").empty()) {
         findings

@@ -65,6 +65,11 @@ struct Net {
     bool holds(uint32_t other) const { return (other & mask) == (address & mask); }
     uint32_t first() const { return address & mask; }
     uint32_t last() const { return address | ~mask; }
+    // Its number or its broadcast address, which no host has.
+    bool ends_with(uint32_t other) const
+    {
+        return last() - first() > 2 && (other == first() || other == last());
+    }
 };
 std::optional<Net> lan_net(const Store &store);
 
@@ -76,6 +81,16 @@ struct Span {
 };
 // One address, a range or a net.
 std::optional<Span> read_span(const std::string &text);
+
+// The hardware address of one device: neither nothing nor a group's.
+bool is_one_device(const std::string &hardware);
+
+// Why traffic for this LAN address gets nowhere, with the finding's name; empty: it does.
+struct NoHost {
+    std::string code;
+    std::string why;
+};
+NoHost no_host(const Net &lan, uint32_t address, const std::string &front);
 
 // What an inbound access rule sends to a LAN host.
 struct Forwarding {
@@ -90,6 +105,7 @@ struct Forwarding {
 std::optional<std::vector<Forwarding>> forwardings(const Store &store);
 
 void lint_values(const Store &store, const std::vector<Setting> &settings, Findings &findings);
+void lint_texts(const Store &store, Findings &findings);
 void lint_lan(const Store &store, Findings &findings);
 void lint_wan(const Store &store, Findings &findings);
 void lint_rules(const Store &store, Findings &findings);

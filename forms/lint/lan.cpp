@@ -1,5 +1,6 @@
 // The LAN: its addresses, the DHCP server's pool and reservations, static routes.
 #include <algorithm>
+#include <utility>
 
 #include "forms/lint/internal.h"
 
@@ -143,9 +144,13 @@ void lint_reservations(const Store &store, const Net &lan, Findings &findings)
                      record["address"] + " is not in the DHCP pool; the router will not reserve it")
                 .claims = {
                 lacks("dhcpd create", kLeases, address_bytes(address) + std::string("\x01\xe1\x33\x80"))};
-        } else if (!lan.holds(address)) {
-            findings.add(Grade::kError, "reserved-outside-lan", "dhcp_reserved", record, "address",
-                         record["address"] + " is not on the LAN");
+        } else if (const NoHost none = no_host(lan, address, "reserved"); !none.code.empty()) {
+            findings.add(Grade::kError, none.code.c_str(), "dhcp_reserved", record, "address",
+                         record["address"] + " " + none.why);
+        }
+        if (!is_one_device(record["hardware"])) {
+            findings.add(Grade::kWarning, "no-device", "dhcp_reserved", record, "hardware",
+                         record["hardware"] + " is the hardware address of no single device");
         }
     }
 }
@@ -190,15 +195,38 @@ void lint_route(const Record &route, const Net &lan, Findings &findings)
             .claims = {
             runs("route start", "/sbin/route add -net " + network + " netmask " + route["netmask"] + " gw ")};
     }
-    if (const auto gateway = read_address(route["gateway"]); gateway && !lan.holds(*gateway)) {
+    const uint32_t gateway = *read_address(route["gateway"]);
+    if (gateway == lan.address) {
+        findings.add(Grade::kError, "route-to-itself", "rt_static_route", route, "gateway",
+                     route["gateway"] + " is the router itself, which is no way to another net");
+    } else if (!lan.holds(gateway)) {
         findings.add(Grade::kNote, "route-gateway", "rt_static_route", route, "gateway",
                      route["gateway"] + " is not on the LAN");
+    }
+    if ((address & mask) == lan.first() && mask == lan.mask) {
+        findings.add(Grade::kError, "route-to-lan", "rt_static_route", route, "destination",
+                     "this is the LAN, which the router reaches without a route");
     }
     if (mask == 0xffffffffU && route["export"] == "1") {
         findings
             .add(Grade::kWarning, "route-exported", "rt_static_route", route, "export",
                  "the router will list this host in /tmp/sroute with the prefix length 0")
             .claims = {has("route start", "/tmp/sroute", network + " 0 " + route["gateway"] + "\n")};
+    }
+}
+
+// Two ways to one net: the kernel takes the one with the smaller metric.
+void lint_same_net(const std::vector<Record> &routes, const Record &route, Findings &findings)
+{
+    const auto net_of = [](const Record &one) {
+        return std::pair(*read_address(one["destination"]) & *read_address(one["netmask"]), one["netmask"]);
+    };
+    for (const Record &earlier : routes) {
+        if (earlier.number < route.number && earlier["active"] == "1" && net_of(earlier) == net_of(route)) {
+            findings.add(Grade::kWarning, "route-twice", "rt_static_route", route, "destination",
+                         "record " + std::to_string(earlier.number) + " leads to this net too");
+            return;
+        }
     }
 }
 
@@ -213,9 +241,11 @@ void lint_lan(const Store &store, Findings &findings)
     lint_own_address(store, *lan, findings);
     lint_pool(store, *lan, findings);
     lint_reservations(store, *lan, findings);
-    for (const Record &route : fine_records(store, "rt_static_route")) {
+    const std::vector<Record> routes = fine_records(store, "rt_static_route");
+    for (const Record &route : routes) {
         if (route["active"] == "1") {
             lint_route(route, *lan, findings);
+            lint_same_net(routes, route, findings);
         }
     }
 }

@@ -126,11 +126,35 @@ std::optional<Span> read_span(const std::string &text)
     return Span{*first, *first};
 }
 
+bool is_one_device(const std::string &hardware)
+{
+    const bool is_nothing = hardware.find_first_not_of("0:") == std::string::npos;
+    constexpr std::string_view kGroups = "13579bBdDfF";
+    return !is_nothing && hardware.size() > 1 && kGroups.find(hardware[1]) == std::string_view::npos;
+}
+
+NoHost no_host(const Net &lan, uint32_t address, const std::string &front)
+{
+    if (!lan.holds(address)) {
+        return {front + "-outside-lan", "is not on the LAN"};
+    }
+    if (address == lan.address) {
+        return {front + "-is-router", "is the router itself"};
+    }
+    if (lan.ends_with(address)) {
+        return {front + "-no-host", address == lan.first()
+                                        ? "is the number of the LAN, which no host has"
+                                        : "is the LAN's broadcast address, which no host has"};
+    }
+    return {};
+}
+
 std::vector<Finding> lint(const std::vector<Setting> &settings)
 {
     const Store store(settings);
     Findings findings;
     lint_values(store, settings, findings);
+    lint_texts(store, findings);
     lint_lan(store, findings);
     lint_wan(store, findings);
     lint_rules(store, findings);

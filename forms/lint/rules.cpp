@@ -10,6 +10,7 @@ namespace {
 constexpr const char *kRules = "/tmp/rules";
 constexpr const char *kCreate = "firewall create";
 constexpr Span kEverywhere = {0, 0xffffffffU};
+constexpr const char *kNobody = "0.0.0.0";
 
 struct Service {
     std::string protocol;
@@ -101,6 +102,8 @@ class RuleLinter {
     void lint_rule_alone(const Record &record);
     void lint_service(const Record &record, const Record &used);
     void lint_lan(const Record &record);
+    void lint_users(const Record &record, const Net &lan, const Span &users);
+    void lint_nobody(const Record &record);
     void lint_net(const Record &record);
     void lint_order(const Rule &rule);
 
@@ -124,6 +127,7 @@ void RuleLinter::lint_rule(const Record &record)
             Grade::kError, "ports-upside-down", key_, record, "service",
             "the ports of " + used["name"] + " end below their beginning, which the packet filter refuses");
     }
+    lint_nobody(record);
     lint_lan(record);
     if (!is_inbound_) {
         lint_net(record);
@@ -146,6 +150,7 @@ void RuleLinter::lint_rule_alone(const Record &record)
         findings_.add(Grade::kError, "service-unknown", key_, record, "service",
                       "no service is called \"" + record["service"] + "\"");
     }
+    lint_nobody(record);
     lint_lan(record);
     if (!is_inbound_) {
         lint_net(record);
@@ -176,24 +181,48 @@ void RuleLinter::lint_lan(const Record &record)
 {
     const auto lan = lan_net(store_);
     const auto users = read_span(record["lan"]);
-    if (!lan || !users || record["action"] == "0") {
+    if (!lan || !users) {
         return;
     }
-    const bool is_outside = !Span{lan->first(), lan->last()}.meets(*users);
     if (!is_inbound_) {
-        if (is_outside) {
-            findings_.add(Grade::kWarning, "users-outside-lan", key_, record, "lan",
-                          record["lan"] + " is not on the LAN, so the rule never matches");
-        }
+        lint_users(record, *lan, *users);
         return;
     }
-    if (is_outside || users->first == lan->address) {
-        const char *code = is_outside ? "server-outside-lan" : "server-is-router";
+    const Span senders = read_span(record["wan"]).value_or(kEverywhere);
+    if (Span{lan->first(), lan->last()}.covers(senders)) {
+        findings_.add(Grade::kWarning, "sender-on-lan", key_, record, "wan",
+                      record["wan"] + " is on the LAN, so the rule is for nobody on the Internet");
+    }
+    const NoHost none = record["action"] == "0" ? NoHost() : no_host(*lan, users->first, "server");
+    if (!none.code.empty()) {
         findings_
-            .add(Grade::kError, code, key_, record, "lan",
-                 record["lan"] + (is_outside ? " is not on the LAN" : " is the router itself") +
-                     "; the router will forward to it all the same")
+            .add(Grade::kError, none.code.c_str(), key_, record, "lan",
+                 record["lan"] + " " + none.why + "; the router will forward to it all the same")
             .claims = {has(kCreate, kRules, " -j DNAT --to " + record["lan"])};
+    }
+}
+
+// What is sent by hosts that are not there, or by the router itself, is never forwarded.
+void RuleLinter::lint_users(const Record &record, const Net &lan, const Span &users)
+{
+    const bool is_outside = !Span{lan.first(), lan.last()}.meets(users);
+    const bool is_router = users.first == lan.address && users.last == lan.address;
+    if (record["lan"] != kNobody && (is_outside || is_router)) {
+        findings_.add(Grade::kWarning, is_outside ? "users-outside-lan" : "users-are-router", key_, record,
+                      "lan",
+                      record["lan"] + (is_outside ? " is not on the LAN" : " is the router itself") +
+                          ", so the rule never matches");
+    }
+}
+
+// People write it for everybody.
+void RuleLinter::lint_nobody(const Record &record)
+{
+    for (const char *field : {"lan", "wan"}) {
+        if (record[field] == kNobody) {
+            findings_.add(Grade::kError, "nobody", key_, record, field,
+                          std::string(kNobody) + " is one address, which nobody has; 0.0.0.0/0 is everybody");
+        }
     }
 }
 

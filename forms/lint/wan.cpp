@@ -80,6 +80,65 @@ void lint_atm(const Store &store, Findings &findings)
     }
 }
 
+// The WAN's net of the modes in which it is given.
+struct Own {
+    const char *mode;
+    const char *address;
+    const char *netmask;
+    const char *gateway;
+};
+
+constexpr Own kOwn[] = {{"ip", "fix_ipaddr", "fix_netmask", "fix_gateway"},
+                        {"ipoa", "ipoa_ipaddr", "ipoa_netmask", "ipoa_gateway"}};
+
+void lint_own(const Store &store, const Own &own, Findings &findings)
+{
+    const auto address = store.address(own.address);
+    const auto mask = store.address(own.netmask);
+    if (!address || !mask || !store.is_fine(own.netmask)) {
+        return;
+    }
+    const Net net = {*address, *mask};
+    if (net.ends_with(*address)) {
+        findings.add(Grade::kError, "wan-no-host", own.address,
+                     store.get(own.address) + " is the " +
+                         (*address == net.first() ? "number" : "broadcast address") +
+                         " of its own net, which no host has");
+    }
+    if (store.address(own.gateway) == address) {
+        findings.add(Grade::kError, "gateway-is-router", own.gateway,
+                     store.get(own.gateway) + " is the router's own address");
+    }
+    const auto lan = lan_net(store);
+    if (lan && Span{net.first(), net.last()}.meets({lan->first(), lan->last()})) {
+        findings.add(
+            Grade::kError, "nets-meet", own.address,
+            "its net and the LAN's have addresses in common, and those are reached on one side alone");
+    }
+}
+
+// Tools that read a number as C does take one that begins with 0 for octal.
+void lint_octal(const Store &store, Findings &findings)
+{
+    for (const char *key : {"wan_mtu", "wan_vpi", "wan_vci", "upnp_ttl", "wifi_radius_port"}) {
+        const std::string &value = store.get(key);
+        if (value.size() > 1 && value[0] == '0' && store.is_fine(key)) {
+            findings.add(
+                Grade::kWarning, "octal", key,
+                value + " begins with 0 and goes to tools as it is, some of which take it for octal");
+        }
+    }
+}
+
+void lint_device(const Store &store, Findings &findings)
+{
+    const std::string &hardware = store.get("wan_macaddr");
+    if (!hardware.empty() && store.is_fine("wan_macaddr") && !is_one_device(hardware)) {
+        findings.add(Grade::kError, "no-device", "wan_macaddr",
+                     hardware + " is the hardware address of no single device, and the interface refuses it");
+    }
+}
+
 void lint_mode(const Store &store, Findings &findings)
 {
     if (store.is_mode("pppoe")) {
@@ -102,7 +161,16 @@ void lint_mode(const Store &store, Findings &findings)
 void lint_names(const Store &store, Findings &findings)
 {
     const std::string &first = store.get("wan_dns1");
-    if (!store.begins("wan_fix_dns", '1') || !first.empty()) {
+    if (!store.begins("wan_fix_dns", '1')) {
+        return;
+    }
+    for (const char *key : {"wan_dns1", "wan_dns2"}) {
+        if (store.address(key) && store.address(key) == store.address("lan_ipaddr")) {
+            findings.add(Grade::kError, "dns-is-router", key,
+                         store.get(key) + " is the router itself, whose relay would ask itself");
+        }
+    }
+    if (!first.empty()) {
         return;
     }
     if (store.get("wan_dns2").empty()) {
@@ -177,6 +245,13 @@ void lint_followers(const Store &store, Findings &findings)
 void lint_wan(const Store &store, Findings &findings)
 {
     lint_mode(store, findings);
+    for (const Own &own : kOwn) {
+        if (store.is_mode(own.mode)) {
+            lint_own(store, own, findings);
+        }
+    }
+    lint_octal(store, findings);
+    lint_device(store, findings);
     lint_names(store, findings);
     lint_dialling(store, findings);
     lint_followers(store, findings);

@@ -1,4 +1,6 @@
 // The radio: keys that fit their security, channels, who may join, links.
+#include <algorithm>
+
 #include "forms/lint/internal.h"
 
 namespace forms {
@@ -79,6 +81,10 @@ void lint_security(const Store &store, Findings &findings)
             findings.add(Grade::kError, "psk-digits", "wifi_psk_pwd",
                          "a key of 64 characters must be hexadecimal digits");
         }
+        if (std::any_of(key.begin(), key.end(), [](char c) { return c < ' ' || c > '~'; })) {
+            findings.add(Grade::kWarning, "psk-letters", "wifi_psk_pwd",
+                         "holds letters beyond ASCII, which stations write in different ways or refuse");
+        }
     }
 }
 
@@ -111,11 +117,52 @@ void lint_stations(const Store &store, Findings &findings)
     }
 }
 
+// Of a record the front is read; lists that pages and people join with commas lose the rest.
+void lint_listed(const Store &store, Findings &findings)
+{
+    constexpr size_t kAddress = 17;
+    std::map<std::string, int> seen;
+    for (const Record &record : fine_records(store, "wifi_access_list")) {
+        const std::string &station = record["station"];
+        const std::string address = station.substr(0, kAddress);
+        if (!is_one_device(address)) {
+            findings.add(Grade::kWarning, "no-device", "wifi_access_list", record, "station",
+                         address + " is the hardware address of no single device");
+        }
+        if (std::count(station.begin() + kAddress, station.end(), ':') >= 5) {
+            Finding &finding = findings.add(Grade::kError, "station-joined", "wifi_access_list", record,
+                                            "station", "one record holds several addresses");
+            if (store.get("wifi_access_control") == "1" && station.find(address, 1) == std::string::npos) {
+                finding.message += "; the router will list the first, " + address + ", alone";
+                finding.claims = {runs("wlan start", "/usr/sbin/wlctl mac " + address),
+                                  never_runs("wlan start", station.substr(kAddress + 1, kAddress))};
+            }
+        }
+        if (const auto [earlier, is_new] = seen.emplace(address, record.number); !is_new) {
+            findings.add(Grade::kNote, "repeated-record", "wifi_access_list", record, "station",
+                         "repeats record " + std::to_string(earlier->second));
+        }
+    }
+}
+
+void lint_peers(const Store &store, Findings &findings)
+{
+    for (const Description *one : all_descriptions()) {
+        const std::string &peer = store.get(one->key);
+        const bool is_peer = one->key.rfind("wifi_wds_", 0) == 0 && one->type.form == Form::kHardware;
+        if (is_peer && !peer.empty() && store.is_fine(one->key) && !is_one_device(peer)) {
+            findings.add(Grade::kWarning, "no-device", one->key,
+                         peer + " is the hardware address of no single device");
+        }
+    }
+}
+
 void lint_links(const Store &store, Findings &findings)
 {
     if (store.number("wifi_wds") != 1) {
         return;
     }
+    lint_peers(store, findings);
     const std::string &mode = store.get("wifi_wds_apmode");
     const std::string front = mode == "repeater" ? "wifi_wds_repeater" : "wifi_wds_bridge";
     bool has_peer = false;
@@ -149,6 +196,7 @@ void lint_wireless(const Store &store, Findings &findings)
         lint_channel(store, findings);
     }
     lint_stations(store, findings);
+    lint_listed(store, findings);
     lint_links(store, findings);
 }
 

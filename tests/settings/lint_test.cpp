@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 #include <sstream>
 
@@ -151,6 +152,24 @@ std::vector<Case> lan_cases()
          {{"rt_static_route", "a:10.1.0.0:255.0.0.0:192.168.0.30:2:0:1\x01"}},
          "rt_static_route: record 1: destination: warning: the net of 10.1.0.0 and 255.0.0.0 is 10.0.0.0; "
          "the router"},
+        {"reserved-no-host",
+         {{"dhcp_reserved", "a;192.168.0.255;024b51001001\x01"}, {"dhcp_end_ip", "192.168.0.255"}},
+         "dhcp_reserved: record 1: address: error: 192.168.0.255 is the LAN's broadcast address"},
+        {"no-device",
+         {{"dhcp_reserved", "a;192.168.0.9;000000000000\x01"}},
+         "dhcp_reserved: record 1: hardware: warning: 000000000000 is the hardware address of no single "
+         "device"},
+        {"route-to-itself",
+         {{"rt_static_route", "a:10.1.0.0:255.255.0.0:192.168.0.1:2:0:1\x01"}},
+         "rt_static_route: record 1: gateway: error: 192.168.0.1 is the router itself"},
+        {"route-to-lan",
+         {{"rt_static_route", "a:192.168.0.0:255.255.255.0:192.168.0.30:2:0:1\x01"}},
+         "rt_static_route: record 1: destination: error: this is the LAN"},
+        {"route-twice",
+         {{"rt_static_route",
+           "a:10.1.2.0:255.255.255.0:192.168.0.30:2:0:1\x01"
+           "b:10.1.2.0:255.255.255.0:192.168.0.31:2:0:1\x01"}},
+         "rt_static_route: record 2: destination: warning: record 1 leads to this net too"},
         {"route-gateway",
          {{"rt_static_route", "a:10.0.0.0:255.0.0.0:172.16.0.1:2:0:1\x01"}},
          "rt_static_route: record 1: gateway: note: 172.16.0.1 is not on the LAN"},
@@ -174,6 +193,31 @@ std::vector<Case> wan_cases()
           {"fix_netmask", "255.255.255.0"},
           {"fix_gateway", "198.51.100.1"}},
          "fix_gateway: warning: 198.51.100.1 is not in the net of the WAN address"},
+        {"wan-no-host",
+         {{"wan_mode", "ip"},
+          {"fix_ipaddr", "203.0.113.0"},
+          {"fix_netmask", "255.255.255.0"},
+          {"fix_gateway", "203.0.113.1"}},
+         "fix_ipaddr: error: 203.0.113.0 is the number of its own net"},
+        {"gateway-is-router",
+         {{"wan_mode", "ip"},
+          {"fix_ipaddr", "203.0.113.1"},
+          {"fix_netmask", "255.255.255.0"},
+          {"fix_gateway", "203.0.113.1"}},
+         "fix_gateway: error: 203.0.113.1 is the router's own address"},
+        {"nets-meet",
+         {{"wan_mode", "ip"},
+          {"fix_ipaddr", "192.168.1.9"},
+          {"fix_netmask", "255.255.0.0"},
+          {"fix_gateway", "192.168.1.1"}},
+         "fix_ipaddr: error: its net and the LAN's have addresses in common"},
+        {"dns-is-router",
+         {{"wan_fix_dns", "1"}, {"wan_dns1", "192.168.0.1"}},
+         "wan_dns1: error: 192.168.0.1 is the router itself, whose relay would ask itself"},
+        {"octal", {{"wan_mtu", "01400"}}, "wan_mtu: warning: 01400 begins with 0"},
+        {"no-device", {{"wan_macaddr", "01:00:5e:00:00:01"}}, "wan_macaddr: error: 01:00:5e:00:00:01 is the"},
+        {"recipient", {{"mail_recipient", "me"}}, "mail_recipient: warning: \"me\" is no mail address"},
+        {"space", {{"pppoe_username", " me@isp"}}, "pppoe_username: note: begins or ends with a space"},
         {"circuit-zero",
          {{"wan_mode", "ipoa"}, {"wan_vpi", "0"}, {"wan_vci", "0"}},
          "wan_vci: error: mode ipoa needs"},
@@ -217,6 +261,53 @@ std::vector<Case> filter_cases()
         {"server-is-router",
          {{"fw_in_rules", "1:SSH:2:192.168.0.1:0.0.0.0/0:0\x01"}},
          "fw_in_rules: record 1: lan: error: 192.168.0.1 is the router itself"},
+        {"server-no-host",
+         {{"fw_in_rules", "1:SSH:2:192.168.0.255:0.0.0.0/0:0\x01"}},
+         "fw_in_rules: record 1: lan: error: 192.168.0.255 is the LAN's broadcast address, which no host "
+         "has; the "
+         "router will forward to it all the same"},
+        {"dmz-no-host",
+         {{"fw_dmz_enable", "1"}, {"fw_dmz", "192.168.0.0"}},
+         "fw_dmz: error: 192.168.0.0 is the number of the LAN, which no host has; the router will send "
+         "everything"},
+        {"nobody",
+         {{"fw_in_rules", "1:SSH:2:192.168.0.20:0.0.0.0:0\x01"}},
+         "fw_in_rules: record 1: wan: error: 0.0.0.0 is one address, which nobody has; 0.0.0.0/0 is "
+         "everybody"},
+        {"nobody",
+         {{"fw_out_rules", "1:SSH:0:0.0.0.0:0.0.0.0/0:0\x01"}},
+         "fw_out_rules: record 1: lan: error: 0.0.0.0 is one address, which nobody has"},
+        {"sender-on-lan",
+         {{"fw_in_rules", "1:SSH:2:192.168.0.20:192.168.0.30:0\x01"}},
+         "fw_in_rules: record 1: wan: warning: 192.168.0.30 is on the LAN"},
+        {"sender-on-lan",
+         {{"fw_remote", "1"}, {"fw_remote_single", "192.168.0.7"}},
+         "fw_remote_single: warning: 192.168.0.7 is on the LAN"},
+        {"users-outside-lan",
+         {{"fw_out_rules", "1:SSH:0:10.0.0.9:0.0.0.0/0:0\x01"}},
+         "fw_out_rules: record 1: lan: warning: 10.0.0.9 is not on the LAN, so the rule never matches"},
+        {"users-are-router",
+         {{"fw_out_rules", "1:SSH:0:192.168.0.1:0.0.0.0/0:0\x01"}},
+         "fw_out_rules: record 1: lan: warning: 192.168.0.1 is the router itself, so the rule never matches"},
+        {"server-missing",
+         {{"fw_vs_enableA", "1"}, {"fw_vs_serverA", ""}},
+         "fw_vs_serverA: warning: servers are on in fw_vs_enableA and none has an address; the router will"},
+        {"keyword-address",
+         {{"fw_block_keyword", "http://www.example.com\x01"}},
+         "fw_block_keyword: record 1: keyword: warning: a request names its host and its path apart"},
+        {"keyword-star",
+         {{"fw_block_keyword", "*.example.com\x01"}},
+         "fw_block_keyword: record 1: keyword: warning: a * stands for itself"},
+        {"repeated-record",
+         {{"fw_block_keyword",
+           "casino\x01"
+           "casino\x01"}},
+         "fw_block_keyword: record 2: keyword: note: repeats record 1"},
+        {"repeated-record",
+         {{"fw_spapp",
+           "1:1:Game:tcp:100:udp:5\x01"
+           "2:1:Game 2:tcp:100:udp:5\x01"}},
+         "fw_spapp: record 2: note: repeats record 1"},
         {"users-outside-lan",
          {{"fw_out_rules", "1:SSH:2:10.0.0.9:0.0.0.0/0:0\x01"}},
          "fw_out_rules: record 1: lan: warning: 10.0.0.9 is not on the LAN, so the rule never matches"},
@@ -378,6 +469,26 @@ std::vector<Case> radio_cases()
         {"nobody-may-join",
          {{"wifi_access_control", "1"}},
          "wifi_access_list: error: only listed stations may join"},
+        {"station-joined",
+         {{"wifi_access_control", "1"}, {"wifi_access_list", "00:11:22:33:44:55,00:11:22:33:44:66\x01"}},
+         "wifi_access_list: record 1: station: error: one record holds several addresses; the router will "
+         "list the "
+         "first, 00:11:22:33:44:55, alone"},
+        {"no-device",
+         {{"wifi_access_list", "01:11:22:33:44:55\x01"}},
+         "wifi_access_list: record 1: station: warning: 01:11:22:33:44:55 is the hardware address of no "
+         "single"},
+        {"no-device",
+         {{"wifi_wds", "1"}, {"wifi_wds_apmode", "point"}, {"wifi_wds_bridge0mac", "ff:ff:ff:ff:ff:ff"}},
+         "wifi_wds_bridge0mac: warning: ff:ff:ff:ff:ff:ff is the hardware address of no single device"},
+        {"repeated-record",
+         {{"wifi_access_list",
+           "00:11:22:33:44:55\x01"
+           "00:11:22:33:44:55\x01"}},
+         "wifi_access_list: record 2: station: note: repeats record 1"},
+        {"psk-letters",
+         {{"wifi_psk_pwd", "p\xc3\xa4ssw\xc3\xb6rter"}},
+         "wifi_psk_pwd: warning: holds letters beyond"},
         {"links-without-peer", {{"wifi_wds", "1"}}, "wifi_wds: error: links are on and no peer is given"},
         {"links-with-wpa", {{"wifi_wds", "1"}}, "wifi_wds: warning: links between access points know no WPA"},
     };
@@ -571,6 +682,20 @@ TEST(Lint, RoutersThatAreFine)
         whole.insert(whole.end(), changes.begin(), changes.end());
         std::string lines = lines_of(with(whole));
         EXPECT_EQ(lines, "") << changes[0].key << "=" << changes[0].value << " " << changes.back().key;
+    }
+}
+
+// LINT_STORES=2000 in the environment takes as many.
+TEST(Lint, RandomRoutersThatAreFine)
+{
+    constexpr size_t kShare = 100;
+    const char *wanted = getenv("LINT_STORES");
+    const size_t count = wanted == nullptr ? kShare : strtoul(wanted, nullptr, 10);
+    for (size_t i = 0; i < count; ++i) {
+        settings_test::Random random(static_cast<unsigned>(i));
+        for (const Finding &finding : forms::lint(settings_test::fine_store(random))) {
+            EXPECT_EQ(finding.grade, Grade::kNote) << "store " << i << ": " << forms::finding_line(finding);
+        }
     }
 }
 

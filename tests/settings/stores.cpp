@@ -16,8 +16,8 @@ std::string one_of(Random &random, const Texts &texts)
     return texts[below(random, texts.size())];
 }
 
-const Texts kHosts = {"192.168.0.20", "192.168.0.30", "192.168.0.1",
-                      "10.9.8.7",     "192.168.0.99", "172.16.0.3"};
+const Texts kHosts = {"192.168.0.20", "192.168.0.30", "192.168.0.1",  "10.9.8.7",
+                      "192.168.0.99", "172.16.0.3",   "192.168.0.255"};
 
 std::string rule(Random &random, bool is_inbound)
 {
@@ -162,7 +162,9 @@ void put_radio(Random &random, Store &store)
     put(store, "wifi_region", one_of(random, {"Europe", "Israel", "United States", "Korea", "Mexico"}));
     put(store, "wifi_channel", one_of(random, {"6", "13", "0", "1", "14", "99"}));
     put(store, "wifi_access_control", one_of(random, {"0", "1"}));
-    put(store, "wifi_access_list", one_of(random, {"", "00:11:22:33:44:55\x01", "the laptop of mine\x01"}));
+    put(store, "wifi_access_list",
+        one_of(random, {"", "00:11:22:33:44:55\x01", "the laptop of mine\x01",
+                        "00:11:22:33:44:55,00:11:22:33:44:66\x01"}));
     put(store, "wifi_wds", one_of(random, {"0", "0", "1"}));
     put(store, "wifi_wds_apmode", one_of(random, {"point", "multi", "repeater", "Point"}));
     put(store, "wifi_wds_bridge0mac", one_of(random, {"", "00:11:22:33:44:55", "peer"}));

@@ -18,4 +18,7 @@ std::string policy(const std::vector<std::pair<std::string, std::string>> &chang
 
 std::vector<forms::Setting> random_store(Random &random);
 
+// A router that is set up as its pages would do it, with nothing wrong in it.
+std::vector<forms::Setting> fine_store(Random &random);
+
 }  // namespace settings_test

@@ -94,7 +94,8 @@ TEST_F(NvramDiff, ManySettingsOfOneSideAreANumber)
     ten.pop_back();
     put("ten", ten);
     folder_.file("none.text", "");
-    EXPECT_EQ(diff("eleven.text none.text").output, "11 settings are only in eleven.text; --all lists them\n");
+    EXPECT_EQ(diff("eleven.text none.text").output,
+              "11 settings are only in eleven.text; --all lists them\n");
     EXPECT_EQ(diff("none.text eleven.text").status, 1);
     const std::string each = diff("ten.text none.text").output;
     EXPECT_EQ(std::count(each.begin(), each.end(), '\n'), 10);
