@@ -289,6 +289,9 @@ static const struct before {
     {"wan_vpi", "echo > /tmp/dsl_change"},
     {"wan_vci", "echo > /tmp/dsl_change"},
     {"wan_encap", "echo > /tmp/dsl_change"},
+    {"wan_fix_dns", "rm -f /etc/resolv.conf"},
+    {"wan_dns1", "rm -f /etc/resolv.conf"},
+    {"wan_dns2", "rm -f /etc/resolv.conf"},
 };
 
 static char sentence[160];

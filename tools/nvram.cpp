@@ -473,6 +473,7 @@ forms::Program program_of(Names &names)
                      [&](const std::string &path) { name_store(names, path); }},
                     {'\0', "flash", "IMAGE", "a flash image: a header and a store",
                      [&](const std::string &path) { name_flash(names, path); }}},
+        .more = "\"nvram COMMAND --help\" says more about a command.",
         .no = "no such key, damage, findings above a note, or differences",
         .place = forms::OptionPlace::kBeforeWords,
     };

@@ -373,10 +373,12 @@ std::string settings_reference(const Project &project)
     std::string text =
         "# Settings\n\nEvery setting that rc reads or sets: its type, its default, what it means, what a "
         "wrong "
-        "value does,\nwhich command applies a change, and which service reads it; at the end what each "
-        "service "
-        "reads, writes and\nruns. Made by `scripts/settings-reference` from the contracts at the head of the "
-        "sources and from\n`bench/image/settings`; change those, not this. The same for machines: "
+        "value does,\nwhich commands apply a change, in their order, and which service reads it; at the end "
+        "what each service\nreads, writes and runs. A test runs the commands in a router that is up and "
+        "compares it with one that came up\nwith the new value. Made by `scripts/settings-reference` from "
+        "the contracts at the "
+        "head of the sources and from\n`bench/image/settings`; change those, not this. The same for "
+        "machines: "
         "`share/settings.schema.json`.\n\n";
     for (const forms::Area &area : project.areas) {
         text += "## " + area.title + "\n\n";

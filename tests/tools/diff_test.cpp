@@ -227,6 +227,7 @@ TEST(NvramHelp, EachCommandHasItsOwn)
               "where a run of rc shows that, and in brackets the finding's name. FILE is a\n"
               "text, a store or a flash image; without it the store of the options is read.\n"
               "Settings that are not there count with their defaults.\n"
+              "\n"
               "  --json   an array of objects: key, grade, code, message, and where they apply\n"
               "           record, field, field_name\n"
               "\n"
