@@ -292,6 +292,7 @@ static const struct before {
     {"wan_fix_dns", "rm -f /etc/resolv.conf"},
     {"wan_dns1", "rm -f /etc/resolv.conf"},
     {"wan_dns2", "rm -f /etc/resolv.conf"},
+    {"wan_pppoe_relay", "echo > /tmp/dsl_change"},
 };
 
 static char sentence[160];

@@ -94,23 +94,25 @@ void lint_record(const Record &record, Findings &findings)
         }
         return;
     }
+    if (record.number > 1) {  // it opens and closes nothing
+        if (record.number == 2) {
+            findings.add(Grade::kWarning, "schedule-second", "fw_schedule", record, "",
+                         "only the first record decides whether the schedule is open");
+        }
+        return;
+    }
     const bool is_whole_day = record.value("start_hour") == 0 && record.value("end_hour") == 24;
     if (record.value("end_hour") == 24 && !is_whole_day) {
         findings
             .add(Grade::kWarning, "schedule-24", "fw_schedule", record, "end_hour",
                  "the router will write a line for the hour 24, which cron does not know, so nothing closes "
-                 "it "
-                 "and it stays open; give 23:59")
+                 "it and it stays open; give 23:59")
             .claims = {wakes(end, days)};
     } else if (start == end) {
         findings.add(Grade::kWarning, "schedule-empty", "fw_schedule", record, "",
                      "ends when it begins, so it does not open; 0:0-24:0 is the whole day");
     } else if (start > end && !is_whole_day) {
         lint_midnight(record, start, end, findings);
-    }
-    if (record.number == 2) {
-        findings.add(Grade::kWarning, "schedule-second", "fw_schedule", record, "",
-                     "only the first record decides whether the schedule is open");
     }
 }
 

@@ -699,6 +699,16 @@ TEST(Lint, RandomRoutersThatAreFine)
     }
 }
 
+// The second record of a schedule opens and closes nothing, whatever is in it.
+TEST(Lint, OnlyTheFirstRecordOfAScheduleIsJudged)
+{
+    EXPECT_EQ(lines_of(with({{"fw_schedule",
+                              "1111100:8:0-9:0\x01"
+                              "0000011:9:0-1:0"}})),
+              "fw_schedule: record 2: warning: only the first record decides whether the schedule is open "
+              "[schedule-second]\n");
+}
+
 TEST(Lint, TwoEntriesOfOneKey)
 {
     Settings store = settings_test::default_store();
