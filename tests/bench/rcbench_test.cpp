@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "forms/words.h"
 #include "tests/running.h"
 
 namespace {
@@ -28,13 +29,8 @@ std::string whole_file(const fs::path &path)
 
 Lines lines_of(const std::string &text)
 {
-    Lines lines;
-    for (size_t at = 0; at < text.size();) {
-        const size_t end = std::min(text.find('\n', at), text.size());
-        lines.push_back(text.substr(at, end - at));
-        at = end + 1;
-    }
-    return lines;
+    bool complete = true;
+    return forms::split_lines(text, complete);
 }
 
 class Rcbench : public testing::Test {

@@ -440,6 +440,17 @@ void change_filter(Life &life)
     life.expect_file("/etc/crontab", jobs("", kWorkingDays));
 }
 
+void switch_off_and_on(Life &life, const std::string &setting, const std::string &service,
+                       const std::string &daemon)
+{
+    life.set(setting, "0");
+    life.rc(service + " restart");
+    life.expect_runs(daemon, false);
+    life.set(setting, "1");
+    life.rc(service + " restart");
+    life.expect_runs(daemon);
+}
+
 void change_lan(Life &life)
 {
     SCOPED_TRACE("LAN, DHCP, routes");
@@ -473,12 +484,7 @@ void change_lan(Life &life)
     life.set("rt_rip_direction", "o");
     life.rc("ripd restart");
     life.expect_runs("routed");
-    life.set("dhcp_server_enable", "0");
-    life.rc("dhcpd restart");
-    life.expect_runs("udhcpd", false);
-    life.set("dhcp_server_enable", "1");
-    life.rc("dhcpd restart");
-    life.expect_runs("udhcpd");
+    switch_off_and_on(life, "dhcp_server_enable", "dhcpd", "udhcpd");
 }
 
 void change_router(Life &life)
@@ -507,12 +513,7 @@ void change_router(Life &life)
     const bench::Trace clock = life.rc("ntp restart");
     EXPECT_TRUE(called(clock, {"/usr/sbin/veltrax_ntp", "-z", "CET-1", "-h", "ntp.example.net"}));
     life.expect_file("/tmp/ntp_start", "\n");
-    life.set("upnp_enable", "0");
-    life.rc("upnp restart");
-    life.expect_runs("miniupnpd", false);
-    life.set("upnp_enable", "1");
-    life.rc("upnp restart");
-    life.expect_runs("miniupnpd");
+    switch_off_and_on(life, "upnp_enable", "upnp", "miniupnpd");
 }
 
 void change_names(Life &life)

@@ -3,7 +3,6 @@
 
 #ifdef VPNCONF_TOOL
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,26 +13,14 @@
 #include <string>
 
 #include "rc/vpn/policy.h"
+#include "tests/running.h"
 
 namespace {
 
-struct Result {
-    std::string output;  // standard output and error together
-    int status;
-};
-
-Result call(const std::string &words)
+// What the tool printed, standard error between standard output, and its status.
+Ran call(const std::string &words)
 {
-    FILE *pipe = popen((VPNCONF_TOOL " " + words + " 2>&1").c_str(), "r");
-    EXPECT_NE(pipe, nullptr);
-    Result result;
-    char piece[4096];
-    for (size_t got = 0; (got = fread(piece, 1, sizeof piece, pipe)) > 0;) {
-        result.output.append(piece, got);
-    }
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+    return Folder().run(VPNCONF_TOOL " " + words + " 2>&1");
 }
 
 class Vpnconf : public testing::Test {
@@ -88,7 +75,7 @@ VpnTable two_policies()
 TEST_F(Vpnconf, ShowsOnePolicyALine)
 {
     write(two_policies());
-    const Result result = call("show " + path_);
+    const Ran result = call("show " + path_);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output,
               "WAN interface nas0, address 80.1.2.3, netmask 255.255.255.0, broadcast 80.1.2.255, gateway "
@@ -115,7 +102,7 @@ TEST_F(Vpnconf, ShowsEveryField)
     strcpy(first.local_id, "\x03");
     set_word(first.spi_in, 0x1a);
     write(table);
-    const Result result = call("show --fields " + path_);
+    const Ran result = call("show --fields " + path_);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output.find("policy 0\n0    enabled         1\n1    name            office\n14   "
                                  "wan_ifname      nas0\n"),
@@ -139,7 +126,7 @@ TEST_F(Vpnconf, TextsWithoutAnEndStayInTheirFields)
     VpnTable table;
     memset(&table, 'x', sizeof table);
     write(table);
-    const Result result = call("show --fields " + path_);
+    const Ran result = call("show --fields " + path_);
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.output.find("20   psk             " + std::string(129, 'x') + "\n"), std::string::npos);
 }
@@ -150,7 +137,7 @@ TEST_F(Vpnconf, RefusesOtherSizes)
     EXPECT_EQ(call("show " + path_).output,
               "vpnconf: cannot read " + path_ + ": no vpn.conf, it has 5471 bytes instead of 5472\n");
     write(two_policies(), 5472, "more");
-    const Result result = call("show " + path_);
+    const Ran result = call("show " + path_);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.output,
               "vpnconf: cannot read " + path_ + ": no vpn.conf, it has 5476 bytes instead of 5472\n");
@@ -158,7 +145,7 @@ TEST_F(Vpnconf, RefusesOtherSizes)
 
 TEST_F(Vpnconf, RefusesWhatItCannotRead)
 {
-    Result result = call("show " + folder_ + "/none");
+    Ran result = call("show " + folder_ + "/none");
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.output, "vpnconf: cannot read " + folder_ + "/none: No such file or directory\n");
     result = call("show " + folder_);
@@ -169,7 +156,7 @@ TEST_F(Vpnconf, RefusesWhatItCannotRead)
 TEST_F(Vpnconf, RefusesOtherWords)
 {
     for (const char *words : {"", "show", "look x", "show a b", "--wrong", "-x show a"}) {
-        const Result result = call(words);
+        const Ran result = call(words);
         EXPECT_EQ(result.status, 2) << words;
         EXPECT_EQ(result.output.find("vpnconf: "), 0U) << words;
         EXPECT_EQ(result.output.find('\n'), result.output.size() - 1) << words;
@@ -178,7 +165,7 @@ TEST_F(Vpnconf, RefusesOtherWords)
 
 TEST_F(Vpnconf, Help)
 {
-    const Result result = call("--help");
+    const Ran result = call("--help");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output.find("usage: vpnconf show [--fields] FILE\n"), 0U);
 }
