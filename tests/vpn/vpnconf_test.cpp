@@ -20,7 +20,7 @@ namespace {
 // What the tool printed, standard error between standard output, and its status.
 Ran call(const std::string &words)
 {
-    return Folder().run(VPNCONF_TOOL " " + words + " 2>&1");
+    return Folder().run("{ " VPNCONF_TOOL " " + words + " 2>&1; }");
 }
 
 class Vpnconf : public testing::Test {
