@@ -3,6 +3,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "rc/aux/aux.h"
 #include "rc/aux/internal.h"
 #include "tests/direct.h"
 
@@ -28,11 +29,19 @@ int direct_get_rx_packets(int argc, char **argv)
     return 0;
 }
 
+// start_check_conn: prints the result.
+int direct_start_check_conn(int, char **)
+{
+    printf("%d\n", start_check_conn());
+    return 0;
+}
+
 }  // namespace
 
 const DirectOperation kAuxOperations[] = {
     {"stop_update", direct_stop_update},
     {"restart_provisioning", direct_restart_provisioning},
     {"get_rx_packets", direct_get_rx_packets},
+    {"start_check_conn", direct_start_check_conn},
     {nullptr, nullptr},
 };
