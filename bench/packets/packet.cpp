@@ -188,6 +188,7 @@ class PacketReader {
     {
         if (name == "schedule" && (value == "on" || value == "off")) {
             packet().circumstances.schedule = value == "on";
+            result_.names_schedule = true;
             return true;
         }
         if (name == "mark" && value == "none") {

@@ -67,6 +67,7 @@ int protocol_number(std::string_view text);
 struct PacketText {
     Packet packet;
     std::vector<std::string> filled;  // sentences about what was left out: "to the router's WAN address"
+    bool names_schedule = false;      // has the flag's state in its words
 };
 
 // `from`: the side it arrives from; none: the one its source belongs to. Throws Error for a text that is no

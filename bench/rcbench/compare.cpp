@@ -124,7 +124,7 @@ struct Ran {
     Ran(const bench::Target &target, const RouterRequest &request, const Plan &plan)
         : setup(setup_of(request, target, true)), root(target, setup)
     {
-        std::optional<int64_t> clock = request.clock;
+        int64_t clock = first_clock(request);
         for (const WishedRun &run : plan) {
             traces.push_back(run_in(root, request, run, clock));
         }

@@ -21,7 +21,7 @@ constexpr int kMostHours = 24 * 31;
 
 struct DayRequest {
     std::shared_ptr<RouterRequest> router = std::make_shared<RouterRequest>();
-    std::string from = "2026-03-02 00:00";
+    std::string from = std::string(kUsualDay) + " 00:00";
     int hours = 24;
     std::vector<std::string> events;
     bool json = false;

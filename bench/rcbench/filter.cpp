@@ -106,7 +106,7 @@ bench::RouterFilter filter_of(const RouterRequest &request, const bench::Target 
     bench::Root root(target, setup);
     std::vector<bench::Trace> traces;
     for (const char *service : {"firewall", "route"}) {
-        std::optional<int64_t> clock = request.clock;
+        int64_t clock = first_clock(request);
         traces.push_back(run_in(root, request, {{}, {"rc", service, "start"}}, clock));
     }
     return filter_of_runs(root, setup.interfaces, traces);

@@ -91,13 +91,25 @@ std::string verdict_text(const Walk &walk, const Packet &packet)
     return text;
 }
 
-// The circumstances that the answer rests on, as sentences.
-std::vector<std::string> circumstances(const Walk &walk, const Packet &packet)
+// The schedule's state, and where it comes from: the packet's words or the clock.
+std::string schedule_text(const PacketText &asked, const RouterRequest &router)
 {
-    const packets::Circumstances &now = packet.circumstances;
+    const std::string state =
+        asked.packet.circumstances.schedule ? "the schedule is active" : "the schedule is not active";
+    if (asked.names_schedule) {
+        return state + ", as asked";
+    }
+    return state + " on " + clock_text(first_clock(router)) +
+           "; --clock or schedule=on, schedule=off asks for another time";
+}
+
+// The circumstances that the answer rests on, as sentences.
+std::vector<std::string> circumstances(const Walk &walk, const PacketText &asked, const RouterRequest &router)
+{
+    const packets::Circumstances &now = asked.packet.circumstances;
     std::vector<std::string> texts;
     if (walk.asked.schedule) {
-        texts.emplace_back(now.schedule ? "the schedule is active" : "the schedule is not active");
+        texts.push_back(schedule_text(asked, router));
     }
     if (walk.asked.limit) {
         texts.emplace_back(now.over_limit ? "over the limit" : "within the limit");
@@ -125,7 +137,7 @@ bool is_idle_call(const std::vector<packets::Step> &steps, size_t i)
     return target.action == packets::Action::kJump && !entered;
 }
 
-void print_answer(const PacketText &asked, const Walk &walk)
+void print_answer(const PacketText &asked, const Walk &walk, const RouterRequest &router)
 {
     const Packet &packet = asked.packet;
     printf("%s: %s\n", packets::side_name(packet.from), packets::packet_text(packet).c_str());
@@ -139,7 +151,7 @@ void print_answer(const PacketText &asked, const Walk &walk)
                forms::escape(step.rule->text).c_str(), origin_text(step.rule->origin).c_str());
     }
     printf("  decided by  %s  [%s]\n", forms::escape(walk.reason).c_str(), origin_text(walk.origin).c_str());
-    for (const std::string &text : circumstances(walk, packet)) {
+    for (const std::string &text : circumstances(walk, asked, router)) {
         printf("  taken       %s\n", text.c_str());
     }
     for (const std::string &text : asked.filled) {
@@ -178,7 +190,7 @@ bench::Json json_rules(const Walk &walk)
     return rules;
 }
 
-bench::Json json_answer(const PacketText &asked, const Walk &walk)
+bench::Json json_answer(const PacketText &asked, const Walk &walk, const RouterRequest &router)
 {
     const Packet &packet = asked.packet;
     const bool before = !walk.hook.has_value();
@@ -196,7 +208,7 @@ bench::Json json_answer(const PacketText &asked, const Walk &walk)
                         {"reason", bench::json_text(walk.reason)}};
     put_origin(json, walk.origin);
     json["rules"] = json_rules(walk);
-    json["taken"] = json_texts(circumstances(walk, packet));
+    json["taken"] = json_texts(circumstances(walk, asked, router));
     json["filled_in"] = json_texts(asked.filled);
     json["notes"] = json_texts(walk.notes);
     return json;
@@ -269,10 +281,10 @@ int work(const PacketRequest &asked_for, const Words &words)
         if (drawn) {
             write_way(asked_for, filter, asked, walk);
         } else if (request.json) {
-            answers.push_back(json_answer(asked, walk));
+            answers.push_back(json_answer(asked, walk, *request.router));
         } else {
             printf("%s", &asked == &all.front() ? "" : "\n");
-            print_answer(asked, walk);
+            print_answer(asked, walk, *request.router);
         }
     }
     if (request.json) {
@@ -292,7 +304,7 @@ those of a usual host are filled in and said.
 constexpr const char *kMore = R"(
 Words behind the destination: syn ack fin rst psh urg (TCP flags), established related invalid (its connection;
 otherwise it opens one), reply and for=ADDRESS:PORT (an answer to that host), type=N code=N (ICMP),
-schedule=on schedule=off (in place of the clock), over (more than the rate limits allow), scan (scan seen),
+schedule=on schedule=off (in place of --clock), over (more than the rate limits allow), scan (scan seen),
 triggered (port triggering has opened the port), mark=none (the platform has not marked web traffic),
 payload=TEXT (up to the end). @FILE takes packets from a file, one a line, and - from standard input.
 )";

@@ -181,6 +181,22 @@ int64_t clock_time(const std::string &argument)
     return seconds;
 }
 
+int64_t first_clock(const RouterRequest &request)
+{
+    return request.clock.value_or(clock_time(std::string(kUsualDay) + " 12:00:00"));
+}
+
+std::string clock_text(int64_t clock)
+{
+    const time_t time = clock;
+    char text[64] = "";
+    tm utc = {};
+    if (gmtime_r(&time, &utc) != nullptr) {
+        (void)strftime(text, sizeof text, utc.tm_sec == 0 ? "%A %F %H:%M UTC" : "%A %F %T UTC", &utc);
+    }
+    return text;
+}
+
 std::string router_file(const std::string &option, const std::string &path)
 {
     if (!path.starts_with('/')) {
@@ -237,8 +253,8 @@ Options router_options(const std::shared_ptr<RouterRequest> &r)
          .help = "one more network interface",
          .take = [r](Text text) { r->interfaces.push_back(interface(text)); }},
         {.name = "clock", .argument = "'YYYY-MM-DD HH:MM:SS'",
-         .help = "the time rc sees when the first run begins, in UTC; its pauses, and nothing else, move it on. "
-                 "May also stand before the words of a later run",
+         .help = "the time rc sees when the first run begins, in UTC, in place of Monday 2026-03-02 12:00:00; its pauses, "
+                 "and nothing else, move it on. May also stand before the words of a later run",
          .take = [r](Text text) { r->clock = clock_time(text); }},
         {.name = "nested",
          .help = "runs of rc that rc starts really run, and are shown indented",

@@ -12,6 +12,11 @@
 
 namespace rcbench {
 
+// The day of every run and question that names none: a Monday.
+// Choice: without `--clock` every run and question of rcbench begins on Monday 2026-03-02 at 12:00 UTC, the
+// day of `rcbench day`: nothing that it prints depends on when it is asked, and two outputs compare.
+constexpr const char *kUsualDay = "2026-03-02";
+
 struct RouterRequest {
     std::optional<std::vector<bench::Setting>> settings;  // in place of the image's
     std::vector<bench::Setting> set;
@@ -21,7 +26,7 @@ struct RouterRequest {
     std::vector<std::string> removed;
     std::vector<bench::Reply> replies;
     std::vector<bench::Interface> interfaces;
-    std::optional<int64_t> clock;
+    std::optional<int64_t> clock;  // none: noon of the usual day
     bool nested = false;
     bool emulate = false;
     bool verbose = false;
@@ -58,6 +63,12 @@ int number_from(const std::string &option, const std::string &argument, int leas
 
 // Seconds since 1970 of "YYYY-MM-DD HH:MM:SS" in UTC, as given with --clock.
 int64_t clock_time(const std::string &argument);
+
+// The time at which the first run begins.
+int64_t first_clock(const RouterRequest &request);
+
+// "Monday 2026-03-02 12:00 UTC".
+std::string clock_text(int64_t clock);
 
 // A path of the router; refuses one that does not begin with "/", and the root itself.
 std::string router_file(const std::string &option, const std::string &path);

@@ -237,7 +237,7 @@ void print_run(const RunRequest &request, size_t number, const bench::Trace &tra
 int run_all(const RunRequest &request, const bench::Target &target, bench::Root &root)
 {
     std::vector<bench::Trace> traces;
-    std::optional<int64_t> clock = request.router->clock;
+    int64_t clock = first_clock(*request.router);
     for (size_t i = 0; i < request.runs.size(); ++i) {
         traces.push_back(run_in(root, *request.router, request.runs[i], clock));
         if (!request.json && !request.router->html && !request.svg && is_wanted(request, i)) {
@@ -297,7 +297,7 @@ int print_scenario(const RunRequest &request, const bench::Target &target)
     std::string runs;
     bench::Root root(target, setup);
     for (const WishedRun &run : request.runs) {
-        std::optional<int64_t> clock = request.router->clock;  // a scenario's runs all begin at its time
+        int64_t clock = first_clock(*request.router);  // a scenario's runs all begin at its time
         traces.push_back(run_in(root, *request.router, run, clock));
         runs += "\n" + change_directives(run) +
                 bench::run_directives({run.words.begin() + 1, run.words.end()}, traces.back(), root);

@@ -153,7 +153,7 @@ bench::Run run_like(const RouterRequest &request)
 {
     bench::Run run;
     run.nested = request.nested;
-    run.clock = request.clock;
+    run.clock = first_clock(request);
     run.limit = request.limit;
     run.most_pauses = request.most_pauses;
     run.most_output = request.most_output;
@@ -178,24 +178,21 @@ void advance_uptime(bench::Root &root, int64_t seconds)
 
 }  // namespace
 
-bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished,
-                    std::optional<int64_t> &clock)
+bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished, int64_t &clock)
 {
     if (!wished.changes.empty()) {
         root.set(wished.changes);
     }
     if (wished.clock) {
-        clock = wished.clock;
+        clock = *wished.clock;
     }
     bench::Run run = run_like(request);
     run.words = wished.words;
     run.clock = clock;
     bench::Trace trace = root.run(run);
-    if (clock) {
-        constexpr int64_t kSecond = 1000000;
-        advance_uptime(root, trace.clock_end / kSecond - *clock);
-        clock = trace.clock_end / kSecond;
-    }
+    constexpr int64_t kSecond = 1000000;
+    advance_uptime(root, trace.clock_end / kSecond - clock);
+    clock = trace.clock_end / kSecond;
     return trace;
 }
 
@@ -203,7 +200,7 @@ std::vector<bench::Trace> all_runs(const RouterRequest &request, const std::vect
                                    const bench::Target &target, bool with_changes)
 {
     bench::Root root(target, setup_of(request, target, with_changes));
-    std::optional<int64_t> clock = request.clock;
+    int64_t clock = first_clock(request);
     std::vector<bench::Trace> traces;
     traces.reserve(runs.size());
     for (const WishedRun &run : runs) {

@@ -25,8 +25,7 @@ std::vector<std::string> changed_keys(const std::vector<WishedRun> &runs);
 bench::Run run_like(const RouterRequest &request);
 
 // Puts the run's settings in and runs it. `clock`: what the runs before have made of the time; it goes on.
-bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished,
-                    std::optional<int64_t> &clock);
+bench::Trace run_in(bench::Root &root, const RouterRequest &request, const WishedRun &wished, int64_t &clock);
 
 // What rc takes as its first word: verbs and services.
 std::vector<std::string> first_words();

@@ -62,13 +62,13 @@ TEST_F(Compare, NamesThePacketsThatAnotherProgramLetsIn)
         "Reachable packets, opened from wan\n"
         "  PROTOCOL  PORTS  FROM  SENT TO       GETS TO     WHEN\n"
         "  tcp       2222   any   203.0.113.10  the router  unless over the limit or scan seen\n"
-        "  example: tcp 198.51.100.7:40000 -> 203.0.113.10:2222 schedule=off\n"
+        "  example: tcp 198.51.100.7:40000 -> 203.0.113.10:2222 schedule=on\n"
         "    before: drop; after: accept, to 203.0.113.10:2222\n"
         "Reachable packets, closed from wan\n"
         "  PROTOCOL  PORTS      FROM  SENT TO       GETS TO  WHEN\n"
         "  udp       6971-6999  any   203.0.113.10  dropped  when triggered port, unless over the limit or "
         "scan seen\n"
-        "  example: udp 198.51.100.7:40000 -> 203.0.113.10:6971 schedule=off triggered\n"
+        "  example: udp 198.51.100.7:40000 -> 203.0.113.10:6971 schedule=on triggered\n"
         "    before: accept, to 203.0.113.10:6971; after: drop\n"
         "\n1 runs compared, 1 different\n");
 }

@@ -395,6 +395,16 @@ TEST_F(Rcbench, SlipsInNamesGetAGuess)
               "rcbench: note: lan_ip is not among the default settings (did you mean lan_if?)\n");
 }
 
+TEST_F(Rcbench, WhatARunDoesDoesNotDependOnTheHour)
+{
+    const std::string flag = "--show /proc/net/ipt_condition/schedule schedule start";
+    EXPECT_TRUE(run(flag).has("  run    echo 1 > /proc/net/ipt_condition/schedule\\x20"));
+    EXPECT_TRUE(run("--clock '2026-03-02 03:00:00' " + flag)
+                    .has("  run    echo 0 > /proc/net/ipt_condition/schedule\\x20"));
+    EXPECT_NE(run("--scenario schedule start").output.find("\nclock 2026-03-02 12:00:00\n"),
+              std::string::npos);
+}
+
 TEST_F(Rcbench, AScenarioOfARunIsOneThatTheRunnerTakes)
 {
     for (const std::string &words :

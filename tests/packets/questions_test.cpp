@@ -42,7 +42,7 @@ void expect(const Ran &ran, int status, const std::string &text)
 
 // ---- packets --------------------------------------------------------------------------------------------
 
-constexpr const char *kPing = R"(wan: icmp 198.51.100.7 -> 203.0.113.10 type=8 schedule=off
+constexpr const char *kPing = R"(wan: icmp 198.51.100.7 -> 203.0.113.10 type=8 schedule=on
 dropped in INPUT
   PREROUTING  PREROUTING    -t nat -A PREROUTING -j PT  [framework]
   PREROUTING  PT            -t nat -A PT -d ! 192.168.0.1 -j PNAT --set-mark 0x2511  [framework]
@@ -55,7 +55,7 @@ dropped in INPUT
   filled in   to 203.0.113.10, the router's own address
 )";
 
-constexpr const char *kName = R"(lan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off
+constexpr const char *kName = R"(lan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=on
 accepted, to 192.168.0.1:53, the router itself
   PREROUTING  PREROUTING    -t nat -A PREROUTING -j MINIUPNPD  [framework]
   PREROUTING  MINIUPNPD     -I MINIUPNPD -t nat -i ! ppp0 -j RETURN  [framework]
@@ -71,6 +71,31 @@ TEST_F(PacketQuestions, SayTheVerdictFirstAndThenTheWay)
     expect(ask("packet --quick --from lan 'udp -> :53'"), 0, kName);
 }
 
+// What an answer takes of the schedule; nothing where no rule asked for it.
+std::string schedule_in(const Ran &answer)
+{
+    const std::string label = "  taken       the schedule ";
+    const size_t at = answer.output.find(label);
+    return at == std::string::npos
+               ? ""
+               : answer.output.substr(at + label.size(), answer.output.find('\n', at) - at - label.size());
+}
+
+TEST_F(PacketQuestions, AreAskedForMondayNoonUnlessAnotherTimeIsNamed)
+{
+    const std::string another = "; --clock or schedule=on, schedule=off asks for another time";
+    Ran answer = ask("packet --quick 'udp -> :3074'");
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_EQ(schedule_in(answer), "is active on Monday 2026-03-02 12:00 UTC" + another);
+    answer = ask("packet --quick --clock '2026-03-01 12:00:07' 'udp -> :3074'");
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(schedule_in(answer), "is not active on Sunday 2026-03-01 12:00:07 UTC" + another);
+    answer = ask("packet --quick 'udp -> :3074 schedule=off'");
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_EQ(schedule_in(answer), "is not active, as asked");
+    EXPECT_EQ(schedule_in(ask("packet --quick 'tcp -> :22'")), "");
+}
+
 TEST_F(PacketQuestions, TakeSeveralPacketsAlsoFromFiles)
 {
     const std::string list = file("# pings\n\nicmp ->\nudp 192.168.0.100 -> 192.168.0.1:53\r\n");
@@ -82,7 +107,7 @@ TEST_F(PacketQuestions, TakeSeveralPacketsAlsoFromFiles)
     EXPECT_EQ(from_file.status, 1);
     EXPECT_EQ(from_file.output.substr(0, std::string(kPing).size() + 1), std::string(kPing) + "\n");
     EXPECT_NE(
-        from_file.output.find("\nlan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=off\naccepted, to "
+        from_file.output.find("\nlan: udp 192.168.0.100:40000 -> 192.168.0.1:53 schedule=on\naccepted, to "
                               "192.168.0.1:53, the router itself\n"),
         std::string::npos)
         << from_file.output;
@@ -187,7 +212,7 @@ TEST_F(PacketQuestions, CompareBeforeAndAfter)
   PROTOCOL  PORTS      FROM  SENT TO       GETS TO  WHEN                                      BY
   tcp       443        any   203.0.113.10  dropped  unless over the limit or scan seen        framework
   udp       3074-3075  any   203.0.113.10  dropped  when schedule, unless over the limit or scan seen  framework
-  example: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off
+  example: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=on
     before: accept, to 192.168.0.20:443; after: drop
   example: udp 198.51.100.7:40000 -> 203.0.113.10:3074 schedule=on
     before: accept, to 192.168.0.30:3074; after: drop
@@ -204,7 +229,7 @@ TEST_F(PacketQuestions, CheckPromises)
     expect(ask("reach --never 'wan -> router:80' --quick"), 0, "holds   never wan -> router:80\n");
     const std::string broken =
         "broken  never wan -> lan:443\n"
-        "        wan: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off\n"
+        "        wan: tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=on\n"
         "        accepted, to 192.168.0.20:443 by -A IN_FILTER -d 192.168.0.20 -p tcp "
         "--dport 443:443 -j ACCEPT [framework]\n";
     expect(ask("reach --quick --never 'wan -> lan:443'"), 1, broken);
@@ -215,7 +240,7 @@ TEST_F(PacketQuestions, CheckPromises)
         Json::parse(ask("reach --quick --json --never 'wan -> lan:443'").output, nullptr, false);
     ASSERT_EQ(json.size(), 1U);
     EXPECT_EQ(json[0]["holds"], false);
-    EXPECT_EQ(json[0]["packet"], "tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=off");
+    EXPECT_EQ(json[0]["packet"], "tcp 198.51.100.7:40000 -> 203.0.113.10:443 schedule=on");
 }
 
 // Each line begins with "holds" or "exempt".
