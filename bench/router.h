@@ -229,6 +229,8 @@ class Root {
     Trace run(const Run &run);
     // rc with these words, one space between them: rc("wan start"). `like` says everything else.
     Trace rc(std::string_view words, Run like = {});
+    // The same without a trace, which is quicker: only what the run leaves in the root counts.
+    void run_unwatched(const Run &run);
 
     // A shell command in the root, with its tools and interfaces, for looking and arranging; its standard
     // output. Nothing of it is in a trace.

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 
 namespace bench {
 
@@ -140,6 +141,7 @@ class Laboratory {
           copy_(root_.settings()),
           defaults_(root_.settings("/etc/default").value_or(std::vector<Setting>()))
     {
+        like_.words = {"rc", "firewall", "create"};
         text_ = written();
         lines_ = lines_of(text_);
     }
@@ -200,7 +202,7 @@ class Laboratory {
 
     std::string written()
     {
-        (void)root_.rc("firewall create", like_);
+        root_.run_unwatched(like_);
         return root_.read("/tmp/rules").value_or("");
     }
 
@@ -240,37 +242,64 @@ void turn(std::vector<Setting> &entries, const std::string &key, const std::opti
     }
 }
 
-// The values that a setting is tried with. It is taken away, or, because without it much is as with 0, one
-// that says 0 is set to 1. Then it has another text: its last character, a number where it is one, is the
-// next one.
-std::vector<std::optional<std::string>> trials_of(const Setting &setting)
+// What a setting is tried with first: it is taken away, or, because without it much is as with 0, one that
+// says 0 is set to 1.
+std::optional<std::string> first_trial(const Setting &setting)
 {
-    if (setting.value == "0") {
-        return {"1"};
-    }
-    if (setting.value.empty() || is_list(setting)) {
-        return {std::nullopt};
-    }
-    return {std::nullopt, other_text(setting.value)};
+    return setting.value == "0" ? std::optional<std::string>("1") : std::nullopt;
+}
+
+// Then it has another text: its last character, a number where it is one, is the next one.
+bool has_second_trial(const Setting &setting)
+{
+    return setting.value != "0" && !setting.value.empty() && !is_list(setting);
 }
 
 // What one setting takes with it.
 struct Influence {
     Setting setting;
     std::vector<Loss> losses;
+    std::map<Loss, long> lines = {};  // how many, by how they went
 };
 
-std::vector<Loss> losses_without(Laboratory &laboratory, const Setting &setting)
+bool takes_lines(const Influence &influence)
 {
-    std::vector<Loss> losses(laboratory.lines().size(), Loss::kNone);
-    for (const std::optional<std::string> &value : trials_of(setting)) {
-        const std::vector<Loss> more =
-            laboratory.losses([&](std::vector<Setting> &entries) { turn(entries, setting.key, value); });
-        for (size_t i = 0; i < losses.size(); ++i) {
-            losses[i] = std::max(losses[i], more[i]);
-        }
+    return std::any_of(influence.losses.begin(), influence.losses.end(),
+                       [](Loss loss) { return loss != Loss::kNone; });
+}
+
+void add_losses(Influence &influence, const std::vector<Loss> &more)
+{
+    for (size_t i = 0; i < more.size(); ++i) {
+        influence.losses[i] = std::max(influence.losses[i], more[i]);
     }
-    return losses;
+}
+
+void try_another_text(Laboratory &laboratory, Influence &influence)
+{
+    const Setting &setting = influence.setting;
+    add_losses(influence, laboratory.losses([&](std::vector<Setting> &entries) {
+        turn(entries, setting.key, other_text(setting.value));
+    }));
+}
+
+// Those of a group whose other text takes a line, are found by halves: where the texts of all change no line,
+// none of them does.
+void try_other_texts(Laboratory &laboratory, std::span<Influence *> group)
+{
+    if (group.size() == 1) {
+        try_another_text(laboratory, *group[0]);
+        return;
+    }
+    const std::vector<Loss> together = laboratory.losses([&](std::vector<Setting> &entries) {
+        for (const Influence *influence : group) {
+            turn(entries, influence->setting.key, other_text(influence->setting.value));
+        }
+    });
+    if (std::any_of(together.begin(), together.end(), [](Loss loss) { return loss != Loss::kNone; })) {
+        try_other_texts(laboratory, group.first(group.size() / 2));
+        try_other_texts(laboratory, group.subspan(group.size() / 2));
+    }
 }
 
 // The settings that lines depend on.
@@ -278,10 +307,25 @@ std::vector<Influence> influences_in(Laboratory &laboratory)
 {
     std::vector<Influence> influences;
     for (const Setting &setting : laboratory.settings()) {
-        Influence influence = {setting, losses_without(laboratory, setting)};
-        if (std::any_of(influence.losses.begin(), influence.losses.end(),
-                        [](Loss loss) { return loss != Loss::kNone; })) {
-            influences.push_back(std::move(influence));
+        influences.push_back({setting, laboratory.losses([&](std::vector<Setting> &entries) {
+                                  turn(entries, setting.key, first_trial(setting));
+                              })});
+    }
+    std::vector<Influence *> quiet;  // most of them take nothing with another text either
+    for (Influence &influence : influences) {
+        if (has_second_trial(influence.setting) && takes_lines(influence)) {
+            try_another_text(laboratory, influence);
+        } else if (has_second_trial(influence.setting)) {
+            quiet.push_back(&influence);
+        }
+    }
+    if (!quiet.empty()) {
+        try_other_texts(laboratory, quiet);
+    }
+    std::erase_if(influences, [](const Influence &influence) { return !takes_lines(influence); });
+    for (Influence &influence : influences) {
+        for (const Loss loss : influence.losses) {
+            ++influence.lines[loss];
         }
     }
     return influences;
@@ -298,8 +342,11 @@ RuleOrigin origin_of(const std::vector<Influence> &influences, size_t line)
     long fewest = 0;
     for (const Influence &influence : influences) {
         const Loss loss = influence.losses[line];
-        const long lines = std::count(influence.losses.begin(), influence.losses.end(), loss);
-        if (loss == Loss::kNone || loss < strongest || (loss == strongest && lines > fewest)) {
+        if (loss == Loss::kNone || loss < strongest) {
+            continue;
+        }
+        const long lines = influence.lines.at(loss);
+        if (loss == strongest && lines > fewest) {
             continue;
         }
         if (loss > strongest || lines < fewest) {
@@ -333,6 +380,18 @@ std::string without_bit(const std::vector<std::string> &records, unsigned bit)
     return left;
 }
 
+bool is_alone_behind(const Setting &setting, const RuleOrigin &origin)
+{
+    return origin.settings == std::vector<std::string>{setting.key};
+}
+
+// Of other lists the records do not matter.
+bool is_alone_behind_a_line(const Setting &setting, const std::vector<RuleOrigin> &origins)
+{
+    return std::any_of(origins.begin(), origins.end(),
+                       [&](const RuleOrigin &origin) { return is_alone_behind(setting, origin); });
+}
+
 // Tells the records of a list apart: bit by bit of their numbers, all that have it are taken out; a line is
 // of the record whose number's bits it went with.
 void find_records(Laboratory &laboratory, const Setting &setting, std::vector<RuleOrigin> &origins)
@@ -350,8 +409,7 @@ void find_records(Laboratory &laboratory, const Setting &setting, std::vector<Ru
         }
     }
     for (size_t line = 0; line < origins.size(); ++line) {
-        if (origins[line].settings == std::vector<std::string>{setting.key} &&
-            numbers[line] <= records.size()) {
+        if (is_alone_behind(setting, origins[line]) && numbers[line] <= records.size()) {
             origins[line].record = numbers[line];
         }
     }
@@ -377,7 +435,7 @@ RulesFile rules_with_origins(const Target &target, const Setup &setup, const Run
         file.origins.push_back(origin_of(influences, line));
     }
     for (const Influence &influence : influences) {
-        if (is_list(influence.setting)) {
+        if (is_list(influence.setting) && is_alone_behind_a_line(influence.setting, file.origins)) {
             find_records(laboratory, influence.setting, file.origins);
         }
     }

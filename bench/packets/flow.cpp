@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
 #include <unordered_map>
 
 namespace packets {
@@ -353,8 +354,15 @@ class Flow {
         Set returned;
         Taken taken;
         const Set entered = packets;
-        for (const Rule &rule : chain.rules) {
-            if (&rule == skipped_ || (packets.empty() && observations_ == nullptr)) {
+        size_t taken_to = 0;  // rules before this one have been gone through together
+        for (size_t i = 0; i < chain.rules.size(); ++i) {
+            const Rule &rule = chain.rules[i];
+            if (i < taken_to || &rule == skipped_ || (packets.empty() && observations_ == nullptr)) {
+                continue;
+            }
+            taken_to = end_of_row(chain, i);
+            if (taken_to > i + 1) {
+                packets = go_through_row({chain.rules.data() + i, taken_to - i}, packets, walk, caller);
                 continue;
             }
             const Set hit = hits(rule, packets, walk.place, walk.marks);
@@ -377,6 +385,81 @@ class Flow {
             }
         }
         return packets | returned;
+    }
+
+    // ---- many rules in a row --------------------------------------------------------------------------
+
+    using Row = std::span<const Rule>;
+
+    // The end of the rules from `begin` on that each end the way of what fits them and read no marks.
+    size_t end_of_row(const Chain &chain, size_t begin) const
+    {
+        const auto is_plain = [](const Rule &rule) {
+            return ends_table(rule.target.action) &&
+                   std::none_of(rule.matches.begin(), rule.matches.end(),
+                                [](const Match &match) { return std::holds_alternative<MarkMatch>(match); });
+        };
+        size_t end = begin;
+        while (observations_ == nullptr && end < chain.rules.size() && is_plain(chain.rules[end])) {
+            ++end;
+        }
+        return end;
+    }
+
+    struct Fitting {
+        const Rule *rule;
+        Set packets;
+    };
+
+    // Rules taken out of the packets one by one leave a big set behind each of them. So the row is halved
+    // again and again, and a half sees no more than what fits one of its rules.
+    Set go_through_row(Row rules, const Set &packets, const Walk &walk, const Origin &caller)
+    {
+        std::vector<Fitting> fitting;
+        for (const Rule &rule : rules) {
+            Set set = hits(rule, Set::everything(), walk.place, walk.marks);
+            if (!set.empty()) {
+                fitting.push_back({&rule, std::move(set)});
+            }
+        }
+        if (fitting.empty()) {
+            return packets;
+        }
+        std::vector<Set> unions(2 * fitting.size() - 1);
+        const Set hit = packets & unite(fitting, unions.data());
+        halve(fitting, unions.data(), hit, walk.ended, caller);
+        return packets - hit;
+    }
+
+    // Fills in what fits any of the rules, then the same for their first half and for their second half.
+    static const Set &unite(std::span<const Fitting> rules, Set *unions)
+    {
+        if (rules.size() == 1) {
+            return *unions = rules[0].packets;
+        }
+        const size_t half = rules.size() / 2;
+        const Set &first = unite(rules.first(half), unions + 1);
+        return *unions = first | unite(rules.subspan(half), unions + 2 * half);
+    }
+
+    // `hit`: packets that each fit one of the rules.
+    static void halve(std::span<const Fitting> rules, const Set *unions, const Set &hit,
+                      std::vector<Ended> &ended, const Origin &caller)
+    {
+        if (hit.empty()) {
+            return;
+        }
+        if (rules.size() == 1) {
+            const Rule &rule = *rules[0].rule;
+            ended.push_back({&rule, rule.origin.setting.empty() ? caller : rule.origin, hit});
+            return;
+        }
+        const size_t half = rules.size() / 2;
+        const Set &first = unions[1];
+        const Set &second = unions[2 * half];
+        halve(rules.first(half), unions + 1, hit & first, ended, caller);
+        const Set rest = (first & second).empty() ? hit : hit - first;
+        halve(rules.subspan(half), unions + 2 * half, rest & second, ended, caller);
     }
 
     using Taken = std::vector<std::pair<const Rule *, Set>>;
