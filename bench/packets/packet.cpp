@@ -1,9 +1,11 @@
 #include "bench/packets/packet.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <sstream>
 
+#include "bench/packets/words.h"
 #include "forms/escapes.h"
 
 namespace packets {
@@ -76,7 +78,7 @@ class PacketReader {
 
     [[noreturn]] void fail(const std::string &what) const
     {
-        throw Error("packet \"" + std::string(text_) + "\": " + what +
+        throw Error("packet \"" + cut(text_) + "\": " + what +
                     "; write PROTOCOL SOURCE[:PORT] -> DESTINATION[:PORT] WORDS");
     }
 
@@ -121,13 +123,24 @@ class PacketReader {
             if (word.starts_with("payload=")) {
                 read_payload(words, word);
             } else if (!read_word(word)) {
-                if (!first) {
-                    fail("no word \"" + word + "\"");
+                if (!first || is_name(word)) {
+                    fail("no word \"" + cut(word) +
+                         "\": there are syn, ack, fin, rst, psh, urg, new, established, "
+                         "related, invalid, reply, for=ADDRESS:PORT, type=N and code=N (of icmp), "
+                         "payload=TEXT, "
+                         "schedule=on, schedule=off, over, scan, triggered and mark=none");
                 }
                 destination_ = read_half(word);
             }
             first = false;
         }
+    }
+
+    // What begins as no address does, but for the router's own.
+    static bool is_name(const std::string &word)
+    {
+        return isalpha(static_cast<unsigned char>(word[0])) != 0 &&
+               word.substr(0, word.find(':')) != "router";
     }
 
     bool read_word(const std::string &word)

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "bench/packets/words.h"
+
 namespace packets {
 
 namespace {
@@ -539,7 +541,7 @@ class SentenceReader {
 
     [[noreturn]] void fail(const std::string &why) const
     {
-        throw Error("sentence \"" + std::string(text_) + "\": " + why +
+        throw Error("sentence \"" + cut(text_) + "\": " + why +
                     "; write never|always SIDE [NET...] -> PLACE[:PORTS] [PROTOCOL] [unless CONDITION...]");
     }
 
@@ -604,6 +606,9 @@ class SentenceReader {
         bool by = false;
         while (at_ < words_.size()) {
             const std::string word = next("");
+            if (!by && (word == "or" || circumstance(word, sentence))) {
+                continue;
+            }
             const size_t equals = word.find('=');
             if (word == "by") {
                 by = true;
@@ -613,9 +618,41 @@ class SentenceReader {
             } else if (by) {
                 sentence.unless.push_back({true, word, ""});
             } else {
-                fail("\"" + word + "\" is no condition");
+                fail("\"" + word +
+                     "\" is no condition: there are by KEY, KEY=VALUE, over, scan, triggered, "
+                     "schedule=on and schedule=off");
             }
         }
+    }
+
+    // What only run time knows, in a packet's words or in those of a table's column WHEN.
+    bool circumstance(const std::string &word, Sentence &sentence)
+    {
+        struct Named {
+            const char *word;
+            Circumstance circumstance;
+            std::vector<const char *> rest;
+        };
+        static const std::vector<Named> kAll = {{"over", {kOverBit}, {"the", "limit"}},
+                                                {"scan", {kScanBit}, {"seen"}},
+                                                {"triggered", {kTriggerBit}, {"port"}},
+                                                {"schedule=on", {kScheduleBit}, {}},
+                                                {"schedule=off", {kScheduleBit, false}, {}}};
+        const auto named =
+            std::find_if(kAll.begin(), kAll.end(), [&](const Named &one) { return word == one.word; });
+        if (named == kAll.end()) {
+            return false;
+        }
+        sentence.left_out.push_back(named->circumstance);
+        const auto follows = [&](size_t i) {
+            return at_ + i < words_.size() && words_[at_ + i] == named->rest[i];
+        };
+        size_t count = 0;
+        while (count < named->rest.size() && follows(count)) {
+            ++count;
+        }
+        at_ += count == named->rest.size() ? count : 0;
+        return true;
     }
 
     std::string_view text_;
@@ -775,11 +812,15 @@ Set broken_by(const Sentence &sentence, const Space &space, const Network &netwo
     if (sentence.protocol >= 0) {
         asked &= space.protocol(sentence.protocol);
     }
+    for (const Circumstance &circumstance : sentence.left_out) {
+        asked &= Set::bit(circumstance.bit, !circumstance.value);
+    }
     Set broken;
     if (sentence.always) {
         asked &= sent(sentence, space, network);
         for (const Piece &piece : pieces) {
-            const bool stays = piece.verdict == Verdict::kAccept;
+            const bool comes = !sentence.nets.empty() || !piece.reason.starts_with("routing: the source");
+            const bool stays = piece.verdict == Verdict::kAccept || !comes;
             broken |= stays || exempt(sentence, piece) ? Set() : piece.packets & asked;
         }
         return broken;

@@ -66,11 +66,19 @@ Difference difference(const Space &space, const Network &network, const std::vec
 //     never|always  SIDE[ NET...] -> PLACE[:PORT[-PORT]] [PROTOCOL] [unless CONDITION, CONDITION...]
 // SIDE is wan, lan, tunnel or router; NET an address, a subnet or a range its packets come from; PLACE a side
 // or an address, of "never" where a packet ends, of "always" where it is sent; CONDITION "by KEY": what rules
-// of this setting let in does not count; or "KEY=VALUE": the sentence is about routers without this setting.
+// of this setting let in does not count; or "KEY=VALUE": the sentence is about routers without this setting;
+// or what only run time knows, in the words of a packet or of a table: "over" or "over the limit", "scan" or
+// "scan seen", "triggered" or "triggered port", "schedule=on", "schedule=off": packets then do not count.
 struct Condition {
     bool by = false;
     std::string key;
     std::string value;
+};
+
+// A circumstance of a packet: its bit and value.
+struct Circumstance {
+    int bit = 0;
+    bool value = true;
 };
 
 struct Sentence {
@@ -83,6 +91,7 @@ struct Sentence {
     int last_port = -1;
     int protocol = -1;  // none: every protocol
     std::vector<Condition> unless;
+    std::vector<Circumstance> left_out;
 };
 
 // Throws Error for words that are no sentence.

@@ -407,6 +407,11 @@ class Walker {
                 " without passing the router, from an address that was not asked: no connection "
                 "comes about");
         }
+        if (way_.verdict == Verdict::kAccept && packet_.from == Side::kWan && way_.out == Side::kWan) {
+            way_.notes.emplace_back(address_text(way_.to.address) +
+                                    " is not on the LAN: the packet goes out by " + network_.wan_if +
+                                    ", where it came in");
+        }
     }
 
     const RuleSet &rules_;

@@ -2,6 +2,12 @@
 
 namespace packets {
 
+std::string cut(std::string_view text)
+{
+    constexpr size_t kMost = 120;
+    return std::string(text.substr(0, kMost)) + (text.size() > kMost ? "..." : "");
+}
+
 std::vector<std::string> split_line(std::string_view line)
 {
     std::vector<std::string> words;

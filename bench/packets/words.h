@@ -7,6 +7,9 @@
 
 namespace packets {
 
+// A text that people wrote, for a message: its end is left out where it is long.
+std::string cut(std::string_view text);
+
 // A line of a batch file as words. Spaces separate them; double quotes keep a text together and go away. A
 // quote that is not closed reaches to the end of the line.
 std::vector<std::string> split_line(std::string_view line);

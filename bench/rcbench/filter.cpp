@@ -4,6 +4,7 @@
 #include "bench/rcbench/runs.h"
 #include "bench/rule_origins.h"
 #include "forms/files.h"
+#include "forms/nearest.h"
 
 namespace rcbench {
 
@@ -137,13 +138,15 @@ std::vector<std::string> question_lines(const std::string &file)
 
 packets::Side side_of(const std::string &option, const std::string &name)
 {
+    std::vector<std::string> names;
     for (const packets::Side side : packets::kSides) {
-        if (name == packets::side_name(side)) {
+        names.emplace_back(packets::side_name(side));
+        if (name == names.back()) {
             return side;
         }
     }
-    throw forms::usage_error(option + " " + forms::shown(name) +
-                             ": no such side; take wan, lan, tunnel or router");
+    throw forms::usage_error(option + " " + forms::shown(name) + ": no such side" +
+                             forms::did_you_mean(name, names) + "; take wan, lan, tunnel or router");
 }
 
 std::string origin_text(const packets::Origin &origin)

@@ -68,7 +68,7 @@ std::vector<PacketText> parse(const std::vector<std::string> &texts, const packe
         }
         return asked;
     } catch (const packets::Error &error) {
-        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+        throw forms::Failure(forms::kUnusable, forms::escape(error.what()));
     }
 }
 
@@ -84,6 +84,8 @@ std::string verdict_text(const Walk &walk, const Packet &packet)
     std::string text = "accepted, to " + packets::endpoint_text(walk.to, packet.protocol);
     if (walk.out == packets::Side::kRouter) {
         text += ", the router itself";
+    } else if (walk.out == packets::Side::kWan && packet.from == packets::Side::kWan) {
+        text += ", back to the Internet";
     }
     if (walk.from != packet.source) {
         text += ", as coming from " + packets::endpoint_text(walk.from, packet.protocol);

@@ -18,9 +18,20 @@ using Rows = std::vector<packets::Row>;
 
 using Wanted = bool (*)(const Piece &);
 
-bool is_let_in(const Piece &piece)
+bool is_accepted(const Piece &piece)
 {
     return piece.verdict == Verdict::kAccept;
+}
+
+// Of what comes from the Internet.
+bool is_let_in(const Piece &piece)
+{
+    return piece.verdict == Verdict::kAccept && piece.out != Side::kWan;
+}
+
+bool is_sent_back(const Piece &piece)
+{
+    return piece.verdict == Verdict::kAccept && piece.out == Side::kWan;
 }
 
 // Not what the kernel's routing drops whatever the rules are.
@@ -34,6 +45,21 @@ bool is_for_router(const Piece &piece)
     return piece.verdict == Verdict::kAccept && piece.out == Side::kRouter;
 }
 
+// Whether a rule does something to packets for what they carry; a call of an empty chain does nothing.
+bool acts_on_payload(const packets::Table &table)
+{
+    const auto acts = [&](const packets::Rule &rule) {
+        const bool looks = std::any_of(rule.matches.begin(), rule.matches.end(), [](const auto &match) {
+            return std::holds_alternative<packets::StringMatch>(match);
+        });
+        const bool is_call = rule.target.action == packets::Action::kJump;
+        return looks && !(is_call && table.chains[rule.target.chain_index].rules.empty());
+    };
+    return std::any_of(table.chains.begin(), table.chains.end(), [&](const packets::Chain &chain) {
+        return std::any_of(chain.rules.begin(), chain.rules.end(), acts);
+    });
+}
+
 class Tables {
   public:
     // `examples`: each row with a packet.
@@ -45,16 +71,16 @@ class Tables {
     std::vector<PassingTable> all(std::optional<Side> from)
     {
         if (!from || *from == Side::kWan) {
-            add("Let in from the Internet", Side::kWan, is_let_in);
+            add_internet();
         }
         if (from ? *from == Side::kTunnel : has_tunnels(filter_.network)) {
-            add("Let in from a tunnel", Side::kTunnel, is_let_in);
+            add("Let in from a tunnel", Side::kTunnel, is_accepted);
         }
         if (!from || *from == Side::kLan) {
             add_lan();
         }
         if (from == Side::kRouter) {
-            add("Sent by the router itself", Side::kRouter, is_let_in);
+            add("Sent by the router itself", Side::kRouter, is_accepted);
         }
         return std::move(tables_);
     }
@@ -76,6 +102,17 @@ class Tables {
         tables_.push_back({heading, side, rows(pieces_of(packets::new_connections(space_, side)), wanted)});
     }
 
+    // A forwarding to an address that is on no other side turns packets back; most routers have none.
+    void add_internet()
+    {
+        const Pieces pieces = pieces_of(packets::new_connections(space_, Side::kWan));
+        tables_.push_back({"Let in from the Internet", Side::kWan, rows(pieces, is_let_in)});
+        if (std::any_of(pieces.begin(), pieces.end(), is_sent_back)) {
+            tables_.push_back(
+                {"Sent back to the Internet, to no host of the LAN", Side::kWan, rows(pieces, is_sent_back)});
+        }
+    }
+
     void add_lan()
     {
         const Pieces pieces = pieces_of(packets::new_connections(space_, Side::kLan));
@@ -88,7 +125,7 @@ class Tables {
     Rows by_payload() const
     {
         const size_t texts = space_.texts().size();
-        if (texts == 0) {
+        if (!acts_on_payload(filter_.rules.nat) && !acts_on_payload(filter_.rules.filter)) {
             return {};
         }
         Pieces pieces = pieces_of(packets::running_data(space_, Side::kLan));

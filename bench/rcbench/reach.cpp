@@ -38,7 +38,7 @@ Sentence sentence(const std::string &text)
     try {
         return packets::parse_sentence(text);
     } catch (const packets::Error &error) {
-        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+        throw forms::Failure(forms::kUnusable, forms::escape(error.what()));
     }
 }
 
@@ -289,7 +289,7 @@ int work(const ReachRequest &request, const Words &words)
         }
         return answer_tables(request, filter);
     } catch (const packets::Error &error) {
-        throw forms::Failure(forms::kUnusable, forms::shown(error.what()));
+        throw forms::Failure(forms::kUnusable, forms::escape(error.what()));
     }
 }
 
@@ -302,9 +302,10 @@ connections that get through; nothing is sampled.
 
 constexpr const char *kMore = R"(
 A sentence is SIDE [NET...] -> PLACE[:PORTS] [PROTOCOL] [unless CONDITION, CONDITION...]. SIDE is wan, lan, tunnel or
-router, NET an address, subnet or range its packets come from. PLACE is a side or an address: of "never" where a
+router, NET an address, subnet or range its packets come from (without one: any that the kernel takes). PLACE is a side or an address: of "never" where a
 packet ends, of "always" where it is sent. A CONDITION "by KEY" leaves out what rules of that setting let in,
-"KEY=VALUE" leaves the sentence out where the setting has that value.
+"KEY=VALUE" leaves the sentence out where the setting has that value; "over", "scan", "triggered", "schedule=on" and
+"schedule=off" leave out what is so only then ("unless over the limit or scan seen").
 )";
 
 }  // namespace

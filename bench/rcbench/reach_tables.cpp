@@ -1,6 +1,7 @@
 #include "bench/rcbench/reach_tables.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 
 #include "bench/rcbench/filter.h"
@@ -42,7 +43,8 @@ std::string cause_text(const Row &row)
 std::string fate(const Row &row)
 {
     if (row.verdict == packets::Verdict::kAccept) {
-        return row.to;
+        const bool is_address = isdigit(static_cast<unsigned char>(row.to[0])) != 0;
+        return row.to + (is_address && row.out == packets::Side::kWan ? ", on the Internet" : "");
     }
     return row.verdict == packets::Verdict::kReject ? "rejected" : "dropped";
 }
@@ -144,17 +146,20 @@ void print_rows(const std::string &heading, const std::vector<Row> &rows)
 
 bench::Json json_row(packets::Side side, const Row &row)
 {
-    bench::Json json = {{"side", packets::side_name(side)},
-                        {"verdict", packets::verdict_name(row.verdict)},
-                        {"protocol", row.protocol},
-                        {"ports", row.ports},
-                        {"from", row.from},
-                        {"from_ports", row.from_ports},
-                        {"asked", row.asked},
-                        {"to", row.to.empty() ? bench::Json(nullptr) : bench::Json(row.to)},
-                        {"when", json_list(row.when)},
-                        {"unless", json_list(row.unless)},
-                        {"reason", bench::json_text(row.reason)}};
+    bench::Json json = {
+        {"side", packets::side_name(side)},
+        {"verdict", packets::verdict_name(row.verdict)},
+        {"protocol", row.protocol},
+        {"ports", row.ports},
+        {"from", row.from},
+        {"from_ports", row.from_ports},
+        {"asked", row.asked},
+        {"to", row.to.empty() ? bench::Json(nullptr) : bench::Json(row.to)},
+        {"out", row.verdict == packets::Verdict::kAccept ? bench::Json(packets::side_name(row.out))
+                                                         : bench::Json(nullptr)},
+        {"when", json_list(row.when)},
+        {"unless", json_list(row.unless)},
+        {"reason", bench::json_text(row.reason)}};
     put_origin(json, row.origin);
     bench::Json translation;
     put_origin(translation, row.translation_origin);

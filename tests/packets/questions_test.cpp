@@ -161,6 +161,15 @@ TEST_F(PacketQuestions, ThatAreNoneGetOneLine)
            "rcbench: packet \"tcp 1.2.3.4 ->\": no port to go to; " + form);
     expect(ask("packet --from moon 'icmp ->'"), 2,
            "rcbench: --from moon: no such side; take wan, lan, tunnel or router" + help);
+    expect(
+        ask("packet --quick 'udp -> schedule'"), 2,
+        "rcbench: packet \"udp -> schedule\": no word \"schedule\": there are syn, ack, fin, rst, psh, urg, "
+        "new, "
+        "established, related, invalid, reply, for=ADDRESS:PORT, type=N and code=N (of icmp), payload=TEXT, "
+        "schedule=on, schedule=off, over, scan, triggered and mark=none; " +
+            form);
+    expect(ask("packet --from lam 'icmp ->'"), 2,
+           "rcbench: --from lam: no such side (did you mean lan?); take wan, lan, tunnel or router" + help);
     expect(ask("packet @/nosuch"), 2, "rcbench: cannot read /nosuch: No such file or directory\n");
 }
 
@@ -220,6 +229,28 @@ TEST_F(PacketQuestions, CompareBeforeAndAfter)
     expect(ask("reach --quick --diff --set log_type=1"), 0,
            "Nothing changes: the same connections get through to the same ends.\n");
     EXPECT_EQ(ask("reach --quick --json --diff --set log_type=1").output, "[]\n");
+}
+
+TEST_F(PacketQuestions, TellAForwardingThatLeadsBackToTheInternetFromOneToAHost)
+{
+    const std::string dmz =
+        "--quick --set fw_in_rules= --set fw_spapp= --set fw_dmz_enable=1 --set fw_dmz=10.9.9.9 ";
+    const Ran packet = ask("packet " + dmz + "'tcp -> :80'");
+    EXPECT_EQ(packet.status, 0);
+    EXPECT_TRUE(
+        packet.has("accepted, to 10.9.9.9:80, back to the Internet, as coming from 203.0.113.10:40000"))
+        << packet.output;
+    EXPECT_TRUE(packet.has(
+        "  note        10.9.9.9 is not on the LAN: the packet goes out by ppp0, where it came in"));
+    const Ran reach = ask("reach --from wan " + dmz);
+    EXPECT_TRUE(
+        reach.output.starts_with("Let in from the Internet\n  nothing\n\nSent back to the Internet, to no "
+                                 "host of the LAN\n"))
+        << reach.output;
+    EXPECT_NE(reach.output.find("  10.9.9.9, on the Internet  "), std::string::npos) << reach.output;
+    EXPECT_EQ(Json::parse(ask("reach --json --from wan " + dmz).output, nullptr, false)[0]["out"], "wan");
+    EXPECT_EQ(ask("reach --from wan --quick").output.find("Sent back"), std::string::npos);
+    expect(ask("reach --quick --never 'wan -> lan' " + dmz), 0, "holds   never wan -> lan\n");
 }
 
 // ---- promises -------------------------------------------------------------------------------------------

@@ -203,6 +203,21 @@ TEST(ReachSentence, AlwaysIsAboutWherePacketsAreSent)
               "");
 }
 
+TEST(ReachSentence, LeavesOutWhatOnlyRunTimeKnows)
+{
+    const Lines lines = {"-P INPUT DROP", "-A INPUT -m psd -j DROP",
+                         "-A INPUT -p tcp -m limit --limit 1/s -m condition --condition schedule -j ACCEPT"};
+    const std::string sentence = "always wan -> 203.0.113.10:80 tcp";  // of sources that the kernel takes
+    EXPECT_NE(broken("always wan 127.0.0.1 -> 203.0.113.10:80 tcp unless over, scan, schedule=off", lines),
+              "");
+    EXPECT_NE(broken(sentence, lines), "");
+    EXPECT_NE(broken(sentence + " unless over, scan", lines), "");
+    EXPECT_EQ(broken(sentence + " unless over, scan, schedule=off", lines), "");
+    EXPECT_EQ(broken(sentence + " unless over the limit or scan seen, schedule=off", lines), "");
+    EXPECT_NE(broken("never wan -> router:80", lines), "");
+    EXPECT_EQ(broken("never wan -> router:80 unless schedule=on", lines), "");
+}
+
 std::string mistake(const std::string &sentence)
 {
     try {
@@ -225,7 +240,13 @@ TEST(ReachSentence, RefusesWhatIsNone)
     EXPECT_EQ(mistake("never wan -> lan:99999"), "\"99999\" is no port or range of ports");
     EXPECT_EQ(mistake("never wan -> lan tcq"), "\"tcq\" is no protocol");
     EXPECT_EQ(mistake("never wan -> lan unless"), "conditions come behind \"unless\"");
-    EXPECT_EQ(mistake("never wan -> lan unless fw_dmz"), "\"fw_dmz\" is no condition");
+    EXPECT_EQ(
+        mistake("never wan -> lan unless fw_dmz"),
+        "\"fw_dmz\" is no condition: there are by KEY, KEY=VALUE, over, scan, triggered, schedule=on and "
+        "schedule=off");
+    EXPECT_EQ(mistake("never wan -> lan unless over the moon"),
+              "\"the\" is no condition: there are by KEY, KEY=VALUE, over, scan, triggered, schedule=on and "
+              "schedule=off");
 }
 
 // ---- lines that nothing needs ---------------------------------------------------------------------------
