@@ -3,11 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <sstream>
 
-#include "bench/rcbench/command.h"
+#include "bench/rcbench/router_options.h"
 #include "bench/show/json.h"
 #include "forms/check.h"
 #include "forms/descriptions.h"
@@ -23,7 +25,7 @@ namespace {
 
 using forms::Description;
 
-// What rc says, what it means and where to look.
+// What rc says, what it means and where to look. "%" stands for any text, "#" for a number.
 struct Message {
     const char *text;
     const char *meaning;
@@ -56,19 +58,91 @@ constexpr Message kMessages[] = {
     {"KEYING_MODE_UNKNOWN", "a policy's keying is neither 1 nor 2; it is skipped", "vpn, keying"},
     {"no default gateway", "the connection check found no default route and leaves the LEDs alone",
      "wan_mode"},
-    {"socket creating failed", "the system gave no socket to ask for an interface's address", "the kernel"},
+    {"Error Number=#", "what is wrong with the VPN policies", "rcbench explain -NUMBER"},
+    {"*** RC_VPN Version:% Last Update:% ***", "the VPN service begins to read its policies", "vpn"},
+    {"gateway==[%]", "VPN: the gateway of the default route, or nothing where there is none",
+     "/proc/net/route; rc wan start brings the route"},
+    {"*********** start of fw_pt ***********", "the firewall writes the ports that port triggering opens",
+     "fw_spapp"},
+    {"lease in lease file %--1",
+     "the first lease of the file before a reservation goes in: address in hexadecimal, host name, hardware "
+     "address",
+     "/var/udhcpd.leases; rcbench explain FILE"},
+    {"Write to lease file %--1",
+     "a reservation is added to the lease file: address in hexadecimal, host name, hardware address",
+     "dhcp_reserved, /var/udhcpd.leases"},
+    {"#:#", "the hour and minute at which the schedule begins, where rc looks whether it is active",
+     "fw_schedule"},
+    {"--#", "how the wireless access list is used: 0 not at all", "wifi_access_control, wifi_access_list"},
+    {"--->%", "IP over ATM: the command that rc runs next", "wan_mode, ipoa_mode"},
+    {"ap_name=% action=%", "the service and the verb of this run; (null) where it is for all services",
+     "the words after rc"},
+    {"Usage: rc [wan|service|ap name] [start|stop|restart|create]",
+     "the words after rc are none that it takes; rc does nothing and its status is 0", "the words after rc"},
+    {"user: socket creating failed%", "the system gave no socket to set a hardware address with",
+     "the kernel"},
+    {"socket creating failed%", "the system gave no socket to ask for an interface's address", "the kernel"},
 };
+
+// One blank for each row of blanks, none at the ends.
+std::string squeezed(const std::string &text)
+{
+    std::istringstream words(text);
+    std::string out;
+    for (std::string word; words >> word;) {
+        out += (out.empty() ? "" : " ") + word;
+    }
+    return out;
+}
+
+bool fits(std::string_view pattern, std::string_view text)
+{
+    if (pattern.empty()) {
+        return text.empty();
+    }
+    if (pattern[0] == '#') {
+        size_t end = text.starts_with('-') ? 1 : 0;
+        const size_t first = end;
+        while (end < text.size() && isdigit(static_cast<unsigned char>(text[end])) != 0) {
+            ++end;
+        }
+        return end > first && fits(pattern.substr(1), text.substr(end));
+    }
+    if (pattern[0] == '%') {
+        return fits(pattern.substr(1), text) || (!text.empty() && fits(pattern, text.substr(1)));
+    }
+    return !text.empty() && pattern[0] == text[0] && fits(pattern.substr(1), text.substr(1));
+}
+
+// rc prints many of its commands.
+constexpr Message kCommand = {"a command", "rc prints it before or after it runs it",
+                              "the run that did it: rcbench WORDS shows all its commands"};
+
+bool is_command(const std::string &text)
+{
+    const size_t blank = text.find(' ');
+    if (blank == std::string::npos) {
+        return false;
+    }
+    const std::string tool = text.substr(0, blank).substr(text.substr(0, blank).rfind('/') + 1);
+    const std::vector<std::string> tools = tool_names(target_of(RouterRequest()));
+    return std::find(tools.begin(), tools.end(), tool) != tools.end();
+}
 
 const Message *find_message(const std::string &word)
 {
+    const std::string text = squeezed(word);
     const auto *found = std::find_if(std::begin(kMessages), std::end(kMessages),
-                                     [&](const Message &one) { return word == one.text; });
-    return found == std::end(kMessages) ? nullptr : found;
+                                     [&](const Message &one) { return fits(one.text, text); });
+    if (found != std::end(kMessages)) {
+        return found;
+    }
+    return is_command(text) ? &kCommand : nullptr;
 }
 
-void explain_message(const Message &message)
+void explain_message(const std::string &text, const Message &message)
 {
-    printf("%s: %s\n  look at: %s\n", message.text, message.meaning, message.look);
+    printf("%s: %s\n  look at: %s\n", forms::escape(text).c_str(), message.meaning, message.look);
 }
 
 void print_lines(const std::vector<std::string> &lines)
@@ -141,7 +215,8 @@ struct Subject {
     const Description *setting = nullptr;
     std::optional<std::string> value;  // with a setting: KEY=VALUE
     const Message *message = nullptr;
-    std::string file;
+    std::string said = {};  // the message as asked for
+    std::string file = {};
 };
 
 [[noreturn]] void refuse_unknown(const std::string &word)
@@ -176,6 +251,7 @@ Subject subject_of(const std::string &word)
         subject.value = value_of(*subject.setting, word.substr(equals + 1));
     }
     subject.message = subject.setting == nullptr ? find_message(word) : nullptr;
+    subject.said = word;
     if (subject.setting != nullptr || subject.message != nullptr) {
         return subject;
     }
@@ -200,12 +276,21 @@ std::vector<std::string> file_lines(const std::string &path, forms::Secrets secr
     return lines;
 }
 
+// A list's records name services, hosts and interfaces that other settings have.
+std::string fine_text(const Description &setting)
+{
+    return setting.key + (setting.fields.empty()
+                              ? " is fine"
+                              : " is fine by itself; nvram lint FILE says whether it goes with "
+                                "the other settings");
+}
+
 // KEY=VALUE: what is wrong with it, and a list's records field by field.
 void explain_value(const Description &setting, const std::string &value, forms::Secrets secrets)
 {
     print_lines(forms::record_lines(setting, value, secrets));
     const std::string wrong = forms::refusal_text(setting, value);
-    printf("%s\n", wrong.empty() ? (setting.key + " is fine").c_str() : wrong.c_str());
+    printf("%s\n", wrong.empty() ? fine_text(setting).c_str() : wrong.c_str());
 }
 
 bool is_wrong(const Subject &subject)
@@ -220,7 +305,7 @@ void explain(const Subject &subject, forms::Secrets secrets)
     } else if (subject.setting != nullptr) {
         explain_setting(*subject.setting);
     } else if (subject.message != nullptr) {
-        explain_message(*subject.message);
+        explain_message(subject.said, *subject.message);
     } else {
         print_lines(file_lines(subject.file, secrets));
     }
@@ -297,7 +382,7 @@ bench::Json json_subject(const Subject &subject, forms::Secrets secrets)
     }
     if (subject.message != nullptr) {
         return {{"kind", "message"},
-                {"text", subject.message->text},
+                {"text", bench::json_text(subject.said)},
                 {"meaning", subject.message->meaning},
                 {"look", subject.message->look}};
     }

@@ -2,6 +2,14 @@
 // them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
 #include "forms/settings.h"
 #include "forms/store.h"
 #include "rc/lan/leases.h"
@@ -9,6 +17,8 @@
 #include "tests/settings/stores.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using std::string_literals::operator""s;
 
@@ -56,7 +66,9 @@ TEST(Explain, AValueIsJudgedAndAListTakenApart)
               "  address              192.168.0.9                the address kept for it, inside the pool\n"
               "  hardware             024b51001001               twelve hexadecimal digits, with or without "
               "\":\" between the pairs\n"
-              "dhcp_reserved is fine\n");
+              "dhcp_reserved is fine by itself; nvram lint FILE says whether it goes with the other "
+              "settings\n");
+    EXPECT_EQ(explain("wan_vci=35").output, "wan_vci is fine\n");
     const Ran escaped = explain("'wan_vci=\\q'");
     EXPECT_EQ(escaped.status, 2);
     EXPECT_EQ(escaped.errors, "rcbench: wan_vci: a backslash begins \\n, \\t, \\\\ or \\xHH\n");
@@ -71,6 +83,59 @@ TEST(Explain, NumbersAndMessagesOfRc)
               "  look at: vpn, authentication_key\n"
               "nvram error!!: the settings could not be made ready\n"
               "  look at: /tmp/nvram, the flash, /etc/default\n");
+}
+
+// The literals behind this call in all sources of rc, with something in place of what is filled in.
+std::set<std::string> printed_by(const std::string &call)
+{
+    const std::regex text(call + R"re(\(((?:\s*"(?:[^"\\]|\\.)*")+))re");
+    std::set<std::string> texts;
+    const fs::path sources = fs::path(RCBENCH_TOOL).parent_path() / "../../../rc";
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(sources)) {
+        if (entry.path().extension() != ".cpp") {
+            continue;
+        }
+        std::ifstream in(entry.path());
+        const std::string source{std::istreambuf_iterator<char>(in), {}};
+        for (std::sregex_iterator at(source.begin(), source.end(), text), end; at != end; ++at) {
+            std::string literal = (*at)[1].str();
+            literal = std::regex_replace(literal, std::regex(R"re("\s*")re"), "");
+            literal = literal.substr(literal.find('"') + 1, literal.rfind('"') - literal.find('"') - 1);
+            literal = std::regex_replace(literal, std::regex("%[dux]"), "7");
+            literal = std::regex_replace(literal, std::regex("%[0-9]*[sc]"), "word");
+            for (size_t begin = 0; begin < literal.size();) {
+                const size_t cut = std::min(literal.find("\\n", begin), literal.size());
+                texts.insert(
+                    std::regex_replace(literal.substr(begin, cut - begin), std::regex(R"re(\\(.))re"), "$1"));
+                begin = cut + 2;
+            }
+        }
+    }
+    texts.erase("");
+    return texts;
+}
+
+TEST(Explain, EverythingThatRcPrints)
+{
+    const fs::path sources = fs::path(RCBENCH_TOOL).parent_path() / "../../../rc";
+    if (!fs::exists(sources)) {
+        GTEST_SKIP() << "the sources of rc are not there";
+    }
+    std::set<std::string> texts = printed_by("\\bprintf");
+    texts.merge(printed_by("\\bputs"));
+    texts.merge(printed_by("\\bperror"));
+    EXPECT_GT(texts.size(), 15U);
+    std::set<std::string> commands = printed_by("\\bMY_SYSTEM");
+    EXPECT_GT(commands.size(), 20U);
+    texts.merge(commands);
+    std::string words;
+    for (const std::string &text : texts) {
+        words += " '" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
+    }
+    const Ran ran = explain("--" + words);
+    EXPECT_EQ(ran.status, 0);
+    EXPECT_EQ(ran.errors, "");
+    EXPECT_TRUE(explain("'Error Number=-3'").output.starts_with("Error Number=-3: "));
 }
 
 TEST(Explain, WhatItDoesNotKnow)
