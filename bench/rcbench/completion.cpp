@@ -71,19 +71,6 @@ std::string setting_keys(const bench::Target &target)
     return spaced(keys);
 }
 
-// The router's tools by their base names.
-std::string tool_names(const bench::Target &target)
-{
-    std::istringstream lines(forms::read_input((target.image / "tools").string(), forms::kTextLimit));
-    std::vector<std::string> names;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with('/')) {
-            names.push_back(std::filesystem::path(line.substr(0, line.find(' '))).filename().string());
-        }
-    }
-    return spaced(names);
-}
-
 std::vector<std::string> command_names()
 {
     std::vector<std::string> names;
@@ -310,7 +297,7 @@ std::string script(const std::string &shell)
     replace(text, "FILE_OPTIONS", options_with(is_file));
     replace(text, "WITH_ARGUMENT", options_with([](const std::string &) { return true; }));
     replace(text, "KEYS", setting_keys(target));
-    replace(text, "TOOLS", tool_names(target));
+    replace(text, "TOOLS", spaced(tool_names(target)));
     replace(text, "SIDES", sides());
     replace(text, "COMMANDS", joined(command_names(), " | "));
     replace(text, "COMMAND_NAMES", spaced(command_names()));

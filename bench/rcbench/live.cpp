@@ -10,6 +10,7 @@
 #include "bench/live/story.h"
 #include "bench/rcbench/pages.h"
 #include "bench/rcbench/router_options.h"
+#include "bench/rcbench/runs.h"
 #include "bench/show/json.h"
 #include "forms/escapes.h"
 
@@ -112,6 +113,7 @@ std::vector<std::string> runs_of(const Words &words)
             begins = true;
             continue;
         }
+        refuse_stuck_comma(word);
         if (begins) {
             runs.emplace_back();
         }

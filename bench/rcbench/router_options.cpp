@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <sstream>
 
 #include "bench/run/processor.h"
 #include "forms/files.h"
@@ -317,6 +318,18 @@ bench::Target target_of(const RouterRequest &request)
                                             ": it is for this processor; leave --emulate out");
     }
     return target;
+}
+
+std::vector<std::string> tool_names(const bench::Target &target)
+{
+    std::istringstream lines(forms::read_input((target.image / "tools").string(), forms::kTextLimit));
+    std::vector<std::string> names;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with('/')) {
+            names.push_back(std::filesystem::path(line.substr(0, line.find(' '))).filename().string());
+        }
+    }
+    return names;
 }
 
 bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes)

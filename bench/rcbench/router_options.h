@@ -47,6 +47,9 @@ bench::Target target_of(const RouterRequest &request);
 // The same for a program by its file, whichever processor it is for.
 bench::Target target_of_program(const std::string &program);
 
+// The router's tools by their base names.
+std::vector<std::string> tool_names(const bench::Target &target);
+
 // The router before its first run; with or without what --set and --unset change.
 bench::Setup setup_of(const RouterRequest &request, const bench::Target &target, bool with_changes);
 

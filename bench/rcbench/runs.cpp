@@ -26,12 +26,22 @@ bool is_change(const WishedRun &run, const std::string &word)
            word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_") == place;
 }
 
-void note_unmet_replies(const RouterRequest &request, const std::vector<bench::Trace> &traces)
+// A guess for a tool that the router does not have.
+std::string guessed_tool(const std::string &tool, const bench::Target &target)
+{
+    const std::vector<std::string> tools = tool_names(target);
+    const bool is_one = std::find(tools.begin(), tools.end(), tool) != tools.end();
+    return is_one ? "" : forms::did_you_mean(tool, tools);
+}
+
+void note_unmet_replies(const RouterRequest &request, const bench::Target &target,
+                        const std::vector<bench::Trace> &traces)
 {
     for (const bench::Reply &reply : request.replies) {
         if (!bench::was_called(traces, reply.tool, reply.words)) {
             const std::string words = reply.words.empty() ? "" : " " + reply.words;
-            forms::note("--reply " + forms::shown(reply.tool + words) + ": no tool was called so");
+            forms::note("--reply " + forms::shown(reply.tool + words) + ": no tool was called so" +
+                        guessed_tool(reply.tool, target));
         }
     }
 }
@@ -93,6 +103,15 @@ std::string utc_text(int64_t seconds)
 
 }  // namespace
 
+void refuse_stuck_comma(const std::string &word)
+{
+    if (word.size() > 1 && (word.front() == ',' || word.back() == ',')) {
+        throw usage_error(forms::shown(word) +
+                          ": the comma between two runs is a word of its own, with a space on "
+                          "either side");
+    }
+}
+
 std::vector<std::string> first_words()
 {
     std::vector<std::string> words = {"init", "start", "stop", "restart", "create", "service", "wan", "list"};
@@ -104,7 +123,7 @@ std::vector<std::string> first_words()
 void note_unmet(const RouterRequest &request, const std::vector<WishedRun> &runs, const bench::Target &target,
                 const std::vector<bench::Trace> &traces)
 {
-    note_unmet_replies(request, traces);
+    note_unmet_replies(request, target, traces);
     note_unmet_removals(request, target);
     note_unknown_services(runs);
 }
@@ -126,6 +145,7 @@ std::vector<WishedRun> read_runs(const Words &words)
         } else if (i < words.size() && is_change(run, words[i])) {
             add_settings("before the words for rc:", words[i], run.changes);
         } else if (i < words.size() && words[i] != ",") {
+            refuse_stuck_comma(words[i]);
             run.words.push_back(words[i]);
         } else if (run.words.size() == 1) {
             throw usage_error(runs.empty() && i == words.size() ? "no words for rc"

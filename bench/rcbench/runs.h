@@ -15,6 +15,9 @@ struct WishedRun {
     std::optional<int64_t> clock = {};  // set before the run
 };
 
+// Refuses a word with a comma at its end or beginning: no word of rc's has one.
+void refuse_stuck_comma(const std::string &word);
+
 // Cuts the words at commas. Refuses runs without words.
 std::vector<WishedRun> read_runs(const Words &words);
 

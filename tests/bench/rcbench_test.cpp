@@ -125,6 +125,10 @@ TEST_F(Rcbench, WrongWordsGiveOneLineThatHelpWouldCure)
         {"start ,", "no words for rc beside a comma"},
         {", start", "no words for rc beside a comma"},
         {"start , , stop", "no words for rc beside a comma"},
+        {"lan start, firewall restart",
+         "start,: the comma between two runs is a word of its own, with a space on either side"},
+        {"lan start ,firewall restart",
+         ",firewall: the comma between two runs is a word of its own, with a space on either side"},
         {"--bogus start", "unknown option \"--bogus\""},
         {"--brief=1 start", "option --brief takes no argument"},
         {"--set", "option --set needs an argument, KEY=VALUE"},
@@ -360,13 +364,15 @@ TEST_F(Rcbench, WhatRepeatsIsFoldedUnlessAllIsWanted)
 TEST_F(Rcbench, SaysWhatWasNamedAndMetNothing)
 {
     const Ran result =
-        run("--brief --reply 'wlctl  up=x\\n' --reply 'nosuchtool=x' --reply 'wlctl pktcnt=' --remove "
+        run("--brief --reply 'wlctl  up=x\\n' --reply 'wlclt up=x' --reply 'nosuchtool=x' --reply 'wlctl "
+            "pktcnt=' --remove "
             "/etc/no_such "
             "--remove /etc/resolv.conf --show /etc/no_file --show /etc/TZ wlan start");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors,
               "rcbench: note: --show /etc/no_file: the router has no such file after the last run\n"
               "rcbench: note: --show /etc/TZ: the router has no such file after the last run\n"
+              "rcbench: note: --reply wlclt up: no tool was called so (did you mean wlctl?)\n"
               "rcbench: note: --reply nosuchtool: no tool was called so\n"
               "rcbench: note: --remove /etc/no_such: the router has no such file\n");
 }
