@@ -202,15 +202,13 @@ bool in_background(const std::string &command)
            command[command.find_last_not_of(' ')] == '&';
 }
 
-// The pauses that rc itself waits for, by the tool of the command before each.
+// Pauses by the command before each.
 struct Pauses {
-    size_t count = 0;
     long microseconds = 0;
     std::vector<std::pair<std::string, long>> after = {};
 
     void add(const std::string &tool, long length)
     {
-        ++count;
         microseconds += length;
         for (auto &[name, sum] : after) {
             if (name == tool) {
@@ -222,9 +220,15 @@ struct Pauses {
     }
 };
 
-Pauses pauses_of(const Trace &trace)
+// Those that the run itself waits for, and those of runs in the background.
+struct AllPauses {
+    Pauses waited_for;
+    Pauses meanwhile;
+};
+
+AllPauses pauses_of(const Trace &trace)
 {
-    Pauses pauses;
+    AllPauses pauses;
     std::vector<Level> levels(1);
     for (const Event &event : trace.events) {
         const auto depth = static_cast<size_t>(event.depth);
@@ -234,12 +238,13 @@ Pauses pauses_of(const Trace &trace)
         levels.resize(depth + 1);
         if (event.kind == Kind::kShell) {
             const bool inherited = depth > 0 && levels[depth - 1].background;
-            levels[depth] = {tool_of(event), inherited || in_background(event.text)};
+            const bool itself = in_background(event.text);
+            levels[depth] = {tool_of(event) + (itself ? " in the background" : ""), inherited || itself};
         }
-        const bool waited_for = depth == 0 || !levels[depth - 1].background;
-        if (waited_for && (event.kind == Kind::kSleep || event.kind == Kind::kUsleep)) {
-            pauses.add(levels[depth].tool,
-                       event.kind == Kind::kSleep ? event.number * 1000000 : event.number);
+        if (event.kind == Kind::kSleep || event.kind == Kind::kUsleep) {
+            const bool waited_for = depth == 0 || !levels[depth - 1].background;
+            (waited_for ? pauses.waited_for : pauses.meanwhile)
+                .add(levels[depth].tool, event.kind == Kind::kSleep ? event.number * 1000000 : event.number);
         }
     }
     return pauses;
@@ -249,6 +254,26 @@ std::string seconds_text(long microseconds)
 {
     const long tenths = (microseconds + 50000) / 100000;
     return std::to_string(tenths / 10) + (tenths % 10 == 0 ? "" : "." + std::to_string(tenths % 10)) + " s";
+}
+
+// Nothing of less than a second.
+std::string pauses_text(Pauses pauses)
+{
+    constexpr long kSecond = 1000000;
+    constexpr size_t kMostNamed = 4;
+    if (pauses.microseconds < kSecond) {
+        return "";
+    }
+    std::stable_sort(pauses.after.begin(), pauses.after.end(),
+                     [](const auto &left, const auto &right) { return left.second > right.second; });
+    std::string parts;
+    for (size_t i = 0; i < std::min(pauses.after.size(), kMostNamed); ++i) {
+        if (pauses.after[i].second >= kSecond / 10) {
+            parts += (parts.empty() ? "" : ", ") + seconds_text(pauses.after[i].second) + " after " +
+                     pauses.after[i].first;
+        }
+    }
+    return "pauses of " + seconds_text(pauses.microseconds) + ": " + parts;
 }
 
 }  // namespace
@@ -276,22 +301,13 @@ std::vector<std::string> timeline_text(const Trace &trace, const Style &style)
 
 std::string time_spent(const Trace &trace)
 {
-    constexpr long kSecond = 1000000;
-    constexpr size_t kMostNamed = 4;
-    Pauses pauses = pauses_of(trace);
-    if (pauses.microseconds < kSecond) {
-        return "";
-    }
-    std::stable_sort(pauses.after.begin(), pauses.after.end(),
-                     [](const auto &left, const auto &right) { return left.second > right.second; });
-    std::string parts;
-    for (size_t i = 0; i < std::min(pauses.after.size(), kMostNamed); ++i) {
-        if (pauses.after[i].second >= kSecond / 10) {
-            parts += (parts.empty() ? "" : ", ") + seconds_text(pauses.after[i].second) + " after " +
-                     pauses.after[i].first;
-        }
-    }
-    return "pauses of " + seconds_text(pauses.microseconds) + ": " + parts;
+    const AllPauses pauses = pauses_of(trace);
+    const std::string waited_for = pauses_text(pauses.waited_for);
+    const std::string meanwhile = pauses_text(pauses.meanwhile);
+    return waited_for + (meanwhile.empty()
+                             ? ""
+                             : std::string(waited_for.empty() ? "" : "; ") +
+                                   "meanwhile, in runs that it does not wait for, " + meanwhile);
 }
 
 std::string cut_off(const Trace &trace)
