@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 
 #include "bench/day/day.h"
@@ -89,6 +90,70 @@ void tell_crontab(const bench::FileChange &change, std::vector<std::string> &eff
     }
 }
 
+// A line that acts by the schedule's state.
+struct Scheduled {
+    bool when_open = true;
+    std::string dropped;  // whose every connection to the Internet it drops; empty where it does less
+};
+
+// The word behind an option; empty where it is not there.
+std::string behind(const std::vector<std::string> &words, const std::string &option)
+{
+    const auto at = std::find(words.begin(), words.end(), option);
+    return at == words.end() || at + 1 == words.end() ? "" : *(at + 1);
+}
+
+Scheduled scheduled_of(const std::string &line)
+{
+    std::istringstream in(line);
+    const std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
+    const auto has = [&](const char *word) {
+        return std::find(words.begin(), words.end(), word) != words.end();
+    };
+    Scheduled scheduled = {behind(words, "condition") != "!", ""};
+    if (behind(words, "-A") != "OUT_FILTER" || behind(words, "-j") != "DROP" || has("-p") || has("-d") ||
+        has("--dst-range")) {
+        return scheduled;
+    }
+    const std::string hosts = has("--src-range") ? behind(words, "--src-range") : behind(words, "-s");
+    scheduled.dropped = hosts == "0.0.0.0/0" ? "all hosts of the LAN" : hosts;
+    return scheduled;
+}
+
+// What the schedule's new state makes of the rules.
+void tell_schedule(const std::string &rules, bool open, std::vector<std::string> &effects)
+{
+    size_t come = 0;
+    size_t go = 0;
+    std::set<std::string> dropped;
+    for (const std::string &line : bench::text_lines(rules)) {
+        if (line.find("--condition schedule") == std::string::npos) {
+            continue;
+        }
+        const Scheduled scheduled = scheduled_of(line);
+        const bool acts = scheduled.when_open == open;
+        ++(acts ? come : go);
+        if (acts && !scheduled.dropped.empty()) {
+            dropped.insert(scheduled.dropped);
+        }
+    }
+    std::string text = std::string("schedule ") + (open ? "opens: " : "closes: ");
+    const auto from_now = [&] {
+        return counted(come, "scheduled rule") + (come == 1 ? " acts" : " act") + " from now on";
+    };
+    const auto no_more = [&] {
+        return counted(go, "scheduled rule") + (go == 1 ? " acts" : " act") + " no more";
+    };
+    text += open || go == 0 ? from_now() + (go == 0 ? "" : ", " + no_more())
+                            : no_more() + (come == 0 ? "" : ", " + from_now());
+    effects.push_back(text);
+    for (const std::string &hosts : dropped) {
+        effects.push_back("no Internet for " + hosts +
+                          ": a scheduled rule drops all that they send, unless one "
+                          "before it lets it out");
+    }
+}
+
 void tell_settings(const bench::Trace &trace, std::vector<std::string> &effects)
 {
     std::string keys;
@@ -126,14 +191,7 @@ std::vector<std::string> Watch::effects_of(const bench::Trace &trace, const std:
     }
     const bool open = root_.read(kFlag).value_or("0").starts_with('1');
     if (open != states_["schedule open"].now) {
-        const std::string rules = root_.read("/tmp/rules").value_or("");
-        size_t number = 0;
-        for (size_t i = rules.find("--condition schedule"); i != std::string::npos;
-             i = rules.find("--condition schedule", i + 1)) {
-            ++number;
-        }
-        effects.push_back(std::string("schedule ") + (open ? "opens: " : "closes: ") +
-                          counted(number, "scheduled rule") + (open ? " act from now on" : " act no more"));
+        tell_schedule(root_.read("/tmp/rules").value_or(""), open, effects);
     }
     watch_state("Internet down", !up, at);
     watch_state("schedule open", open, at);
