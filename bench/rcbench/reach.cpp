@@ -81,13 +81,13 @@ Options reach_options(const std::shared_ptr<ReachRequest> &r)
 
 int answer_tables(const ReachRequest &request, const bench::RouterFilter &filter)
 {
-    const Space space(packets::texts_of({&filter.rules}));
     if (request.filter->router->html) {
         write_page(*request.filter->router, "What gets through",
                    "Every connection that the packet filter of this router lets through.",
                    passing_chapters(filter, request.filter->from));
         return forms::kDone;
     }
+    const Space space(packets::texts_of({&filter.rules}));
     const std::vector<PassingTable> tables =
         passing_tables(space, filter, request.filter->from, request.filter->json);
     bench::Json json = bench::Json::array();
