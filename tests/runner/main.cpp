@@ -258,10 +258,13 @@ void print_expanded(const std::vector<Job> &jobs)
 
 Programs make_programs(const Options &options)
 {
-    for (const fs::path &file : {options.program, options.preload}) {
-        if (access(file.c_str(), R_OK) != 0) {
-            refuse("cannot read " + file.string() + ": " + strerror(errno));
-        }
+    if (access(options.program.c_str(), R_OK) != 0) {
+        refuse("cannot read " + options.program.string() + ": " + strerror(errno));
+    }
+    if (access(options.preload.c_str(), R_OK) != 0) {
+        refuse("cannot read " + options.preload.string() + ": " + strerror(errno) +
+               "; build bench_preload where " + options.program.string() +
+               " was built, or name it with --preload");
     }
     Programs programs;
     programs.direct = options.direct;

@@ -115,6 +115,10 @@ TEST_F(RunnerProgram, RefusesWrongWords)
               "scenario: cannot read " + folder_.path() + "/none.scenario: No such file or directory\n");
     EXPECT_EQ(run("--program /no/rc " + file("x.scenario", kPassing)).output,
               "scenario: cannot read /no/rc: No such file or directory\n");
+    EXPECT_EQ(
+        run("--program /bin/sh " + file("x.scenario", kPassing)).output,
+        "scenario: cannot read /lib/libbench_preload.so: No such file or directory; build bench_preload "
+        "where /bin/sh was built, or name it with --preload\n");
     EXPECT_EQ(run("-j 0 x").output, "scenario: -j takes a number from 1 to 1024, not \"0\"\n");
     EXPECT_EQ(run("--nonsense x").status, 2);
 }
