@@ -1,8 +1,8 @@
 // The commands that the descriptions give for a change: run in a router that is up, they leave it as a router
 // that came up with the new value.
 //
-// A test run takes its share of the settings; APPLY_ALL=1 in the environment takes them all, with more
-// values, and looks whether each command is needed.
+// A test run takes its share of the settings; APPLY_ALL=1 in the environment takes them all, with more values
+// and in every mode (hours), APPLY_ALL=KEY one of them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
