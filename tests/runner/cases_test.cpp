@@ -468,6 +468,12 @@ TEST(Steps, ThatNobodyNamedSoAreLinesOfTheFile)
               "file /x\n| @two\nrun\ntrace\n| a\n");
 }
 
+TEST(Steps, DoNotUseSteps)
+{
+    EXPECT_EQ(expanded("# t\nsteps a\n| @b\nsteps b\n| sh x\nrun\ntrace\n| @a\n| @b\n"),
+              "run\ntrace\n| \\x40b\n| sh x\n");
+}
+
 TEST(Steps, FaultsAreNamed)
 {
     EXPECT_EQ(refusal("# t\nlike base\nsteps a\n| sh a\nexit 1\n"),

@@ -189,7 +189,10 @@ std::string directive_text(const Directive &directive)
 {
     std::string text = directive.name + (directive.rest.empty() ? "" : " ") + directive.rest + "\n";
     for (const BodyLine &body : directive.body) {
-        text += (body.text.empty() ? "|" : "| ") + body.text + "\n";
+        // No use of steps: those are in their places.
+        const bool looks_used = directive.name == "trace" && body.text[0] == '@';
+        text += (body.text.empty() ? "|" : "| ") + (looks_used ? "\\x40" + body.text.substr(1) : body.text) +
+                "\n";
     }
     return text;
 }
