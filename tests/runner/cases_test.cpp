@@ -411,7 +411,7 @@ TEST(Steps, AreTheirLinesWhereTheyAreUsed)
 TEST(Steps, TakeWordsThatHoldSpacesInQuotes)
 {
     const std::string pair = "# t\nsteps pair\n| sh a {1}, {2}\nrun\ntrace\n";
-    EXPECT_EQ(expanded(pair + "| @pair \"b c\" \"\"\n"), "run\ntrace\n| sh a b c, \n");
+    EXPECT_EQ(expanded(pair + "| @pair \"b c\" \"\"\n"), "run\ntrace\n| sh a b c,\\x20\n");
     EXPECT_EQ(expanded(pair + "| @pair b \"c d\"\n"), "run\ntrace\n| sh a b, c d\n");
     EXPECT_EQ(expanded(pair + "| @pair \"b c\n"), "run\ntrace\n| sh a \"b, c\n");
     EXPECT_EQ(expanded(pair + "| @pair \"b\"c d\"\n"), "run\ntrace\n| sh a \"b\"c, d\"\n");
@@ -445,6 +445,12 @@ TEST(Steps, CountAsWrittenWhereTheyAreUsed)
     const Directive &trace = file.cases[0].directives[1];
     EXPECT_EQ(trace.body[0].place.line, 7);
     EXPECT_EQ(trace.body[1].place.line, 7);
+}
+
+TEST(Columns, ThatAreEmptyLeaveASpaceAtTheEnd)
+{
+    EXPECT_EQ(expanded("# t\nset a=x $v\nrun\ntrace\n| sh a $v\ncases name | v\n| b |\n"),
+              "set a=x\\x20\nrun\ntrace\n| sh a\\x20\n");
 }
 
 TEST(Steps, HoldColumns)

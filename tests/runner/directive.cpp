@@ -187,12 +187,17 @@ bool read_directives(std::string_view text, bool in_base, ScenarioText &read, Re
 
 std::string directive_text(const Directive &directive)
 {
-    std::string text = directive.name + (directive.rest.empty() ? "" : " ") + directive.rest + "\n";
+    // An empty column can leave a space at the end, and steps a line of a trace that looks like a use of
+    // steps: written so that they are read again as what they are.
+    const auto line = [](const std::string &text) {
+        const bool ends_in_space = !text.empty() && text.back() == ' ';
+        return (ends_in_space ? text.substr(0, text.size() - 1) + "\\x20" : text) + "\n";
+    };
+    std::string text = line(directive.name + (directive.rest.empty() ? "" : " ") + directive.rest);
     for (const BodyLine &body : directive.body) {
-        // No use of steps: those are in their places.
         const bool looks_used = directive.name == "trace" && body.text[0] == '@';
-        text += (body.text.empty() ? "|" : "| ") + (looks_used ? "\\x40" + body.text.substr(1) : body.text) +
-                "\n";
+        text +=
+            line((body.text.empty() ? "|" : "| ") + (looks_used ? "\\x40" + body.text.substr(1) : body.text));
     }
     return text;
 }
